@@ -1,0 +1,16 @@
+#include "Foundation/NSProcessInfo.h"
+
+#include "Foundation/PlatformEnvironment.h"
+
+NSProcessInfo& NSProcessInfo::processInfo() {
+  static NSProcessInfo info;
+  return info;
+}
+
+NSOperatingSystemVersion NSProcessInfo::operatingSystemVersion() const {
+  return platform::Environment::shared().operatingSystemVersion();
+}
+
+bool NSProcessInfo::isOperatingSystemAtLeastVersion(NSOperatingSystemVersion version) const {
+  return operatingSystemVersion() >= version;
+}

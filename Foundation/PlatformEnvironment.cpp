@@ -1,0 +1,50 @@
+#include "Foundation/PlatformEnvironment.h"
+
+#include <chrono>
+
+namespace platform {
+
+NSDate SystemClock::now() const {
+  const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+  return NSDate::dateWithTimeIntervalSince1970(
+      std::chrono::duration<double>(sinceEpoch).count());
+}
+
+Environment& Environment::shared() {
+  static Environment environment;
+  return environment;
+}
+
+Environment::Environment() : clock_(std::make_shared<SystemClock>()) {}
+
+NSDate Environment::now() const {
+  std::shared_ptr<const Clock> clock;
+  {
+    std::lock_guard lock(mutex_);
+    clock = clock_;
+  }
+  return clock->now();
+}
+
+void Environment::setClock(std::shared_ptr<const Clock> clock) {
+  std::lock_guard lock(mutex_);
+  clock_ = clock ? std::move(clock) : std::make_shared<SystemClock>();
+}
+
+NSOperatingSystemVersion Environment::operatingSystemVersion() const {
+  std::lock_guard lock(mutex_);
+  return version_;
+}
+
+void Environment::setOperatingSystemVersion(NSOperatingSystemVersion version) {
+  std::lock_guard lock(mutex_);
+  version_ = version;
+}
+
+void Environment::reset() {
+  std::lock_guard lock(mutex_);
+  clock_ = std::make_shared<SystemClock>();
+  version_ = kDefaultOperatingSystemVersion;
+}
+
+}  // namespace platform

@@ -1,0 +1,59 @@
+#pragma once
+
+// platform::Environment: the one place through which the library reads the world around it:
+// the current moment and the operating-system version. (The main and worker queues live in
+// Dispatch.h, the application and device in HealthKit's UIKit pieces.)
+//
+// Process-wide and thread-safe. On a device it holds the system clock and the running iOS
+// version; tests replace the clock with a manual one and pin the version, then restore the
+// defaults with reset(). The default version on Linux is iOS 17.0.0.
+//
+//   platform::Environment::shared().setClock(std::make_shared<ManualClock>(start));
+//   platform::Environment::shared().setOperatingSystemVersion({10, 3, 0});
+
+#include <memory>
+#include <mutex>
+
+#include "Foundation/NSDate.h"
+#include "Foundation/NSOperatingSystemVersion.h"
+
+namespace platform {
+
+// Tells the current moment. Implementations must be safe to call from any thread.
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  virtual NSDate now() const = 0;
+};
+
+// The real wall clock.
+class SystemClock final : public Clock {
+ public:
+  NSDate now() const override;
+};
+
+class Environment {
+ public:
+  static constexpr NSOperatingSystemVersion kDefaultOperatingSystemVersion{17, 0, 0};
+
+  static Environment& shared();
+
+  NSDate now() const;
+  // Replaces the clock; nullptr restores the system clock.
+  void setClock(std::shared_ptr<const Clock> clock);
+
+  NSOperatingSystemVersion operatingSystemVersion() const;
+  void setOperatingSystemVersion(NSOperatingSystemVersion version);
+
+  // The system clock and the default operating-system version again.
+  void reset();
+
+ private:
+  Environment();
+
+  mutable std::mutex mutex_;  // guards clock_ and version_
+  std::shared_ptr<const Clock> clock_;
+  NSOperatingSystemVersion version_ = kDefaultOperatingSystemVersion;
+};
+
+}  // namespace platform

@@ -59,14 +59,6 @@ class Guarded {
     return std::forward<F>(f)(value_);
   }
 
-  template <typename F>
-  auto withLock(F&& f) const -> std::invoke_result_t<F, const T&> {
-    static_assert(!std::is_reference_v<std::invoke_result_t<F, const T&>>,
-                  "a reference must not outlive the lock");
-    guarded_detail::HeldLock lock(mutex_);
-    return std::forward<F>(f)(value_);
-  }
-
   // A copy of the value, taken under the lock.
   T snapshot() const {
     guarded_detail::HeldLock lock(mutex_);

@@ -1,5 +1,6 @@
 #include "Foundation/Dispatch.h"
 
+#include <array>
 #include <condition_variable>
 #include <exception>
 #include <stdexcept>
@@ -70,20 +71,21 @@ class SyncSignal {
 dispatch_queue_t dispatch_get_main_queue() { return DispatchScheduler::shared().mainQueue(); }
 
 dispatch_queue_t dispatch_get_global_queue(long identifier, unsigned long flags) {
-  static const dispatch_queue_t high = makeGlobalQueue("com.apple.root.high-priority");
-  static const dispatch_queue_t normal = makeGlobalQueue("com.apple.root.default-priority");
-  static const dispatch_queue_t low = makeGlobalQueue("com.apple.root.low-priority");
-  static const dispatch_queue_t background =
-      makeGlobalQueue("com.apple.root.background-priority");
+  // Never destroyed, so blocks still running at process exit may submit to them.
+  static const auto* const queues = new std::array<dispatch_queue_t, 4>{
+      makeGlobalQueue("com.apple.root.high-priority"),
+      makeGlobalQueue("com.apple.root.default-priority"),
+      makeGlobalQueue("com.apple.root.low-priority"),
+      makeGlobalQueue("com.apple.root.background-priority")};
   if (flags != 0) {
     throw std::invalid_argument("dispatch_get_global_queue: flags must be 0, got " +
                                 std::to_string(flags));
   }
   switch (identifier) {
-    case DISPATCH_QUEUE_PRIORITY_HIGH: return high;
-    case DISPATCH_QUEUE_PRIORITY_DEFAULT: return normal;
-    case DISPATCH_QUEUE_PRIORITY_LOW: return low;
-    case DISPATCH_QUEUE_PRIORITY_BACKGROUND: return background;
+    case DISPATCH_QUEUE_PRIORITY_HIGH: return (*queues)[0];
+    case DISPATCH_QUEUE_PRIORITY_DEFAULT: return (*queues)[1];
+    case DISPATCH_QUEUE_PRIORITY_LOW: return (*queues)[2];
+    case DISPATCH_QUEUE_PRIORITY_BACKGROUND: return (*queues)[3];
     default:
       throw std::invalid_argument("dispatch_get_global_queue: unknown priority " +
                                   std::to_string(identifier));

@@ -273,3 +273,27 @@ TEST_F(DispatchTest, OnceRunsExactlyOnceUnderConcurrentFirstCalls) {
 }
 
 }  // namespace
+
+namespace {
+
+// Exit with work still queued and a worker waiting on the main queue: static destruction drops
+// the unstarted blocks, wakes the waiting worker and joins the pool, neither hanging nor crashing.
+TEST(DispatchExitTest, ProcessExitWithPendingWorkNeitherHangsNorCrashes) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        auto serial = dispatch_queue_create("exit", DISPATCH_QUEUE_SERIAL);
+        std::latch waiting(1);
+        dispatch_async(serial, [&waiting] {
+          waiting.count_down();
+          dispatch_sync(dispatch_get_main_queue(), [] {});
+        });
+        for (int i = 0; i < 100; ++i) dispatch_async(serial, [] {});
+        dispatch_async(dispatch_get_main_queue(), [] {});
+        waiting.wait();
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

@@ -130,14 +130,15 @@ TEST_F(DispatchTest, ConcurrentQueueRunsBlocksAtTheSameTimeOnWorkers) {
 TEST_F(DispatchTest, RunUntilIdleFinishesAChainThatCrossesBetweenWorkersAndMain) {
   auto serial = dispatch_queue_create("chain", DISPATCH_QUEUE_SERIAL);
   std::vector<std::string> steps;  // each step happens-after the previous one
+  auto step = [&steps] { steps.push_back(NSThread::isMainThread() ? "main" : "worker"); };
   auto main = dispatch_get_main_queue();
   dispatch_async(serial, [&] {
-    steps.push_back(NSThread::isMainThread() ? "main" : "worker");
+    step();
     dispatch_async(main, [&] {
-      steps.push_back(NSThread::isMainThread() ? "main" : "worker");
+      step();
       dispatch_async(globalQueue(), [&] {
-        steps.push_back(NSThread::isMainThread() ? "main" : "worker");
-        dispatch_async(main, [&] { steps.push_back(NSThread::isMainThread() ? "main" : "worker"); });
+        step();
+        dispatch_async(main, step);
       });
     });
   });
@@ -165,39 +166,27 @@ TEST_F(DispatchTest, SyncWaitsForTheBlockAndPassesItsExceptionBack) {
 TEST_F(DispatchTest, DetectableMisuseFailsLoudly) {
   auto serial = dispatch_queue_create("self", DISPATCH_QUEUE_SERIAL);
   auto& runtime = platform::DispatchRuntime::shared();
+  auto throwsLogicError = [](const dispatch_block_t& misuse) {
+    try {
+      misuse();
+    } catch (const std::logic_error&) {
+      return true;
+    }
+    return false;
+  };
+  bool selfSync = false, drainOffMain = false, nestedRun = false;
 
-  EXPECT_THROW(dispatch_sync(dispatch_get_main_queue(), [] {}), std::logic_error);
-
-  bool selfSyncThrew = false;
+  EXPECT_TRUE(throwsLogicError([] { dispatch_sync(dispatch_get_main_queue(), [] {}); }));
   dispatch_sync(serial, [&] {
-    try {
-      dispatch_sync(serial, [] {});
-    } catch (const std::logic_error&) {
-      selfSyncThrew = true;
-    }
+    selfSync = throwsLogicError([&] { dispatch_sync(serial, [] {}); });
+    drainOffMain = throwsLogicError([&] { runtime.drainMainQueue(); });
   });
-  EXPECT_TRUE(selfSyncThrew);
-
-  bool drainOffMainThrew = false;
-  dispatch_sync(serial, [&] {
-    try {
-      runtime.drainMainQueue();
-    } catch (const std::logic_error&) {
-      drainOffMainThrew = true;
-    }
-  });
-  EXPECT_TRUE(drainOffMainThrew);
-
-  bool nestedDrainThrew = false;
-  dispatch_async(dispatch_get_main_queue(), [&] {
-    try {
-      runtime.runUntilIdle();
-    } catch (const std::logic_error&) {
-      nestedDrainThrew = true;
-    }
-  });
+  dispatch_async(dispatch_get_main_queue(),
+                 [&] { nestedRun = throwsLogicError([&] { runtime.runUntilIdle(); }); });
   runUntilIdle();
-  EXPECT_TRUE(nestedDrainThrew);
+  EXPECT_TRUE(selfSync);
+  EXPECT_TRUE(drainOffMain);
+  EXPECT_TRUE(nestedRun);
 
   EXPECT_THROW(dispatch_async(nullptr, [] {}), std::invalid_argument);
   EXPECT_THROW(dispatch_async(serial, dispatch_block_t{}), std::invalid_argument);

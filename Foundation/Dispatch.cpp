@@ -72,20 +72,24 @@ dispatch_queue_t dispatch_get_main_queue() { return DispatchScheduler::shared().
 
 dispatch_queue_t dispatch_get_global_queue(long identifier, unsigned long flags) {
   // Never destroyed, so blocks still running at process exit may submit to them.
-  static const auto* const queues = new std::array<dispatch_queue_t, 4>{
-      makeGlobalQueue("com.apple.root.high-priority"),
-      makeGlobalQueue("com.apple.root.default-priority"),
-      makeGlobalQueue("com.apple.root.low-priority"),
-      makeGlobalQueue("com.apple.root.background-priority")};
+  static const auto* const queues =
+      new std::array<dispatch_queue_t, 4>{makeGlobalQueue("com.apple.root.high-priority"),
+                                          makeGlobalQueue("com.apple.root.default-priority"),
+                                          makeGlobalQueue("com.apple.root.low-priority"),
+                                          makeGlobalQueue("com.apple.root.background-priority")};
   if (flags != 0) {
     throw std::invalid_argument("dispatch_get_global_queue: flags must be 0, got " +
                                 std::to_string(flags));
   }
   switch (identifier) {
-    case DISPATCH_QUEUE_PRIORITY_HIGH: return (*queues)[0];
-    case DISPATCH_QUEUE_PRIORITY_DEFAULT: return (*queues)[1];
-    case DISPATCH_QUEUE_PRIORITY_LOW: return (*queues)[2];
-    case DISPATCH_QUEUE_PRIORITY_BACKGROUND: return (*queues)[3];
+    case DISPATCH_QUEUE_PRIORITY_HIGH:
+      return (*queues)[0];
+    case DISPATCH_QUEUE_PRIORITY_DEFAULT:
+      return (*queues)[1];
+    case DISPATCH_QUEUE_PRIORITY_LOW:
+      return (*queues)[2];
+    case DISPATCH_QUEUE_PRIORITY_BACKGROUND:
+      return (*queues)[3];
     default:
       throw std::invalid_argument("dispatch_get_global_queue: unknown priority " +
                                   std::to_string(identifier));
@@ -93,10 +97,9 @@ dispatch_queue_t dispatch_get_global_queue(long identifier, unsigned long flags)
 }
 
 dispatch_queue_t dispatch_queue_create(const char* label, dispatch_queue_attr_t attr) {
-  return std::make_shared<dispatch_queue_s>(label ? label : "",
-                                            attr == DISPATCH_QUEUE_CONCURRENT
-                                                ? dispatch_queue_s::Kind::concurrent
-                                                : dispatch_queue_s::Kind::serial);
+  return std::make_shared<dispatch_queue_s>(
+      label ? label : "", attr == DISPATCH_QUEUE_CONCURRENT ? dispatch_queue_s::Kind::concurrent
+                                                            : dispatch_queue_s::Kind::serial);
 }
 
 const char* dispatch_queue_get_label(const dispatch_queue_t& queue) {

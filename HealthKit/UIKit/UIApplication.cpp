@@ -6,8 +6,7 @@
 
 std::shared_ptr<UIApplication> UIApplication::sharedApplication() {
   // Never destroyed: expiration blocks and HealthKit workers may still reach it at exit.
-  static const auto* const application =
-      new std::shared_ptr<UIApplication>(new UIApplication());
+  static const auto* const application = new std::shared_ptr<UIApplication>(new UIApplication());
   return *application;
 }
 

@@ -23,10 +23,9 @@ std::string UIDevice::model() const {
 std::string UIDevice::systemName() const { return "iOS"; }
 
 std::string UIDevice::systemVersion() const {
-  const NSOperatingSystemVersion version =
-      platform::Environment::shared().operatingSystemVersion();
-  std::string text = std::to_string(version.majorVersion) + "." +
-                     std::to_string(version.minorVersion);
+  const NSOperatingSystemVersion version = platform::Environment::shared().operatingSystemVersion();
+  std::string text =
+      std::to_string(version.majorVersion) + "." + std::to_string(version.minorVersion);
   if (version.patchVersion != 0) text += "." + std::to_string(version.patchVersion);
   return text;
 }

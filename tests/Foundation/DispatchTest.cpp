@@ -191,7 +191,8 @@ TEST_F(DispatchTest, DetectableMisuseFailsLoudly) {
   EXPECT_THROW(dispatch_async(nullptr, [] {}), std::invalid_argument);
   EXPECT_THROW(dispatch_async(serial, dispatch_block_t{}), std::invalid_argument);
   EXPECT_THROW(dispatch_get_global_queue(7, 0), std::invalid_argument);
-  EXPECT_THROW(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 1), std::invalid_argument);
+  EXPECT_THROW(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 1),
+               std::invalid_argument);
 }
 
 TEST_F(DispatchTest, GroupNotifiesOnceAfterTheLastLeaveAndNotBefore) {

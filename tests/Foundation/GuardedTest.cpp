@@ -1,11 +1,10 @@
-#include "Foundation/Guarded.h"
-
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <vector>
 
 #include "Foundation/Dispatch.h"
+#include "Foundation/Guarded.h"
 #include "support/EnvironmentFixture.h"
 
 namespace {
@@ -16,7 +15,8 @@ TEST_F(GuardedTest, AppendsFromManyWorkersLoseNothing) {
   platform::Guarded<std::vector<int>> results;
   auto queue = dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0);
   for (int i = 0; i < 200; ++i) {
-    dispatch_async(queue, [&results, i] { results.withLock([i](auto& list) { list.push_back(i); }); });
+    dispatch_async(queue,
+                   [&results, i] { results.withLock([i](auto& list) { list.push_back(i); }); });
   }
   runUntilIdle();
   EXPECT_EQ(results.withLock([](const auto& list) { return list.size(); }), 200u);

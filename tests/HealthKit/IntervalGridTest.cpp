@@ -1,0 +1,68 @@
+#include "HealthKit/internal/IntervalGrid.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace platform::healthkit {
+namespace {
+
+std::shared_ptr<NSCalendar> calendarIn(const char* zone) {
+  auto calendar = NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian);
+  calendar->setTimeZone(NSTimeZone::timeZoneWithName(zone));
+  return calendar;
+}
+
+NSDate utc(double secondsSince1970) { return NSDate::dateWithTimeIntervalSince1970(secondsSince1970); }
+
+NSDateComponents components(NSCalendarUnit unit, long value) {
+  NSDateComponents parts;
+  parts.setValue(value, unit);
+  return parts;
+}
+
+TEST(IntervalGrid, DaysFollowTheCalendarAcrossDaylightSaving) {
+  // 2024-03-09 00:00 EST; New York moves to EDT on 2024-03-10 at 02:00.
+  const NSDate anchor = utc(1709960400);
+  IntervalGrid days(anchor, components(NSCalendarUnitDay, 1), calendarIn("America/New_York"));
+  EXPECT_EQ(days.startOfInterval(1), utc(1709960400 + 86400));            // 03-10 00:00 EST
+  EXPECT_EQ(days.startOfInterval(2), utc(1709960400 + 2 * 86400 - 3600));  // 03-11 00:00 EDT
+  EXPECT_EQ(days.startOfInterval(-1), utc(1709960400 - 86400));
+  // 03-10 23:30 EDT lies in the 23-hour day, 03-11 00:00 EDT starts the next.
+  EXPECT_EQ(days.indexContaining(utc(1709960400 + 2 * 86400 - 3600 - 1800)), 1);
+  EXPECT_EQ(days.indexContaining(utc(1709960400 + 2 * 86400 - 3600)), 2);
+  EXPECT_EQ(days.indexContaining(anchor.dateByAddingTimeInterval(-1)), -1);
+}
+
+TEST(IntervalGrid, MinutesAreElapsedTimeFromAnAnchorWithSeconds) {
+  const NSDate anchor = utc(1710062437);  // xx:20:37
+  IntervalGrid minutes(anchor, components(NSCalendarUnitMinute, 1), calendarIn("Australia/Lord_Howe"));
+  EXPECT_EQ(minutes.startOfInterval(3), anchor.dateByAddingTimeInterval(180));
+  EXPECT_EQ(minutes.indexContaining(anchor.dateByAddingTimeInterval(59.999)), 0);
+  EXPECT_EQ(minutes.indexContaining(anchor.dateByAddingTimeInterval(60)), 1);
+  EXPECT_EQ(minutes.indexContaining(anchor.dateByAddingTimeInterval(-0.5)), -1);
+}
+
+TEST(IntervalGrid, MonthsFromTheThirtyFirstClampAndRecover) {
+  auto calendar = calendarIn("UTC");
+  const NSDate january31 = utc(1706659200);  // 2024-01-31 00:00 UTC
+  IntervalGrid months(january31, components(NSCalendarUnitMonth, 1), calendar);
+  EXPECT_EQ(months.startOfInterval(1), utc(1709164800));  // 2024-02-29
+  EXPECT_EQ(months.startOfInterval(2), utc(1711843200));  // 2024-03-31
+  EXPECT_EQ(months.indexContaining(utc(1711843200 - 1)), 1);
+  // A week is seven calendar days.
+  IntervalGrid weeks(january31, components(NSCalendarUnitWeekOfYear, 1), calendar);
+  EXPECT_EQ(weeks.startOfInterval(1), utc(1706659200 + 7 * 86400));
+}
+
+TEST(IntervalGrid, RejectsIntervalsThatCannotTile) {
+  auto calendar = calendarIn("UTC");
+  EXPECT_THROW(IntervalGrid(NSDate(), NSDateComponents(), calendar), std::invalid_argument);
+  EXPECT_THROW(IntervalGrid(NSDate(), components(NSCalendarUnitDay, -1), calendar),
+               std::invalid_argument);
+  EXPECT_THROW(IntervalGrid(NSDate(), components(NSCalendarUnitWeekday, 2), calendar),
+               std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace platform::healthkit

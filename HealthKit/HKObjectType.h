@@ -26,6 +26,7 @@ class HKCategoryType;
 class HKCorrelationType;
 class HKWorkoutType;
 class HKTypeRegistry;
+class HKUnit;
 
 class HKObjectType {
  public:
@@ -80,19 +81,24 @@ class HKQuantityType final : public HKSampleType {
  public:
   HKQuantityAggregationStyle aggregationStyle() const { return aggregationStyle_; }
 
-  // The unit HealthKit documents for the type, as a unit string ("count/min"); its dimension is
-  // the one the type accepts.
-  const std::string& canonicalUnitString() const { return canonicalUnitString_; }
+  // Whether a quantity in `unit` may be stored as this type: a unit of the same dimension as the
+  // type's own (any mass for body mass, count per time for heart rate...).
+  bool isCompatibleWithUnit(const HKUnit& unit) const;
+
+  // The unit HealthKit documents for the type ("count/min" for heart rate); its dimension is the
+  // one the type accepts. The simulator's own: statistics are computed in it.
+  const std::shared_ptr<const HKUnit>& canonicalUnit() const { return canonicalUnit_; }
 
  private:
   friend class HKTypeRegistry;
-  HKQuantityType(std::string identifier, HKQuantityAggregationStyle style, std::string unitString)
+  HKQuantityType(std::string identifier, HKQuantityAggregationStyle style,
+                 std::shared_ptr<const HKUnit> unit)
       : HKSampleType(std::move(identifier)),
         aggregationStyle_(style),
-        canonicalUnitString_(std::move(unitString)) {}
+        canonicalUnit_(std::move(unit)) {}
 
   HKQuantityAggregationStyle aggregationStyle_;
-  std::string canonicalUnitString_;
+  std::shared_ptr<const HKUnit> canonicalUnit_;
 };
 
 // A type of samples holding one value from a small enumeration (sleep analysis, stand hour...).

@@ -89,3 +89,13 @@ bool HKCorrelationType::mayContain(const HKObjectType& type) const {
 bool HKQuantityType::isCompatibleWithUnit(const HKUnit& unit) const {
   return canonicalUnit_->dimension_ == unit.dimension_;
 }
+
+bool HKObjectType::isEqual(const NSObject& other) const {
+  const auto* type = dynamic_cast<const HKObjectType*>(&other);
+  return type != nullptr && type->identifier_ == identifier_;
+}
+
+NSAny HKObjectType::valueForKey(const std::string& key) const {
+  if (key == "identifier") return identifier_;
+  return NSObject::valueForKey(key);
+}

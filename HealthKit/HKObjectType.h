@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/NSObject.h"
 #include "HealthKit/HKTypeIdentifiers.h"
 
 class HKQuantityType;
@@ -28,9 +29,8 @@ class HKWorkoutType;
 class HKTypeRegistry;
 class HKUnit;
 
-class HKObjectType {
+class HKObjectType : public NSObject {
  public:
-  virtual ~HKObjectType() = default;
   HKObjectType(const HKObjectType&) = delete;
   HKObjectType& operator=(const HKObjectType&) = delete;
 
@@ -49,9 +49,11 @@ class HKObjectType {
   static std::shared_ptr<const HKObjectType> typeForIdentifier(std::string_view identifier);
 
   // Types are equal exactly when their identifiers are.
-  bool isEqual(const HKObjectType& other) const { return identifier_ == other.identifier_; }
-  std::size_t hash() const { return std::hash<std::string>{}(identifier_); }
-  std::string description() const { return identifier_; }
+  bool isEqual(const NSObject& other) const override;
+  std::size_t hash() const override { return std::hash<std::string>{}(identifier_); }
+  std::string description() const override { return identifier_; }
+  // Key "identifier".
+  NSAny valueForKey(const std::string& key) const override;
 
  protected:
   // Only the type registry makes types, so every type object is the interned one.
@@ -63,6 +65,9 @@ class HKObjectType {
 
 // A type whose objects are samples: they have a start and an end date.
 class HKSampleType : public HKObjectType {
+ public:
+  std::string className() const override { return "HKSampleType"; }
+
  protected:
   using HKObjectType::HKObjectType;
 };
@@ -80,6 +85,7 @@ enum HKQuantityAggregationStyle : long {
 class HKQuantityType final : public HKSampleType {
  public:
   HKQuantityAggregationStyle aggregationStyle() const { return aggregationStyle_; }
+  std::string className() const override { return "HKQuantityType"; }
 
   // Whether a quantity in `unit` may be stored as this type: a unit of the same dimension as the
   // type's own (any mass for body mass, count per time for heart rate...).
@@ -106,6 +112,7 @@ class HKCategoryType final : public HKSampleType {
  public:
   // Whether `value` is one of the type's values (HKCategoryValueSleepAnalysis... ).
   bool isValidValue(long value) const { return value >= minimumValue_ && value <= maximumValue_; }
+  std::string className() const override { return "HKCategoryType"; }
 
  private:
   friend class HKTypeRegistry;
@@ -124,6 +131,7 @@ class HKCorrelationType final : public HKSampleType {
   // Whether a correlation of this type may contain samples of `type`: blood pressure holds the
   // systolic and diastolic pressures, food holds the dietary quantity types.
   bool mayContain(const HKObjectType& type) const;
+  std::string className() const override { return "HKCorrelationType"; }
 
  private:
   friend class HKTypeRegistry;
@@ -132,6 +140,9 @@ class HKCorrelationType final : public HKSampleType {
 
 // The type of workouts. There is exactly one.
 class HKWorkoutType final : public HKSampleType {
+ public:
+  std::string className() const override { return "HKWorkoutType"; }
+
  private:
   friend class HKTypeRegistry;
   explicit HKWorkoutType(std::string identifier) : HKSampleType(std::move(identifier)) {}

@@ -44,8 +44,20 @@ NSComparisonResult HKQuantity::compare(const HKQuantity& other) const {
   return NSOrderedSame;
 }
 
-bool HKQuantity::isEqual(const HKQuantity& other) const {
-  return isCompatibleWithUnit(*other.unit_) && compare(other) == NSOrderedSame;
+std::optional<NSComparisonResult> HKQuantity::compare(const NSObject& other) const {
+  const auto* quantity = dynamic_cast<const HKQuantity*>(&other);
+  if (quantity == nullptr || !isCompatibleWithUnit(*quantity->unit_)) return std::nullopt;
+  return compare(*quantity);
+}
+
+bool HKQuantity::isEqual(const NSObject& other) const {
+  return compare(other) == NSOrderedSame;
+}
+
+std::size_t HKQuantity::hash() const {
+  std::size_t result = 0;
+  for (long exponent : unit_->dimension_) result = result * 31 + static_cast<std::size_t>(exponent);
+  return result;
 }
 
 std::string HKQuantity::description() const {

@@ -15,9 +15,10 @@
 #include <string>
 
 #include "Foundation/NSDate.h"
+#include "Foundation/NSObject.h"
 #include "HealthKit/HKUnit.h"
 
-class HKQuantity {
+class HKQuantity : public NSObject {
  public:
   using Pointer = std::shared_ptr<const HKQuantity>;
 
@@ -30,10 +31,15 @@ class HKQuantity {
   // Orders by amount; throws std::invalid_argument when the units are incompatible.
   NSComparisonResult compare(const HKQuantity& other) const;
 
+  // For predicates: the order of two quantities of compatible units, nullopt otherwise.
+  std::optional<NSComparisonResult> compare(const NSObject& other) const override;
   // Equal amounts in compatible units.
-  bool isEqual(const HKQuantity& other) const;
+  bool isEqual(const NSObject& other) const override;
+  // Equal quantities hash alike whatever their unit: by dimension only.
+  std::size_t hash() const override;
   // "72 count/min"; a percent prints as a percentage ("97 %" for 0.97).
-  std::string description() const;
+  std::string description() const override;
+  std::string className() const override { return "HKQuantity"; }
 
  private:
   friend struct HKQuantityAccess;

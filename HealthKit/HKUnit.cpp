@@ -212,3 +212,8 @@ HKUnit::Pointer HKUnit::unitRaisedToPower(long power) const {
 }
 
 HKUnit::Pointer HKUnit::reciprocalUnit() const { return unitRaisedToPower(-1); }
+
+bool HKUnit::isEqual(const NSObject& other) const {
+  const auto* unit = dynamic_cast<const HKUnit*>(&other);
+  return unit != nullptr && unit->unitString_ == unitString_;
+}

@@ -26,6 +26,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/NSObject.h"
+
 enum HKMetricPrefix : long {
   HKMetricPrefixNone = 0,
   HKMetricPrefixPico = 1,
@@ -46,7 +48,7 @@ enum HKMetricPrefix : long {
 // The molar mass of glucose, grams per mole, for blood glucose in moles.
 inline constexpr double HKUnitMolarMassBloodGlucose = 180.15588000005408;
 
-class HKUnit {
+class HKUnit : public NSObject {
  public:
   using Pointer = std::shared_ptr<const HKUnit>;
 
@@ -128,10 +130,11 @@ class HKUnit {
   Pointer unitRaisedToPower(long power) const;
   Pointer reciprocalUnit() const;
 
-  bool isEqual(const HKUnit& other) const { return unitString_ == other.unitString_; }
-  bool operator==(const HKUnit& other) const { return isEqual(other); }
-  std::size_t hash() const { return std::hash<std::string>{}(unitString_); }
-  std::string description() const { return unitString_; }
+  bool isEqual(const NSObject& other) const override;
+  bool operator==(const HKUnit& other) const { return unitString_ == other.unitString_; }
+  std::size_t hash() const override { return std::hash<std::string>{}(unitString_); }
+  std::string description() const override { return unitString_; }
+  std::string className() const override { return "HKUnit"; }
 
   // One base unit with its prefix raised to a power; a unit is a product of these. Public only
   // so that the unit parser (internal) can name it.

@@ -17,7 +17,8 @@ struct NumberView {
 };
 
 std::optional<NumberView> numberOf(const auto& value) {
-  if (const bool* b = std::get_if<bool>(&value)) return NumberView{false, *b ? 1 : 0, *b ? 1.0 : 0.0};
+  if (const bool* b = std::get_if<bool>(&value))
+    return NumberView{false, *b ? 1 : 0, *b ? 1.0 : 0.0};
   if (const long long* i = std::get_if<long long>(&value)) {
     return NumberView{false, *i, static_cast<double>(*i)};
   }
@@ -38,23 +39,33 @@ NSComparisonResult order(const T& a, const T& b) {
 
 NSAny::Kind NSAny::kind() const {
   switch (value_.index()) {
-    case 0: return Kind::Nil;
+    case 0:
+      return Kind::Nil;
     case 1:
     case 2:
-    case 3: return Kind::Number;
-    case 4: return Kind::String;
-    case 5: return Kind::Date;
-    default: return Kind::Object;
+    case 3:
+      return Kind::Number;
+    case 4:
+      return Kind::String;
+    case 5:
+      return Kind::Date;
+    default:
+      return Kind::Object;
   }
 }
 
 std::string NSAny::kindName() const {
   switch (kind()) {
-    case Kind::Nil: return "nil";
-    case Kind::Number: return "number";
-    case Kind::String: return "string";
-    case Kind::Date: return "date";
-    case Kind::Object: return "object (" + object()->className() + ")";
+    case Kind::Nil:
+      return "nil";
+    case Kind::Number:
+      return "number";
+    case Kind::String:
+      return "string";
+    case Kind::Date:
+      return "date";
+    case Kind::Object:
+      return "object (" + object()->className() + ")";
   }
   return "unknown";
 }
@@ -127,15 +138,20 @@ std::size_t NSAny::hash() const {
     double d = number->floating;
     // Integral values hash as integers so that 2 and 2.0 agree.
     if (!number->isFloating || (d == std::trunc(d) && std::abs(d) < 9.2e18)) {
-      return std::hash<long long>{}(number->isFloating ? static_cast<long long>(d) : number->integer);
+      return std::hash<long long>{}(number->isFloating ? static_cast<long long>(d)
+                                                       : number->integer);
     }
     return std::hash<double>{}(d);
   }
   switch (kind()) {
-    case Kind::String: return std::hash<std::string>{}(stringValue());
-    case Kind::Date: return std::hash<double>{}(dateValue().timeIntervalSinceReferenceDate());
-    case Kind::Object: return object()->hash();
-    default: return 0;
+    case Kind::String:
+      return std::hash<std::string>{}(stringValue());
+    case Kind::Date:
+      return std::hash<double>{}(dateValue().timeIntervalSinceReferenceDate());
+    case Kind::Object:
+      return object()->hash();
+    default:
+      return 0;
   }
 }
 
@@ -148,11 +164,17 @@ std::string NSAny::description() const {
     return std::string(buffer, result.ptr);
   }
   switch (kind()) {
-    case Kind::String: return stringValue();
-    case Kind::Date: return dateValue().description();
-    case Kind::Object: return object()->description();
-    default: return "nil";
+    case Kind::String:
+      return stringValue();
+    case Kind::Date:
+      return dateValue().description();
+    case Kind::Object:
+      return object()->description();
+    default:
+      return "nil";
   }
 }
 
-std::ostream& operator<<(std::ostream& out, const NSAny& value) { return out << value.description(); }
+std::ostream& operator<<(std::ostream& out, const NSAny& value) {
+  return out << value.description();
+}

@@ -13,14 +13,14 @@ struct HKObjectAccess {
   template <class T>
   static std::shared_ptr<const T> copyWithSourceRevision(const T& object,
                                                          HKSourceRevision::Pointer revision) {
-    std::shared_ptr<HKObject> copy = object.copyObject();
+    std::shared_ptr<HKObject> copy = static_cast<const HKObject&>(object).copyObject();
     copy->setSourceRevision(std::move(revision));
     return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
   }
 
   template <class T>
   static std::shared_ptr<const T> copyWithUUID(const T& object, const NSUUID& uuid) {
-    std::shared_ptr<HKObject> copy = object.copyObject();
+    std::shared_ptr<HKObject> copy = static_cast<const HKObject&>(object).copyObject();
     copy->uuid_ = uuid;
     return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
   }

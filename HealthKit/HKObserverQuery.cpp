@@ -1,0 +1,56 @@
+#include "HealthKit/HKObserverQuery.h"
+
+#include "HealthKit/HKError.h"
+#include "HealthKit/UIKit/UIApplication.h"
+#include "HealthKit/internal/QueryExecution.h"
+
+HKObserverQuery::HKObserverQuery(std::shared_ptr<const HKSampleType> sampleType,
+                                 std::shared_ptr<const NSPredicate> predicate,
+                                 UpdateHandler updateHandler)
+    : HKQuery(std::move(sampleType), std::move(predicate)),
+      updateHandler_(std::move(updateHandler)) {}
+
+void HKObserverQuery::run(const platform::healthkit::QueryExecution& execution) {
+  if (execution.state().observerQueriesFireOnExecute()) fire(execution);
+}
+
+void HKObserverQuery::databaseDidChange(const platform::healthkit::QueryExecution& execution,
+                                        const platform::healthkit::DatabaseChange& change) {
+  const std::string& type = objectType()->identifier();
+  const auto filter = execution.state().readFilter(execution.reader, predicate());
+  bool relevant = false;
+  try {
+    for (const auto& added : change.added) {
+      if (added.typeIdentifier == type && filter(*added.object, added.owner)) {
+        relevant = true;
+        break;
+      }
+    }
+    for (const auto& deleted : change.deleted) {
+      if (relevant) break;
+      if (deleted.typeIdentifier == type && filter(*deleted.former, deleted.owner)) relevant = true;
+    }
+  } catch (const std::exception& error) {
+    if (updateHandler_) {
+      updateHandler_(std::static_pointer_cast<HKObserverQuery>(shared_from_this()), [] {},
+                     platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, error.what()));
+    }
+    return;
+  }
+  if (relevant) fire(execution);
+}
+
+void HKObserverQuery::fire(const platform::healthkit::QueryExecution& execution) {
+  const bool inBackground =
+      UIApplication::sharedApplication()->applicationState() == UIApplicationStateBackground;
+  if (inBackground &&
+      !execution.state().backgroundDelivery(execution.reader, objectType()->identifier())) {
+    return;  // HealthKit does not wake the app for this type
+  }
+  auto completion =
+      execution.state().recordObserverInvocation(objectType()->identifier(), inBackground);
+  if (updateHandler_) {
+    updateHandler_(std::static_pointer_cast<HKObserverQuery>(shared_from_this()), completion,
+                   nullptr);
+  }
+}

@@ -1,0 +1,219 @@
+#include "HealthKit/internal/DeviceState.h"
+
+#include <algorithm>
+
+#include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKQuery.h"
+
+namespace platform::healthkit {
+
+namespace {
+
+// The types whose permissions govern an object: a correlation's member types (HealthKit asks
+// for those, never for the correlation type), otherwise the object's own type.
+std::vector<std::string> governingTypes(const HKObject& object) {
+  std::vector<std::string> types;
+  if (auto correlation = dynamic_cast<const HKCorrelation*>(&object)) {
+    for (const auto& member : correlation->objects()) {
+      types.push_back(member->sampleType()->identifier());
+    }
+  }
+  if (types.empty()) {
+    if (auto sample = dynamic_cast<const HKSample*>(&object)) {
+      types.push_back(sample->sampleType()->identifier());
+    }
+  }
+  return types;
+}
+
+}  // namespace
+
+DeviceState::DeviceState(std::shared_ptr<const HKSourceRevision> hostRevision)
+    : hostRevision_(std::move(hostRevision)),
+      hostBundle_(hostRevision_->source()->bundleIdentifier()),
+      workQueue_(dispatch_queue_create("com.apple.healthkit.database", DISPATCH_QUEUE_SERIAL)),
+      calendar_(NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian)) {}
+
+DeviceState::Permission DeviceState::permission(const std::string& bundle,
+                                                 const HKObjectType& type) const {
+  if (bundle != hostBundle_) return Permission{true, true};
+  std::lock_guard<std::mutex> lock(permissionsMutex_);
+  auto found = permissions_.find(type.identifier());
+  return found == permissions_.end() ? Permission{} : found->second;
+}
+
+void DeviceState::setPermission(const HKObjectType& type, std::optional<bool> read,
+                                std::optional<bool> share) {
+  std::lock_guard<std::mutex> lock(permissionsMutex_);
+  Permission& permission = permissions_[type.identifier()];
+  if (read) permission.read = read;
+  if (share) permission.share = share;
+}
+
+bool DeviceState::maySave(const std::string& bundle, const HKObject& object) const {
+  if (bundle != hostBundle_) return true;
+  std::lock_guard<std::mutex> lock(permissionsMutex_);
+  for (const std::string& type : governingTypes(object)) {
+    auto found = permissions_.find(type);
+    if (found == permissions_.end() || found->second.share != true) return false;
+  }
+  return true;
+}
+
+Filter DeviceState::readFilter(const std::string& reader,
+                               std::shared_ptr<const NSPredicate> predicate) const {
+  const bool limited = reader == hostBundle_;
+  std::map<std::string, Permission> permissions;
+  if (limited) {
+    std::lock_guard<std::mutex> lock(permissionsMutex_);
+    permissions = permissions_;
+  }
+  return [limited, reader, permissions = std::move(permissions), predicate = std::move(predicate)](
+             const HKObject& object, const std::string& owner) {
+    if (limited) {
+      for (const std::string& type : governingTypes(object)) {
+        auto found = permissions.find(type);
+        const Permission granted = found == permissions.end() ? Permission{} : found->second;
+        const bool visible = granted.read == true || (owner == reader && granted.share == true);
+        if (!visible) return false;
+      }
+    }
+    return !predicate || predicate->evaluateWithObject(object);
+  };
+}
+
+void DeviceState::setBackgroundDelivery(const std::string& bundle,
+                                        const std::string& typeIdentifier,
+                                        std::optional<HKUpdateFrequency> frequency) {
+  std::lock_guard<std::mutex> lock(permissionsMutex_);
+  if (frequency) {
+    backgroundDelivery_[{bundle, typeIdentifier}] = *frequency;
+  } else {
+    backgroundDelivery_.erase({bundle, typeIdentifier});
+  }
+}
+
+void DeviceState::disableAllBackgroundDelivery(const std::string& bundle) {
+  std::lock_guard<std::mutex> lock(permissionsMutex_);
+  std::erase_if(backgroundDelivery_, [&](const auto& entry) { return entry.first.first == bundle; });
+}
+
+std::optional<HKUpdateFrequency> DeviceState::backgroundDelivery(
+    const std::string& bundle, const std::string& typeIdentifier) const {
+  std::lock_guard<std::mutex> lock(permissionsMutex_);
+  auto found = backgroundDelivery_.find({bundle, typeIdentifier});
+  if (found == backgroundDelivery_.end()) return std::nullopt;
+  return found->second;
+}
+
+std::shared_ptr<NSCalendar> DeviceState::calendar() const {
+  std::lock_guard<std::mutex> lock(settingsMutex_);
+  return calendar_;
+}
+
+void DeviceState::setTimeZone(std::shared_ptr<NSTimeZone> timeZone) {
+  // A new calendar rather than a change to the one queries may be using right now.
+  auto calendar = NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian);
+  calendar->setTimeZone(std::move(timeZone));
+  std::lock_guard<std::mutex> lock(settingsMutex_);
+  calendar_ = std::move(calendar);
+}
+
+NSDate DeviceState::earliestPermittedSampleDate() const {
+  std::lock_guard<std::mutex> lock(settingsMutex_);
+  return earliest_;
+}
+
+void DeviceState::setEarliestPermittedSampleDate(NSDate date) {
+  std::lock_guard<std::mutex> lock(settingsMutex_);
+  earliest_ = date;
+}
+
+bool DeviceState::observerQueriesFireOnExecute() const {
+  std::lock_guard<std::mutex> lock(settingsMutex_);
+  return fireOnExecute_;
+}
+
+void DeviceState::setObserverQueriesFireOnExecute(bool fire) {
+  std::lock_guard<std::mutex> lock(settingsMutex_);
+  fireOnExecute_ = fire;
+}
+
+void DeviceState::setSourcePriority(const std::string& typeIdentifier,
+                                    std::vector<std::string> bundles) {
+  std::lock_guard<std::mutex> lock(settingsMutex_);
+  priorities_[typeIdentifier] = std::move(bundles);
+}
+
+std::map<std::string, int> DeviceState::sourceRanks(const std::string& typeIdentifier) const {
+  std::vector<std::string> listed;
+  {
+    std::lock_guard<std::mutex> lock(settingsMutex_);
+    auto found = priorities_.find(typeIdentifier);
+    if (found != priorities_.end()) listed = found->second;
+  }
+  const auto sources = database_.sources();
+  std::vector<std::pair<std::string, HealthDatabase::SourceInfo>> rest;
+  for (const auto& [bundle, info] : sources) {
+    if (std::find(listed.begin(), listed.end(), bundle) == listed.end()) {
+      rest.emplace_back(bundle, info);
+    }
+  }
+  // As the Health app orders sources nobody ordered by hand: watches first, then by first save.
+  std::sort(rest.begin(), rest.end(), [](const auto& a, const auto& b) {
+    if (a.second.isWatch != b.second.isWatch) return a.second.isWatch;
+    return a.second.firstSave < b.second.firstSave;
+  });
+  std::map<std::string, int> ranks;
+  int rank = 0;
+  for (const auto& bundle : listed) ranks.emplace(bundle, rank++);
+  for (const auto& entry : rest) ranks.emplace(entry.first, rank++);
+  return ranks;
+}
+
+void DeviceState::registerQuery(const std::shared_ptr<HKQuery>& query) {
+  std::lock_guard<std::mutex> lock(queriesMutex_);
+  queries_.push_back(query);
+}
+
+void DeviceState::unregisterQuery(const HKQuery* query) {
+  std::lock_guard<std::mutex> lock(queriesMutex_);
+  std::erase_if(queries_, [query](const auto& running) { return running.get() == query; });
+}
+
+std::vector<std::shared_ptr<HKQuery>> DeviceState::runningQueries() const {
+  std::lock_guard<std::mutex> lock(queriesMutex_);
+  return queries_;
+}
+
+void DeviceState::stopAllQueries() {
+  for (const auto& query : runningQueries()) query->stop();
+}
+
+void DeviceState::broadcast(const DatabaseChange& change) const {
+  if (change.added.empty() && change.deleted.empty()) return;
+  auto shared = std::make_shared<const DatabaseChange>(change);
+  for (const auto& query : runningQueries()) query->notifyChange(shared);
+}
+
+std::function<void()> DeviceState::recordObserverInvocation(const std::string& typeIdentifier,
+                                                            bool inBackground) {
+  auto completed = std::make_shared<std::atomic<bool>>(false);
+  {
+    std::lock_guard<std::mutex> lock(invocationsMutex_);
+    invocations_.push_back({typeIdentifier, inBackground, completed});
+  }
+  return [completed] { completed->store(true); };
+}
+
+std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvocations() const {
+  std::vector<SimulatedHealthDevice::ObserverInvocation> result;
+  std::lock_guard<std::mutex> lock(invocationsMutex_);
+  for (const auto& invocation : invocations_) {
+    result.push_back({invocation.typeIdentifier, invocation.inBackground,
+                      invocation.completed->load()});
+  }
+  return result;
+}
+
+}  // namespace platform::healthkit

@@ -1,0 +1,125 @@
+#pragma once
+
+// DeviceState: everything a simulated device keeps beside its database, for HKHealthStore and
+// the queries: permissions, background delivery, the running queries, the device's serial work
+// queue and the record of observer calls.
+//
+// Thread-safe: each group of fields has its own lock, named beside it, and no code holds two
+// (the database's lock included): callers copy what they need under one lock and act outside it.
+// Owned by SimulatedHealthDevice.
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Foundation/Dispatch.h"
+#include "Foundation/NSCalendar.h"
+#include "Foundation/NSPredicate.h"
+#include "HealthKit/HKHealthStore.h"
+#include "HealthKit/ScriptedHealthUser.h"
+#include "HealthKit/SimulatedHealthDevice.h"
+#include "HealthKit/internal/HealthDatabase.h"
+
+class HKQuery;
+
+namespace platform::healthkit {
+
+class DeviceState {
+ public:
+  explicit DeviceState(std::shared_ptr<const HKSourceRevision> hostRevision);
+
+  HealthDatabase& database() { return database_; }
+  ScriptedHealthUser& user() { return user_; }
+  // Saves, deletions and authorization requests run here, one at a time, in order.
+  const dispatch_queue_t& workQueue() const { return workQueue_; }
+
+  const std::shared_ptr<const HKSourceRevision>& hostRevision() const { return hostRevision_; }
+  const std::string& hostBundle() const { return hostBundle_; }
+
+  // --- Permissions (only the host app's are limited) ---
+
+  struct Permission {
+    std::optional<bool> read;
+    std::optional<bool> share;
+  };
+  Permission permission(const std::string& bundle, const HKObjectType& type) const;
+  void setPermission(const HKObjectType& type, std::optional<bool> read, std::optional<bool> share);
+  bool maySave(const std::string& bundle, const HKObject& object) const;
+  // What `reader` may see of objects matching `predicate` (nullptr: all): everything when it may
+  // read the type, its own objects when it may only share it, nothing otherwise.
+  Filter readFilter(const std::string& reader, std::shared_ptr<const NSPredicate> predicate) const;
+
+  // --- Background delivery ---
+
+  void setBackgroundDelivery(const std::string& bundle, const std::string& typeIdentifier,
+                             std::optional<HKUpdateFrequency> frequency);
+  void disableAllBackgroundDelivery(const std::string& bundle);
+  std::optional<HKUpdateFrequency> backgroundDelivery(const std::string& bundle,
+                                                      const std::string& typeIdentifier) const;
+
+  // --- Settings ---
+
+  std::shared_ptr<NSCalendar> calendar() const;
+  void setTimeZone(std::shared_ptr<NSTimeZone> timeZone);
+  NSDate earliestPermittedSampleDate() const;
+  void setEarliestPermittedSampleDate(NSDate date);
+  bool observerQueriesFireOnExecute() const;
+  void setObserverQueriesFireOnExecute(bool fire);
+  // The rank (0 best) of each source of the type in merged statistics.
+  std::map<std::string, int> sourceRanks(const std::string& typeIdentifier) const;
+  void setSourcePriority(const std::string& typeIdentifier, std::vector<std::string> bundles);
+
+  // --- Running queries ---
+
+  void registerQuery(const std::shared_ptr<HKQuery>& query);
+  void unregisterQuery(const HKQuery* query);
+  std::vector<std::shared_ptr<HKQuery>> runningQueries() const;
+  void stopAllQueries();
+  // Tells every running query about a change (each on its own queue).
+  void broadcast(const DatabaseChange& change) const;
+
+  // --- Observer calls ---
+
+  // Records an update-handler call and returns the completion handler to pass with it.
+  std::function<void()> recordObserverInvocation(const std::string& typeIdentifier,
+                                                 bool inBackground);
+  std::vector<SimulatedHealthDevice::ObserverInvocation> observerInvocations() const;
+
+ private:
+  const std::shared_ptr<const HKSourceRevision> hostRevision_;
+  const std::string hostBundle_;
+  HealthDatabase database_;
+  ScriptedHealthUser user_;
+  const dispatch_queue_t workQueue_;
+
+  mutable std::mutex permissionsMutex_;  // guards permissions_ and backgroundDelivery_
+  std::map<std::string, Permission> permissions_;  // host app's, by type identifier
+  std::map<std::pair<std::string, std::string>, HKUpdateFrequency> backgroundDelivery_;
+
+  mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_
+  std::shared_ptr<NSCalendar> calendar_;
+  NSDate earliest_ = NSDate::distantPast();
+  bool fireOnExecute_ = true;
+  std::map<std::string, std::vector<std::string>> priorities_;
+
+  // Running queries are held here, as HealthKit holds them: an app need not keep a query it
+  // executed. Released when the query stops or finishes.
+  mutable std::mutex queriesMutex_;  // guards queries_
+  std::vector<std::shared_ptr<HKQuery>> queries_;
+
+  struct Invocation {
+    std::string typeIdentifier;
+    bool inBackground;
+    std::shared_ptr<std::atomic<bool>> completed;
+  };
+  mutable std::mutex invocationsMutex_;  // guards invocations_
+  std::vector<Invocation> invocations_;
+};
+
+}  // namespace platform::healthkit

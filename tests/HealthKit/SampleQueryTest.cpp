@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include "Foundation/NSCompoundPredicate.h"
+#include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKMetadata.h"
+#include "HealthKit/HKSampleQuery.h"
+#include "support/HealthKitFixture.h"
+
+namespace testing_support {
+namespace {
+
+class SampleQueryTest : public HealthKitFixture {
+ protected:
+  std::vector<std::shared_ptr<const HKSample>> query(
+      std::shared_ptr<const HKSampleType> type, std::shared_ptr<const NSPredicate> predicate,
+      unsigned long limit = HKObjectQueryNoLimit,
+      std::vector<std::shared_ptr<const NSSortDescriptor>> sort = {}) {
+    std::vector<std::shared_ptr<const HKSample>> found;
+    store->executeQuery(std::make_shared<HKSampleQuery>(
+        std::move(type), std::move(predicate), limit, std::move(sort),
+        [&found](auto, auto samples, auto error) {
+          EXPECT_EQ(error, nullptr);
+          found = std::move(samples);
+        }));
+    runUntilIdle();
+    return found;
+  }
+};
+
+// Samples over minutes 10-20 against the window [10, 20) under each option.
+TEST(SamplePredicate, MatchesHealthKitsDateRules) {
+  struct Case {
+    double start, end;  // minutes
+    bool none, strictStart, strictEnd, both;
+  };
+  const Case cases[] = {
+      {5, 10, true, false, true, false},     // ends exactly at the window's start
+      {5, 12, true, false, true, false},     // overlaps the start
+      {10, 12, true, true, true, true},      // inside
+      {12, 20, true, true, false, false},    // ends exactly at the window's end
+      {20, 25, false, false, false, false},  // starts exactly at the window's end
+      {5, 25, true, false, false, false},    // spans the window
+      {15, 15, true, true, true, true},      // an instant inside
+  };
+  const NSDate base = NSDate::dateWithTimeIntervalSince1970(1710003600);
+  auto minute = [&](double m) { return base.dateByAddingTimeInterval(m * 60); };
+  auto steps = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierStepCount);
+  for (const Case& c : cases) {
+    auto sample = HKQuantitySample::quantitySampleWithType(
+        steps, HKQuantity::quantityWithUnit(HKUnit::countUnit(), 1), minute(c.start),
+        minute(c.end));
+    auto matches = [&](HKQueryOptions options) {
+      return HKQuery::predicateForSamplesWithStartDate(minute(10), minute(20), options)
+          ->evaluateWithObject(*sample);
+    };
+    EXPECT_EQ(matches(HKQueryOptionNone), c.none) << c.start << "-" << c.end;
+    EXPECT_EQ(matches(HKQueryOptionStrictStartDate), c.strictStart) << c.start << "-" << c.end;
+    EXPECT_EQ(matches(HKQueryOptionStrictEndDate), c.strictEnd) << c.start << "-" << c.end;
+    EXPECT_EQ(matches(HKQueryOptionStrictStartDate | HKQueryOptionStrictEndDate), c.both)
+        << c.start << "-" << c.end;
+  }
+  auto openEnded = HKQuery::predicateForSamplesWithStartDate(minute(10), std::nullopt,
+                                                             HKQueryOptionNone);
+  EXPECT_TRUE(openEnded->evaluateWithObject(*HKQuantitySample::quantitySampleWithType(
+      steps, HKQuantity::quantityWithUnit(HKUnit::countUnit(), 1), minute(100), minute(101))));
+}
+
+TEST_F(SampleQueryTest, LimitsSortsAndFiltersByMetadataAndCorrelation) {
+  auto systolic =
+      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureSystolic);
+  auto diastolic =
+      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureDiastolic);
+  authorize({stepType(), systolic, diastolic}, {stepType(), systolic, diastolic});
+  auto entered = NSDictionary::dictionaryWithDictionary({{HKMetadataKeyWasUserEntered, true}});
+  ASSERT_EQ(save(store, {quantitySample(stepType(), 1, at(20), at(21)),
+                         HKQuantitySample::quantitySampleWithType(
+                             stepType(), HKQuantity::quantityWithUnit(HKUnit::countUnit(), 2),
+                             at(0), at(1), entered),
+                         quantitySample(stepType(), 3, at(10), at(11))}),
+            nullptr);
+  auto newestFirst = query(stepType(), nullptr, 2,
+                           {NSSortDescriptor::sortDescriptorWithKey(HKSampleSortIdentifierStartDate,
+                                                                    false)});
+  ASSERT_EQ(newestFirst.size(), 2u);
+  EXPECT_EQ(newestFirst[0]->startDate(), at(20));
+  EXPECT_EQ(newestFirst[1]->startDate(), at(10));
+
+  auto userEntered = query(stepType(), HKQuery::predicateForObjectsWithMetadataKey(
+                                           HKMetadataKeyWasUserEntered,
+                                           NSEqualToPredicateOperatorType, true));
+  ASSERT_EQ(userEntered.size(), 1u);
+  EXPECT_EQ(userEntered[0]->startDate(), at(0));
+
+  auto bloodPressure =
+      HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
+  auto pressure = HKCorrelation::correlationWithType(
+      bloodPressure, at(5), at(5),
+      {quantitySample(systolic, 120, at(5), at(5)), quantitySample(diastolic, 80, at(5), at(5))});
+  ASSERT_EQ(save(store, {quantitySample(systolic, 130, at(6), at(6)), pressure}), nullptr);
+  EXPECT_EQ(query(systolic, nullptr).size(), 2u);
+  auto alone = query(systolic, HKQuery::predicateForObjectsWithNoCorrelation());
+  ASSERT_EQ(alone.size(), 1u);
+  EXPECT_EQ(alone[0]->startDate(), at(6));
+  EXPECT_EQ(query(bloodPressure, nullptr).size(), 1u);
+  // Deleting the correlation takes its members with it.
+  ASSERT_EQ(remove(store, {query(bloodPressure, nullptr)[0]}), nullptr);
+  EXPECT_EQ(query(systolic, nullptr).size(), 1u);
+}
+
+}  // namespace
+}  // namespace testing_support

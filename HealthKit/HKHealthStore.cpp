@@ -20,7 +20,8 @@ bool isCorrelationType(const HKObjectType& type) {
 }
 
 std::string typeIdentifierOf(const HKObject& object) {
-  if (auto sample = dynamic_cast<const HKSample*>(&object)) return sample->sampleType()->identifier();
+  if (auto sample = dynamic_cast<const HKSample*>(&object))
+    return sample->sampleType()->identifier();
   return "an object";
 }
 
@@ -36,7 +37,8 @@ void runOnWorker(dispatch_block_t block) {
 
 }  // namespace
 
-HKHealthStore::HKHealthStore() : HKHealthStore(platform::SimulatedHealthDevice::current(), nullptr) {}
+HKHealthStore::HKHealthStore()
+    : HKHealthStore(platform::SimulatedHealthDevice::current(), nullptr) {}
 
 HKHealthStore::HKHealthStore(std::shared_ptr<platform::SimulatedHealthDevice> device,
                              std::shared_ptr<const HKSourceRevision> sourceRevision)
@@ -86,7 +88,7 @@ void HKHealthStore::requestAuthorizationToShareTypes(const HKSampleTypeSet& type
   auto device = device_;
   const std::string bundle = bundleIdentifier();
   dispatch_async(device->state().workQueue(), [device, bundle, typesToShare, typesToRead,
-                                                completion = std::move(completion)] {
+                                               completion = std::move(completion)] {
     DeviceState& state = device->state();
     if (typesToShare.empty() && typesToRead.empty()) {
       complete(completion, makeHealthKitError(HKErrorInvalidArgument,
@@ -112,9 +114,9 @@ void HKHealthStore::requestAuthorizationToShareTypes(const HKSampleTypeSet& type
                  makeHealthKitError(HKErrorUserCanceled, "Authorization request canceled"));
         return;
       case platform::ScriptedHealthUser::PromptOutcome::kFailed:
-        complete(completion, prompt.error ? prompt.error
-                                          : makeHealthKitError(HKUnknownError,
-                                                               "Authorization request failed"));
+        complete(completion,
+                 prompt.error ? prompt.error
+                              : makeHealthKitError(HKUnknownError, "Authorization request failed"));
         return;
       case platform::ScriptedHealthUser::PromptOutcome::kAnswered:
         break;
@@ -147,9 +149,9 @@ std::shared_ptr<const NSError> HKHealthStore::checkSharing(
                                 std::string("Authorization is not determined to ") + verb + " " +
                                     type + positionOf(i, objects.size()));
     }
-    return makeHealthKitError(HKErrorAuthorizationDenied, std::string("Not authorized to ") +
-                                                              verb + " " + type +
-                                                              positionOf(i, objects.size()));
+    return makeHealthKitError(
+        HKErrorAuthorizationDenied,
+        std::string("Not authorized to ") + verb + " " + type + positionOf(i, objects.size()));
   }
   return nullptr;
 }
@@ -225,9 +227,9 @@ void HKHealthStore::deleteObjects(const std::vector<std::shared_ptr<const HKObje
     }
     auto result = state.database().remove(objects, self->bundleIdentifier());
     if (result.failure) {
-      complete(completion, makeHealthKitError(
-                               result.notOwned ? HKErrorAuthorizationDenied : HKErrorInvalidArgument,
-                               *result.failure));
+      complete(completion, makeHealthKitError(result.notOwned ? HKErrorAuthorizationDenied
+                                                              : HKErrorInvalidArgument,
+                                              *result.failure));
       return;
     }
     state.broadcast(result.change);
@@ -249,9 +251,9 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
     };
     const auto share = state.permission(self->bundleIdentifier(), *objectType).share;
     if (share != true) {
-      finish(0, makeHealthKitError(share ? HKErrorAuthorizationDenied
-                                         : HKErrorAuthorizationNotDetermined,
-                                   "Not authorized to delete " + objectType->identifier()));
+      finish(0, makeHealthKitError(
+                    share ? HKErrorAuthorizationDenied : HKErrorAuthorizationNotDetermined,
+                    "Not authorized to delete " + objectType->identifier()));
       return;
     }
     platform::healthkit::DatabaseChange change;
@@ -274,8 +276,8 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
 
 void HKHealthStore::executeQuery(const std::shared_ptr<HKQuery>& query) {
   if (!query) throw std::invalid_argument("executeQuery: the query must not be null");
-  auto execution = std::make_shared<platform::healthkit::QueryExecution>(
-      platform::healthkit::QueryExecution{
+  auto execution =
+      std::make_shared<platform::healthkit::QueryExecution>(platform::healthkit::QueryExecution{
           device_, bundleIdentifier(),
           dispatch_queue_create("com.apple.healthkit.query", DISPATCH_QUEUE_SERIAL)});
   query->execute(std::move(execution));
@@ -296,9 +298,9 @@ void HKHealthStore::enableBackgroundDeliveryForType(const std::shared_ptr<const 
   dispatch_async(device->state().workQueue(), [device, bundle, type, frequency,
                                                completion = std::move(completion)] {
     if (isCorrelationType(*type)) {
-      complete(completion, makeHealthKitError(HKErrorInvalidArgument,
-                                              "Background delivery is not supported for " +
-                                                  type->identifier()));
+      complete(completion, makeHealthKitError(
+                               HKErrorInvalidArgument,
+                               "Background delivery is not supported for " + type->identifier()));
       return;
     }
     if (frequency < HKUpdateFrequencyImmediate || frequency > HKUpdateFrequencyWeekly) {

@@ -73,9 +73,8 @@ class HKHealthStore : public NSObject {
   // (success, error or nullptr); runs once on a worker thread.
   using HKCompletion = std::function<void(bool success, std::shared_ptr<const NSError> error)>;
   // (success, number of objects deleted, error or nullptr); runs once on a worker thread.
-  using HKDeleteCompletion =
-      std::function<void(bool success, std::size_t deletedObjectCount,
-                         std::shared_ptr<const NSError> error)>;
+  using HKDeleteCompletion = std::function<void(bool success, std::size_t deletedObjectCount,
+                                                std::shared_ptr<const NSError> error)>;
 
   // The host app's store on the current simulated device.
   HKHealthStore();
@@ -90,7 +89,8 @@ class HKHealthStore : public NSObject {
   // --- Authorization ---
 
   // Share (write) permission only: read permission is never revealed.
-  HKAuthorizationStatus authorizationStatusForType(const std::shared_ptr<const HKObjectType>& type) const;
+  HKAuthorizationStatus authorizationStatusForType(
+      const std::shared_ptr<const HKObjectType>& type) const;
 
   // Asks the user (the device's scripted user) about every type not decided before. The
   // completion's success means the prompt completed (or was not needed), not that anything was
@@ -98,7 +98,8 @@ class HKHealthStore : public NSObject {
   // types, and share types that are not sample types, throw std::invalid_argument (HealthKit
   // raises); asking for no type at all is an HKErrorInvalidArgument error.
   void requestAuthorizationToShareTypes(const HKSampleTypeSet& typesToShare,
-                                        const HKObjectTypeSet& typesToRead, HKCompletion completion);
+                                        const HKObjectTypeSet& typesToRead,
+                                        HKCompletion completion);
 
   // Samples ending before this date are refused.
   NSDate earliestPermittedSampleDate() const;
@@ -106,7 +107,8 @@ class HKHealthStore : public NSObject {
   // --- Saving and deleting ---
 
   void saveObject(const std::shared_ptr<const HKObject>& object, HKCompletion completion);
-  void saveObjects(const std::vector<std::shared_ptr<const HKObject>>& objects, HKCompletion completion);
+  void saveObjects(const std::vector<std::shared_ptr<const HKObject>>& objects,
+                   HKCompletion completion);
   void deleteObject(const std::shared_ptr<const HKObject>& object, HKCompletion completion);
   void deleteObjects(const std::vector<std::shared_ptr<const HKObject>>& objects,
                      HKCompletion completion);

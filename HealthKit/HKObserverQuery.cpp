@@ -32,8 +32,9 @@ void HKObserverQuery::databaseDidChange(const platform::healthkit::QueryExecutio
     }
   } catch (const std::exception& error) {
     if (updateHandler_) {
-      updateHandler_(std::static_pointer_cast<HKObserverQuery>(shared_from_this()), [] {},
-                     platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, error.what()));
+      updateHandler_(
+          std::static_pointer_cast<HKObserverQuery>(shared_from_this()), [] {},
+          platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, error.what()));
     }
     return;
   }

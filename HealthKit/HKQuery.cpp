@@ -21,9 +21,8 @@ void HKQuery::databaseDidChange(const platform::healthkit::QueryExecution&,
 
 void HKQuery::execute(std::shared_ptr<platform::healthkit::QueryExecution> execution) {
   if (executed_.exchange(true)) {
-    throw std::invalid_argument(
-        "executeQuery: " + className() +
-        " was already executed; each query may only be executed once");
+    throw std::invalid_argument("executeQuery: " + className() +
+                                " was already executed; each query may only be executed once");
   }
   {
     std::lock_guard<std::mutex> lock(executionMutex_);
@@ -34,9 +33,8 @@ void HKQuery::execute(std::shared_ptr<platform::healthkit::QueryExecution> execu
   // Registered before the first run is queued, so no change made after this point is missed:
   // a change queued ahead of run() is covered by run() itself.
   execution->state().registerQuery(self);
-  dispatch_async(execution->queue, [self, execution] {
-    self->gate_.run([&] { self->run(*execution); });
-  });
+  dispatch_async(execution->queue,
+                 [self, execution] { self->gate_.run([&] { self->run(*execution); }); });
 }
 
 void HKQuery::stop() {

@@ -88,7 +88,8 @@ class HKQuery : public NSObject {
       HKWorkoutActivityType workoutActivityType);
 
  protected:
-  HKQuery(std::shared_ptr<const HKObjectType> objectType, std::shared_ptr<const NSPredicate> predicate);
+  HKQuery(std::shared_ptr<const HKObjectType> objectType,
+          std::shared_ptr<const NSPredicate> predicate);
 
   // Runs once, on the query's queue, after executeQuery(): computes and delivers the first
   // results. A one-shot query calls finish() when done.

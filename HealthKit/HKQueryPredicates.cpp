@@ -19,8 +19,8 @@ std::shared_ptr<const NSPredicate> allOf(std::vector<std::shared_ptr<const NSPre
   return NSCompoundPredicate::andPredicateWithSubpredicates(std::move(parts));
 }
 
-std::shared_ptr<const NSPredicate> comparison(const std::string& keyPath, NSPredicateOperatorType type,
-                                           NSAny value) {
+std::shared_ptr<const NSPredicate> comparison(const std::string& keyPath,
+                                              NSPredicateOperatorType type, NSAny value) {
   return NSComparisonPredicate::predicateWithKeyPath(keyPath, type, std::move(value));
 }
 
@@ -41,21 +41,21 @@ std::shared_ptr<const NSPredicate> HKQuery::predicateForSamplesWithStartDate(
   if (startDate) {
     if (strictStart) {
       parts.push_back(comparison(HKPredicateKeyPathStartDate,
-                              NSGreaterThanOrEqualToPredicateOperatorType, *startDate));
+                                 NSGreaterThanOrEqualToPredicateOperatorType, *startDate));
     }
     if (strictEnd || !strictStart) {
       parts.push_back(comparison(HKPredicateKeyPathEndDate,
-                              NSGreaterThanOrEqualToPredicateOperatorType, *startDate));
+                                 NSGreaterThanOrEqualToPredicateOperatorType, *startDate));
     }
   }
   if (endDate) {
     if (strictStart || !strictEnd) {
-      parts.push_back(comparison(HKPredicateKeyPathStartDate, NSLessThanPredicateOperatorType,
-                              *endDate));
+      parts.push_back(
+          comparison(HKPredicateKeyPathStartDate, NSLessThanPredicateOperatorType, *endDate));
     }
     if (strictEnd) {
-      parts.push_back(comparison(HKPredicateKeyPathEndDate, NSLessThanPredicateOperatorType,
-                              *endDate));
+      parts.push_back(
+          comparison(HKPredicateKeyPathEndDate, NSLessThanPredicateOperatorType, *endDate));
     }
   }
   return allOf(std::move(parts));
@@ -69,7 +69,7 @@ std::shared_ptr<const NSPredicate> HKQuery::predicateForObjectsWithMetadataKey(
 std::shared_ptr<const NSPredicate> HKQuery::predicateForObjectsWithMetadataKey(
     const std::string& key, const std::vector<NSAny>& allowedValues) {
   return comparison(metadataKeyPath(key), NSInPredicateOperatorType,
-                 NSArray::arrayWithArray(allowedValues));
+                    NSArray::arrayWithArray(allowedValues));
 }
 
 std::shared_ptr<const NSPredicate> HKQuery::predicateForObjectsWithMetadataKey(
@@ -87,7 +87,7 @@ std::shared_ptr<const NSPredicate> HKQuery::predicateForObjectsFromSources(
     const std::vector<std::shared_ptr<const HKSource>>& sources) {
   std::vector<NSAny> values(sources.begin(), sources.end());
   return comparison(HKPredicateKeyPathSource, NSInPredicateOperatorType,
-                 NSArray::arrayWithArray(std::move(values)));
+                    NSArray::arrayWithArray(std::move(values)));
 }
 
 std::shared_ptr<const NSPredicate> HKQuery::predicateForObjectWithUUID(const NSUUID& uuid) {
@@ -102,7 +102,7 @@ std::shared_ptr<const NSPredicate> HKQuery::predicateForObjectsWithUUIDs(
     return comparison(HKPredicateKeyPathUUID, NSEqualToPredicateOperatorType, values.front());
   }
   return comparison(HKPredicateKeyPathUUID, NSInPredicateOperatorType,
-                 NSArray::arrayWithArray(std::move(values)));
+                    NSArray::arrayWithArray(std::move(values)));
 }
 
 std::shared_ptr<const NSPredicate> HKQuery::predicateForObjectsWithNoCorrelation() {
@@ -124,5 +124,5 @@ std::shared_ptr<const NSPredicate> HKQuery::predicateForWorkoutsWithWorkoutActiv
     HKWorkoutActivityType workoutActivityType) {
   // The key path workouts answer with their activity type's raw value.
   return comparison("workoutActivityType", NSEqualToPredicateOperatorType,
-                 static_cast<long>(workoutActivityType));
+                    static_cast<long>(workoutActivityType));
 }

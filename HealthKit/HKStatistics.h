@@ -57,8 +57,8 @@ class HKStatistics : public NSObject {
   };
 
   // For the statistics queries. `perSource` is in the order sources() gives.
-  HKStatistics(std::shared_ptr<const HKQuantityType> quantityType, NSDate startDate,
-               NSDate endDate, Values merged, std::vector<SourceValues> perSource);
+  HKStatistics(std::shared_ptr<const HKQuantityType> quantityType, NSDate startDate, NSDate endDate,
+               Values merged, std::vector<SourceValues> perSource);
 
   const std::shared_ptr<const HKQuantityType>& quantityType() const { return quantityType_; }
   NSDate startDate() const { return startDate_; }

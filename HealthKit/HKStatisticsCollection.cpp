@@ -11,13 +11,13 @@ HKStatisticsCollection::HKStatisticsCollection(
       grid_(std::move(grid)),
       populated_(std::move(populated)) {}
 
-std::shared_ptr<const HKStatistics> HKStatisticsCollection::statisticsForInterval(long index) const {
+std::shared_ptr<const HKStatistics> HKStatisticsCollection::statisticsForInterval(
+    long index) const {
   auto found = populated_.find(index);
   if (found != populated_.end()) return found->second;
-  return std::make_shared<const HKStatistics>(quantityType_, grid_.startOfInterval(index),
-                                              grid_.startOfInterval(index + 1),
-                                              HKStatistics::Values{},
-                                              std::vector<HKStatistics::SourceValues>{});
+  return std::make_shared<const HKStatistics>(
+      quantityType_, grid_.startOfInterval(index), grid_.startOfInterval(index + 1),
+      HKStatistics::Values{}, std::vector<HKStatistics::SourceValues>{});
 }
 
 std::shared_ptr<const HKStatistics> HKStatisticsCollection::statisticsForDate(NSDate date) const {

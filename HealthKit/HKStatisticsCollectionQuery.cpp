@@ -9,8 +9,8 @@
 namespace {
 
 void checkOptions(const HKQuantityType& type, HKStatisticsOptions options) {
-  constexpr unsigned long discrete =
-      HKStatisticsOptionDiscreteAverage | HKStatisticsOptionDiscreteMin | HKStatisticsOptionDiscreteMax;
+  constexpr unsigned long discrete = HKStatisticsOptionDiscreteAverage |
+                                     HKStatisticsOptionDiscreteMin | HKStatisticsOptionDiscreteMax;
   constexpr unsigned long known =
       discrete | HKStatisticsOptionCumulativeSum | HKStatisticsOptionSeparateBySource;
   if (options & (HKStatisticsOptionMostRecent | HKStatisticsOptionDuration)) {
@@ -25,7 +25,8 @@ void checkOptions(const HKQuantityType& type, HKStatisticsOptions options) {
   if (cumulativeType && (options & discrete)) {
     throw std::invalid_argument("HKStatisticsCollectionQuery: statistics option " +
                                 std::to_string(static_cast<unsigned long>(options)) +
-                                " is not compatible with cumulative data type " + type.identifier());
+                                " is not compatible with cumulative data type " +
+                                type.identifier());
   }
   if (!cumulativeType && (options & HKStatisticsOptionCumulativeSum)) {
     throw std::invalid_argument("HKStatisticsCollectionQuery: statistics option " +
@@ -47,8 +48,9 @@ HKStatisticsCollectionQuery::HKStatisticsCollectionQuery(
       intervalComponents_(std::move(intervalComponents)) {
   checkOptions(*quantityType_, options_);
   // Refuses components that cannot lay out intervals now, not later on a worker.
-  platform::healthkit::IntervalGrid(anchorDate_, intervalComponents_,
-                                    NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian));
+  platform::healthkit::IntervalGrid(
+      anchorDate_, intervalComponents_,
+      NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian));
 }
 
 void HKStatisticsCollectionQuery::setInitialResultsHandler(InitialResultsHandler handler) {

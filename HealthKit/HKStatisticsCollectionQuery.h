@@ -38,10 +38,9 @@
 class HKStatisticsCollectionQuery : public HKQuery {
  public:
   // (query, collection or nullptr, error or nullptr).
-  using InitialResultsHandler =
-      std::function<void(std::shared_ptr<HKStatisticsCollectionQuery> query,
-                         std::shared_ptr<const HKStatisticsCollection> result,
-                         std::shared_ptr<const NSError> error)>;
+  using InitialResultsHandler = std::function<void(
+      std::shared_ptr<HKStatisticsCollectionQuery> query,
+      std::shared_ptr<const HKStatisticsCollection> result, std::shared_ptr<const NSError> error)>;
   // (query, statistics of the changed interval, collection, error or nullptr).
   using StatisticsUpdateHandler =
       std::function<void(std::shared_ptr<HKStatisticsCollectionQuery> query,

@@ -92,8 +92,6 @@ std::size_t SimulatedHealthDevice::runningQueryCount() const {
   return state_->runningQueries().size();
 }
 
-void SimulatedHealthDevice::stopAllQueries() {
-  state_->stopAllQueries();
-}
+void SimulatedHealthDevice::stopAllQueries() { state_->stopAllQueries(); }
 
 }  // namespace platform

@@ -35,7 +35,7 @@ DeviceState::DeviceState(std::shared_ptr<const HKSourceRevision> hostRevision)
       calendar_(NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian)) {}
 
 DeviceState::Permission DeviceState::permission(const std::string& bundle,
-                                                 const HKObjectType& type) const {
+                                                const HKObjectType& type) const {
   if (bundle != hostBundle_) return Permission{true, true};
   std::lock_guard<std::mutex> lock(permissionsMutex_);
   auto found = permissions_.find(type.identifier());
@@ -95,7 +95,8 @@ void DeviceState::setBackgroundDelivery(const std::string& bundle,
 
 void DeviceState::disableAllBackgroundDelivery(const std::string& bundle) {
   std::lock_guard<std::mutex> lock(permissionsMutex_);
-  std::erase_if(backgroundDelivery_, [&](const auto& entry) { return entry.first.first == bundle; });
+  std::erase_if(backgroundDelivery_,
+                [&](const auto& entry) { return entry.first.first == bundle; });
 }
 
 std::optional<HKUpdateFrequency> DeviceState::backgroundDelivery(
@@ -210,8 +211,8 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvo
   std::vector<SimulatedHealthDevice::ObserverInvocation> result;
   std::lock_guard<std::mutex> lock(invocationsMutex_);
   for (const auto& invocation : invocations_) {
-    result.push_back({invocation.typeIdentifier, invocation.inBackground,
-                      invocation.completed->load()});
+    result.push_back(
+        {invocation.typeIdentifier, invocation.inBackground, invocation.completed->load()});
   }
   return result;
 }

@@ -98,7 +98,7 @@ class DeviceState {
   ScriptedHealthUser user_;
   const dispatch_queue_t workQueue_;
 
-  mutable std::mutex permissionsMutex_;  // guards permissions_ and backgroundDelivery_
+  mutable std::mutex permissionsMutex_;            // guards permissions_ and backgroundDelivery_
   std::map<std::string, Permission> permissions_;  // host app's, by type identifier
   std::map<std::pair<std::string, std::string>, HKUpdateFrequency> backgroundDelivery_;
 

@@ -16,7 +16,8 @@ std::string typeIdentifierOf(const HKObject& object) {
 }
 
 // The object followed by the members of a correlation, which are saved and deleted with it.
-std::vector<std::shared_ptr<const HKObject>> withMembers(const std::shared_ptr<const HKObject>& object) {
+std::vector<std::shared_ptr<const HKObject>> withMembers(
+    const std::shared_ptr<const HKObject>& object) {
   std::vector<std::shared_ptr<const HKObject>> all{object};
   if (auto correlation = std::dynamic_pointer_cast<const HKCorrelation>(object)) {
     for (const auto& member : correlation->objects()) all.push_back(member);
@@ -26,8 +27,7 @@ std::vector<std::shared_ptr<const HKObject>> withMembers(const std::shared_ptr<c
 
 bool isWatch(const HKObject& object) {
   const auto& revision = object.sourceRevision();
-  if (revision && revision->productType() &&
-      revision->productType()->rfind("Watch", 0) == 0) {
+  if (revision && revision->productType() && revision->productType()->rfind("Watch", 0) == 0) {
     return true;
   }
   const auto& device = object.device();
@@ -71,10 +71,9 @@ void HealthDatabase::eraseLocked(const StoredObject& stored, DatabaseChange& cha
     if (found == index_.end()) continue;  // a member deleted on its own before
     TypeTable& table = tables_[found->second.first];
     auto entry = table.objects.find(found->second.second);
-    StoredDeletion deletion{HKDeletedObject::deletedObjectWithUUID(object->UUID(),
-                                                                   object->metadata()),
-                            entry->second.object, entry->second.typeIdentifier,
-                            entry->second.owner, ++lastAnchor_};
+    StoredDeletion deletion{
+        HKDeletedObject::deletedObjectWithUUID(object->UUID(), object->metadata()),
+        entry->second.object, entry->second.typeIdentifier, entry->second.owner, ++lastAnchor_};
     table.objects.erase(entry);
     index_.erase(found);
     table.deletions.push_back(deletion);
@@ -96,8 +95,8 @@ HealthDatabase::DeleteResult HealthDatabase::remove(
     const StoredObject& stored = tables_[found->second.first].objects.at(found->second.second);
     if (stored.owner != owner) {
       result.notOwned = true;
-      result.failure = "Object " + object->UUID().UUIDString() + " was saved by " +
-                       stored.owner + ", not by " + owner;
+      result.failure = "Object " + object->UUID().UUIDString() + " was saved by " + stored.owner +
+                       ", not by " + owner;
       return result;
     }
     doomed.push_back(stored);
@@ -154,9 +153,8 @@ HealthDatabase::Changes HealthDatabase::changesSince(const std::string& typeIden
     if (limit != 0 && count == limit) {
       return changes;  // newAnchor already points at the last one returned
     }
-    const bool takeObject =
-        deletion == deletions.end() ||
-        (object != objects.end() && object->first < deletion->anchor);
+    const bool takeObject = deletion == deletions.end() ||
+                            (object != objects.end() && object->first < deletion->anchor);
     if (takeObject) {
       const StoredObject& stored = object->second;
       if (!filter || filter(*stored.object, stored.owner)) {

@@ -64,7 +64,8 @@ class HealthDatabase {
     std::optional<std::string> failure;
     DatabaseChange change;
   };
-  SaveResult insert(const std::vector<std::shared_ptr<const HKObject>>& objects, const std::string& owner);
+  SaveResult insert(const std::vector<std::shared_ptr<const HKObject>>& objects,
+                    const std::string& owner);
 
   // Deletes all objects (by UUID) or none. Fails when an object is not stored, or `owner` did
   // not save it (`notOwned` tells which failure it was).
@@ -113,7 +114,7 @@ class HealthDatabase {
 
   mutable std::mutex mutex_;  // guards every field below
   std::uint64_t lastAnchor_ = 0;
-  std::unordered_map<std::string, TypeTable> tables_;  // by type identifier
+  std::unordered_map<std::string, TypeTable> tables_;                        // by type identifier
   std::unordered_map<NSUUID, std::pair<std::string, std::uint64_t>> index_;  // live objects
   std::unordered_set<NSUUID> everSaved_;
   std::map<std::string, SourceInfo> sources_;

@@ -57,8 +57,10 @@ IntervalGrid::IntervalGrid(NSDate anchor, const NSDateComponents& interval,
     const long value = interval.valueForComponent(unit.unit);
     if (value == NSDateComponentUndefined || value == 0) continue;
     if (value < 0) {
-      throw std::invalid_argument("HKStatisticsCollectionQuery: intervalComponents must be "
-                                  "positive, got " + std::to_string(value));
+      throw std::invalid_argument(
+          "HKStatisticsCollectionQuery: intervalComponents must be "
+          "positive, got " +
+          std::to_string(value));
     }
     any = true;
     interval_.setValue(valueOrZero(interval_, unit.addAs) + value * unit.factor, unit.addAs);
@@ -80,11 +82,12 @@ NSDate IntervalGrid::startOfInterval(long index) const {
       scaled.setValue(value * index, unit.unit);
     }
   }
-  std::optional<NSDate> start = calendar_->dateByAddingComponents(scaled, anchor_, NSCalendarOptions{});
+  std::optional<NSDate> start =
+      calendar_->dateByAddingComponents(scaled, anchor_, NSCalendarOptions{});
   if (!start) {
     // Only dates far outside any realistic range make the calendar fail.
-    throw std::invalid_argument("HKStatisticsCollectionQuery: interval " +
-                                std::to_string(index) + " from the anchor date cannot be computed");
+    throw std::invalid_argument("HKStatisticsCollectionQuery: interval " + std::to_string(index) +
+                                " from the anchor date cannot be computed");
   }
   return *start;
 }

@@ -35,7 +35,7 @@ class IntervalGrid {
   NSDate anchor_;
   NSDateComponents interval_;
   std::shared_ptr<NSCalendar> calendar_;
-  double nominalSeconds_ = 0;            // rough length, to find an index quickly
+  double nominalSeconds_ = 0;           // rough length, to find an index quickly
   std::optional<double> fixedSeconds_;  // exact length when no calendar unit is involved
 };
 

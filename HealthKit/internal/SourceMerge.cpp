@@ -46,9 +46,8 @@ std::vector<TimedAmount> mergeBySourcePriority(const std::vector<RankedAmount>& 
   std::size_t nextPoint = 0;
   // Emits the points before `time` (or at it, when inclusive) that no better source covers.
   auto emitPointsBefore = [&](double time, bool inclusive) {
-    while (nextPoint < points.size() &&
-           (points[nextPoint].piece.start < time ||
-            (inclusive && points[nextPoint].piece.start == time))) {
+    while (nextPoint < points.size() && (points[nextPoint].piece.start < time ||
+                                         (inclusive && points[nextPoint].piece.start == time))) {
       const RankedAmount& point = points[nextPoint++];
       const bool covered = !open.empty() && open.begin()->first < point.rank;
       if (!covered) merged.push_back(point.piece);

@@ -115,16 +115,17 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
   std::map<long, Interval> intervals;
   // Which intervals have data, and each source's own figures.
   for (const Sample& sample : values) {
-    forEachInterval(grid, starts, sample.start, sample.end, [&](long index, double from, double to) {
-      Interval& interval = intervals[index];
-      Accumulator& own = interval.bySource[sample.bundle];
-      if (cumulative) {
-        own.sum += amountWithin({sample.start, sample.end, sample.value}, from, to);
-      } else {
-        own.addValue(sample.value);
-        interval.merged.addValue(sample.value);
-      }
-    });
+    forEachInterval(grid, starts, sample.start, sample.end,
+                    [&](long index, double from, double to) {
+                      Interval& interval = intervals[index];
+                      Accumulator& own = interval.bySource[sample.bundle];
+                      if (cumulative) {
+                        own.sum += amountWithin({sample.start, sample.end, sample.value}, from, to);
+                      } else {
+                        own.addValue(sample.value);
+                        interval.merged.addValue(sample.value);
+                      }
+                    });
   }
   // The merged sum, each stretch of time from its best source only.
   if (cumulative) {
@@ -137,10 +138,12 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
                         rank == ranks.end() ? unranked : rank->second});
     }
     for (const TimedAmount& piece : mergeBySourcePriority(ranked)) {
-      forEachInterval(grid, starts, piece.start, piece.end, [&](long index, double from, double to) {
-        auto interval = intervals.find(index);
-        if (interval != intervals.end()) interval->second.merged.sum += amountWithin(piece, from, to);
-      });
+      forEachInterval(grid, starts, piece.start, piece.end,
+                      [&](long index, double from, double to) {
+                        auto interval = intervals.find(index);
+                        if (interval != intervals.end())
+                          interval->second.merged.sum += amountWithin(piece, from, to);
+                      });
     }
   }
 
@@ -154,11 +157,11 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
     if (separate) {
       std::vector<std::string> bundles;
       for (const auto& entry : interval.bySource) bundles.push_back(entry.first);
-      std::stable_sort(bundles.begin(), bundles.end(), [&](const auto& a, const auto& b) {
-        return rankOf(a) < rankOf(b);
-      });
+      std::stable_sort(bundles.begin(), bundles.end(),
+                       [&](const auto& a, const auto& b) { return rankOf(a) < rankOf(b); });
       for (const auto& bundle : bundles) {
-        perSource.push_back({sourceOf.at(bundle), valuesOf(interval.bySource[bundle], options, unit)});
+        perSource.push_back(
+            {sourceOf.at(bundle), valuesOf(interval.bySource[bundle], options, unit)});
       }
     }
     statistics.emplace(index, std::make_shared<const HKStatistics>(

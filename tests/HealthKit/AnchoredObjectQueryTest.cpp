@@ -16,7 +16,8 @@ class AnchoredObjectQueryTest : public HealthKitFixture {
   };
 
   // One anchored query from `anchor`, run to its results.
-  Batch fetch(std::shared_ptr<const HKQueryAnchor> anchor, unsigned long limit = HKObjectQueryNoLimit,
+  Batch fetch(std::shared_ptr<const HKQueryAnchor> anchor,
+              unsigned long limit = HKObjectQueryNoLimit,
               std::shared_ptr<const NSPredicate> predicate = nullptr) {
     Batch batch;
     store->executeQuery(std::make_shared<HKAnchoredObjectQuery>(
@@ -31,9 +32,9 @@ class AnchoredObjectQueryTest : public HealthKitFixture {
   static std::vector<double> counts(const Batch& batch) {
     std::vector<double> values;
     for (const auto& sample : batch.added) {
-      values.push_back(std::static_pointer_cast<const HKQuantitySample>(sample)
-                           ->quantity()
-                           ->doubleValueForUnit(*HKUnit::countUnit()));
+      values.push_back(
+          std::static_pointer_cast<const HKQuantitySample>(sample)->quantity()->doubleValueForUnit(
+              *HKUnit::countUnit()));
     }
     return values;
   }
@@ -127,8 +128,7 @@ TEST_F(AnchoredObjectQueryTest, UpdateHandlerReportsLaterChangesUntilStopped) {
   EXPECT_EQ(updates.size(), 2u);
   EXPECT_EQ(device->runningQueryCount(), 0u);
 
-  auto limited = std::make_shared<HKAnchoredObjectQuery>(stepType(), nullptr, nullptr, 10,
-                                                         nullptr);
+  auto limited = std::make_shared<HKAnchoredObjectQuery>(stepType(), nullptr, nullptr, 10, nullptr);
   EXPECT_THROW(limited->setUpdateHandler([](auto, auto, auto, auto, auto) {}),
                std::invalid_argument);
 }

@@ -1,6 +1,6 @@
-#include "HealthKit/internal/HandlerGate.h"
-
 #include <gtest/gtest.h>
+
+#include "HealthKit/internal/HandlerGate.h"
 
 namespace platform::healthkit {
 namespace {

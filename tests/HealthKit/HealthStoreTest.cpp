@@ -64,12 +64,13 @@ TEST_F(HealthStoreTest, ValidationFailuresSaveNothing) {
   };
   auto fresh = quantitySample(stepType(), 2, at(1), at(2));
   const Case cases[] = {
-      {"already saved", {quantitySample(stepType(), 3, at(2), at(3)), first},
+      {"already saved",
+       {quantitySample(stepType(), 3, at(2), at(3)), first},
        HKErrorInvalidArgument},
       {"twice in one batch", {fresh, fresh}, HKErrorInvalidArgument},
       // Heart rate was never asked for: not determined; the steps beside it are not saved.
-      {"type not authorized", {quantitySample(stepType(), 4, at(3), at(4)),
-                               quantitySample(heartRate, 60, at(3), at(3))},
+      {"type not authorized",
+       {quantitySample(stepType(), 4, at(3), at(4)), quantitySample(heartRate, 60, at(3), at(3))},
        HKErrorAuthorizationNotDetermined},
   };
   for (const Case& c : cases) {

@@ -1,8 +1,8 @@
-#include "HealthKit/internal/IntervalGrid.h"
-
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+
+#include "HealthKit/internal/IntervalGrid.h"
 
 namespace platform::healthkit {
 namespace {
@@ -13,7 +13,9 @@ std::shared_ptr<NSCalendar> calendarIn(const char* zone) {
   return calendar;
 }
 
-NSDate utc(double secondsSince1970) { return NSDate::dateWithTimeIntervalSince1970(secondsSince1970); }
+NSDate utc(double secondsSince1970) {
+  return NSDate::dateWithTimeIntervalSince1970(secondsSince1970);
+}
 
 NSDateComponents components(NSCalendarUnit unit, long value) {
   NSDateComponents parts;
@@ -25,7 +27,7 @@ TEST(IntervalGrid, DaysFollowTheCalendarAcrossDaylightSaving) {
   // 2024-03-09 00:00 EST; New York moves to EDT on 2024-03-10 at 02:00.
   const NSDate anchor = utc(1709960400);
   IntervalGrid days(anchor, components(NSCalendarUnitDay, 1), calendarIn("America/New_York"));
-  EXPECT_EQ(days.startOfInterval(1), utc(1709960400 + 86400));            // 03-10 00:00 EST
+  EXPECT_EQ(days.startOfInterval(1), utc(1709960400 + 86400));             // 03-10 00:00 EST
   EXPECT_EQ(days.startOfInterval(2), utc(1709960400 + 2 * 86400 - 3600));  // 03-11 00:00 EDT
   EXPECT_EQ(days.startOfInterval(-1), utc(1709960400 - 86400));
   // 03-10 23:30 EDT lies in the 23-hour day, 03-11 00:00 EDT starts the next.
@@ -36,7 +38,8 @@ TEST(IntervalGrid, DaysFollowTheCalendarAcrossDaylightSaving) {
 
 TEST(IntervalGrid, MinutesAreElapsedTimeFromAnAnchorWithSeconds) {
   const NSDate anchor = utc(1710062437);  // xx:20:37
-  IntervalGrid minutes(anchor, components(NSCalendarUnitMinute, 1), calendarIn("Australia/Lord_Howe"));
+  IntervalGrid minutes(anchor, components(NSCalendarUnitMinute, 1),
+                       calendarIn("Australia/Lord_Howe"));
   EXPECT_EQ(minutes.startOfInterval(3), anchor.dateByAddingTimeInterval(180));
   EXPECT_EQ(minutes.indexContaining(anchor.dateByAddingTimeInterval(59.999)), 0);
   EXPECT_EQ(minutes.indexContaining(anchor.dateByAddingTimeInterval(60)), 1);

@@ -79,7 +79,8 @@ TEST_F(ObserverQueryTest, InTheBackgroundOnlyTypesWithBackgroundDeliveryWakeTheA
   EXPECT_FALSE(invocations[0].completionHandlerCalled);  // this app never answered
 
   bool disabled = false;
-  store->disableAllBackgroundDeliveryWithCompletion([&](bool success, auto) { disabled = success; });
+  store->disableAllBackgroundDeliveryWithCompletion(
+      [&](bool success, auto) { disabled = success; });
   runUntilIdle();
   EXPECT_TRUE(disabled);
   EXPECT_EQ(device->backgroundDeliveryFrequency(*stepType()), std::nullopt);

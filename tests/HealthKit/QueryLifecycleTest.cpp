@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 
 #include "Foundation/Dispatch.h"
 #include "Foundation/NSThread.h"
@@ -54,34 +56,48 @@ TEST_F(QueryLifecycleTest, AHandlerMayStopItsOwnQuery) {
   EXPECT_EQ(calls, 1);
 }
 
-// Saves keep arriving from other threads while the test thread stops the queries: once
-// stopQuery has returned, no handler may run, not even one already queued on a worker.
+// Saves keep arriving from other threads while the test thread stops the queries, once handlers
+// are being delivered: after stopQuery has returned no handler may run, not even one already
+// queued on a worker.
 TEST_F(QueryLifecycleTest, NoHandlerRunsAfterStopReturnsWhileSavesRace) {
+  std::mutex mutex;  // guards delivered
+  std::condition_variable deliveredChanged;
+  int delivered = 0;
   std::atomic<bool> stopped{false};
   std::atomic<int> lateCalls{0};
-  auto observer = std::make_shared<HKObserverQuery>(stepType(), nullptr, [&](auto, auto done, auto) {
+  auto count = [&] {
     if (stopped) ++lateCalls;
-    done();
-  });
+    std::lock_guard<std::mutex> lock(mutex);
+    ++delivered;
+    deliveredChanged.notify_all();
+  };
+  device->setObserverQueriesFireOnExecute(false);
+  auto observer =
+      std::make_shared<HKObserverQuery>(stepType(), nullptr, [&](auto, auto done, auto) {
+        count();
+        done();
+      });
   auto anchored = std::make_shared<HKAnchoredObjectQuery>(
       stepType(), nullptr, nullptr, HKObjectQueryNoLimit, [](auto, auto, auto, auto, auto) {});
-  anchored->setUpdateHandler([&](auto, auto, auto, auto, auto) {
-    if (stopped) ++lateCalls;
-  });
+  anchored->setUpdateHandler([&](auto, auto, auto, auto, auto) { count(); });
   store->executeQuery(observer);
   store->executeQuery(anchored);
   runUntilIdle();
 
   auto phone = iPhone;
   for (int writer = 0; writer < 4; ++writer) {
-    dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0),
-                   [this, phone, writer] {
-                     for (int i = 0; i < 25; ++i) {
-                       const NSDate start = at(writer * 100 + i);
-                       phone->saveObject(phoneSteps(1, start, start.dateByAddingTimeInterval(60)),
-                                         nullptr);
-                     }
-                   });
+    dispatch_async(
+        dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0), [this, phone, writer] {
+          for (int i = 0; i < 50; ++i) {
+            const NSDate start = at(writer * 100 + i);
+            phone->saveObject(phoneSteps(1, start, start.dateByAddingTimeInterval(60)), nullptr);
+          }
+        });
+  }
+  {
+    // Not a sleep: waits until the handlers are in full flow.
+    std::unique_lock<std::mutex> lock(mutex);
+    deliveredChanged.wait(lock, [&] { return delivered >= 6; });
   }
   store->stopQuery(observer);
   store->stopQuery(anchored);
@@ -94,11 +110,11 @@ TEST_F(QueryLifecycleTest, NoHandlerRunsAfterStopReturnsWhileSavesRace) {
 TEST_F(QueryLifecycleTest, QueriesOfAnEarlierDeviceNeverSeeANewDevicesData) {
   std::atomic<int> calls{0};
   device->setObserverQueriesFireOnExecute(false);
-  store->executeQuery(std::make_shared<HKObserverQuery>(stepType(), nullptr,
-                                                        [&](auto, auto done, auto) {
-                                                          ++calls;
-                                                          done();
-                                                        }));
+  store->executeQuery(
+      std::make_shared<HKObserverQuery>(stepType(), nullptr, [&](auto, auto done, auto) {
+        ++calls;
+        done();
+      }));
   runUntilIdle();
   // The next test's device: a new database, and HKHealthStore() now uses it.
   auto next = platform::SimulatedHealthDevice::create();

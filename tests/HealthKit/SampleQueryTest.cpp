@@ -16,12 +16,12 @@ class SampleQueryTest : public HealthKitFixture {
       unsigned long limit = HKObjectQueryNoLimit,
       std::vector<std::shared_ptr<const NSSortDescriptor>> sort = {}) {
     std::vector<std::shared_ptr<const HKSample>> found;
-    store->executeQuery(std::make_shared<HKSampleQuery>(
-        std::move(type), std::move(predicate), limit, std::move(sort),
-        [&found](auto, auto samples, auto error) {
-          EXPECT_EQ(error, nullptr);
-          found = std::move(samples);
-        }));
+    store->executeQuery(std::make_shared<HKSampleQuery>(std::move(type), std::move(predicate),
+                                                        limit, std::move(sort),
+                                                        [&found](auto, auto samples, auto error) {
+                                                          EXPECT_EQ(error, nullptr);
+                                                          found = std::move(samples);
+                                                        }));
     runUntilIdle();
     return found;
   }
@@ -59,8 +59,8 @@ TEST(SamplePredicate, MatchesHealthKitsDateRules) {
     EXPECT_EQ(matches(HKQueryOptionStrictStartDate | HKQueryOptionStrictEndDate), c.both)
         << c.start << "-" << c.end;
   }
-  auto openEnded = HKQuery::predicateForSamplesWithStartDate(minute(10), std::nullopt,
-                                                             HKQueryOptionNone);
+  auto openEnded =
+      HKQuery::predicateForSamplesWithStartDate(minute(10), std::nullopt, HKQueryOptionNone);
   EXPECT_TRUE(openEnded->evaluateWithObject(*HKQuantitySample::quantitySampleWithType(
       steps, HKQuantity::quantityWithUnit(HKUnit::countUnit(), 1), minute(100), minute(101))));
 }
@@ -78,16 +78,16 @@ TEST_F(SampleQueryTest, LimitsSortsAndFiltersByMetadataAndCorrelation) {
                              at(0), at(1), entered),
                          quantitySample(stepType(), 3, at(10), at(11))}),
             nullptr);
-  auto newestFirst = query(stepType(), nullptr, 2,
-                           {NSSortDescriptor::sortDescriptorWithKey(HKSampleSortIdentifierStartDate,
-                                                                    false)});
+  auto newestFirst =
+      query(stepType(), nullptr, 2,
+            {NSSortDescriptor::sortDescriptorWithKey(HKSampleSortIdentifierStartDate, false)});
   ASSERT_EQ(newestFirst.size(), 2u);
   EXPECT_EQ(newestFirst[0]->startDate(), at(20));
   EXPECT_EQ(newestFirst[1]->startDate(), at(10));
 
-  auto userEntered = query(stepType(), HKQuery::predicateForObjectsWithMetadataKey(
-                                           HKMetadataKeyWasUserEntered,
-                                           NSEqualToPredicateOperatorType, true));
+  auto userEntered =
+      query(stepType(), HKQuery::predicateForObjectsWithMetadataKey(
+                            HKMetadataKeyWasUserEntered, NSEqualToPredicateOperatorType, true));
   ASSERT_EQ(userEntered.size(), 1u);
   EXPECT_EQ(userEntered[0]->startDate(), at(0));
 

@@ -1,8 +1,8 @@
-#include "HealthKit/internal/SourceMerge.h"
-
 #include <gtest/gtest.h>
 
 #include <numeric>
+
+#include "HealthKit/internal/SourceMerge.h"
 
 namespace platform::healthkit {
 namespace {
@@ -36,9 +36,8 @@ INSTANTIATE_TEST_SUITE_P(
         MergeCase{"phone fills the gap after the watch",
                   {{{0, 300, 400}, 0}, {{0, 600, 600}, 1}},
                   400 + 300},
-        MergeCase{"priority does not depend on order",
-                  {{{0, 600, 600}, 1}, {{0, 300, 400}, 0}},
-                  700},
+        MergeCase{
+            "priority does not depend on order", {{{0, 600, 600}, 1}, {{0, 300, 400}, 0}}, 700},
         MergeCase{"one source's own overlapping samples all count",
                   {{{0, 600, 100}, 0}, {{300, 900, 100}, 0}},
                   200},
@@ -52,7 +51,8 @@ INSTANTIATE_TEST_SUITE_P(
                   {{{0, 600, 100}, 0}, {{0, 0, 50}, 1}},
                   100},
         MergeCase{"points alone", {{{10, 10, 5}, 1}, {{10, 10, 7}, 0}}, 12},
-        MergeCase{"three sources", {{{0, 100, 10}, 2}, {{50, 150, 20}, 1}, {{75, 80, 1}, 0}},
+        MergeCase{"three sources",
+                  {{{0, 100, 10}, 2}, {{50, 150, 20}, 1}, {{75, 80, 1}, 0}},
                   // 0-50 from rank 2 (5), 50-75 and 80-150 from rank 1 (19), 75-80 rank 0 (1)
                   5 + 20 * 95.0 / 100 + 1}),
     [](const ::testing::TestParamInfo<MergeCase>& param) {

@@ -6,7 +6,9 @@
 namespace testing_support {
 namespace {
 
-NSDate utc(double secondsSince1970) { return NSDate::dateWithTimeIntervalSince1970(secondsSince1970); }
+NSDate utc(double secondsSince1970) {
+  return NSDate::dateWithTimeIntervalSince1970(secondsSince1970);
+}
 
 NSDateComponents every(NSCalendarUnit unit) {
   NSDateComponents components;
@@ -48,14 +50,16 @@ TEST_F(StatisticsCollectionQueryTest, MergedSumsCountOverlappingStepsOncePerSour
   ASSERT_EQ(save(watch, {watchSteps(1000, at(0), at(10))}), nullptr);
   ASSERT_EQ(save(iPhone, {phoneSteps(1500, at(0), at(20)), phoneSteps(200, at(50), at(70))}),
             nullptr);
-  auto hours = collect(stepType(), HKStatisticsOptionCumulativeSum | HKStatisticsOptionSeparateBySource,
-                       at(0), NSCalendarUnitHour);
+  auto hours =
+      collect(stepType(), HKStatisticsOptionCumulativeSum | HKStatisticsOptionSeparateBySource,
+              at(0), NSCalendarUnitHour);
   ASSERT_NE(hours, nullptr);
   auto first = hours->statisticsForDate(at(30));
   // Watch 1000 for 0-10, phone 750 for 10-20, and half the boundary sample.
   EXPECT_DOUBLE_EQ(count(first->sumQuantity()), 1000 + 750 + 100);
   ASSERT_EQ(first->sources().size(), 2u);
-  EXPECT_EQ(first->sources()[0]->bundleIdentifier(), watch->sourceRevision()->source()->bundleIdentifier());
+  EXPECT_EQ(first->sources()[0]->bundleIdentifier(),
+            watch->sourceRevision()->source()->bundleIdentifier());
   EXPECT_DOUBLE_EQ(count(first->sumQuantityForSource(*watch->sourceRevision()->source())), 1000);
   EXPECT_DOUBLE_EQ(count(first->sumQuantityForSource(*iPhone->sourceRevision()->source())), 1600);
   EXPECT_DOUBLE_EQ(count(hours->statisticsForDate(at(65))->sumQuantity()), 100);
@@ -87,8 +91,8 @@ TEST_F(StatisticsCollectionQueryTest, DaysFollowTheCalendarAcrossTheDaylightSavi
 
   // Minutes stay 60 seconds long through the skipped hour (01:59 EST is followed by 03:00 EDT).
   ASSERT_EQ(save(iPhone, {phoneSteps(6, utc(1710053970), utc(1710054030))}), nullptr);  // 01:59:30
-  auto minutes = collect(stepType(), HKStatisticsOptionCumulativeSum, utc(1710053880),
-                         NSCalendarUnitMinute);
+  auto minutes =
+      collect(stepType(), HKStatisticsOptionCumulativeSum, utc(1710053880), NSCalendarUnitMinute);
   EXPECT_DOUBLE_EQ(count(minutes->statisticsForDate(utc(1710053940))->sumQuantity()), 3);
   auto afterGap = minutes->statisticsForDate(utc(1710054000));  // 03:00 EDT
   EXPECT_DOUBLE_EQ(count(afterGap->sumQuantity()), 3);

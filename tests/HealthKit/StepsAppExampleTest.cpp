@@ -100,8 +100,9 @@ class StepsAppExampleTest : public HealthKitFixture {
     const NSDate day = *calendar->dateByAddingUnit(
         NSCalendarUnitDay, k - 7, *calendar->startOfDayForDate(NSDate::date()), {});
     const NSDate nine = day.dateByAddingTimeInterval(9 * 3600);
-    ASSERT_EQ(save(watch, {watchSteps(1000.0 * (k + 1), nine, nine.dateByAddingTimeInterval(3600))}),
-              nullptr);
+    ASSERT_EQ(
+        save(watch, {watchSteps(1000.0 * (k + 1), nine, nine.dateByAddingTimeInterval(3600))}),
+        nullptr);
     ASSERT_EQ(save(iPhone, {phoneSteps(500, nine.dateByAddingTimeInterval(1800),
                                        nine.dateByAddingTimeInterval(5400))}),
               nullptr);

@@ -68,19 +68,20 @@ void HKWorkout::setEvents(Events events) {
                    [](const auto& a, const auto& b) { return a->date() < b->date(); });
   // Paused from a pause (or motion pause) to the next resume, or to the end.
   NSTimeInterval paused = 0;
-  std::optional<NSDate> pausedSince;
+  bool isPaused = false;
+  NSDate pausedSince;
   for (const auto& event : events) {
     const HKWorkoutEventType type = event->type();
-    if ((type == HKWorkoutEventTypePause || type == HKWorkoutEventTypeMotionPaused) &&
-        !pausedSince) {
+    if ((type == HKWorkoutEventTypePause || type == HKWorkoutEventTypeMotionPaused) && !isPaused) {
+      isPaused = true;
       pausedSince = event->date();
     } else if ((type == HKWorkoutEventTypeResume || type == HKWorkoutEventTypeMotionResumed) &&
-               pausedSince) {
-      paused += event->date().timeIntervalSinceDate(*pausedSince);
-      pausedSince.reset();
+               isPaused) {
+      isPaused = false;
+      paused += event->date().timeIntervalSinceDate(pausedSince);
     }
   }
-  if (pausedSince) paused += endDate().timeIntervalSinceDate(*pausedSince);
+  if (isPaused) paused += endDate().timeIntervalSinceDate(pausedSince);
   duration_ = endDate().timeIntervalSinceDate(startDate()) - paused;
   workoutEvents_ = std::move(events);
 }

@@ -8,6 +8,7 @@
 #include "Foundation/NSPredicate.h"
 #include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKDeletedObject.h"
 #include "HealthKit/HKMetadata.h"
 #include "HealthKit/HKQuantitySample.h"
 #include "HealthKit/HKWorkout.h"
@@ -243,6 +244,32 @@ TEST_F(HKSampleTest, DevicesDescribeThemselvesAsHealthKitDoes) {
                                                        std::nullopt, std::nullopt)));
   EXPECT_TRUE(watch->valueForKey("firmwareVersion").isNil());
   EXPECT_EQ(HKDevice::localDevice()->softwareVersion(), "17.0");
+}
+
+TEST_F(HKSampleTest, ObjectsAreIdentifiedByUUIDAndWrittenByTheDefaultSource) {
+  auto first = pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 120);
+  auto second = pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 120);
+  EXPECT_FALSE(first->isEqual(*second));
+  auto imported = HKObjectAccess::copyWithUUID(*second, first->UUID());
+  EXPECT_TRUE(imported->isEqual(*first));
+  EXPECT_EQ(imported->hash(), first->hash());
+  EXPECT_DOUBLE_EQ(imported->quantity()->doubleValueForUnit(*HKUnit::millimeterOfMercuryUnit()),
+                   120);
+  EXPECT_EQ(first->sourceRevision()->operatingSystemVersion().majorVersion, 17);
+  EXPECT_TRUE(first->valueForKeyPath("metadata.HKWasUserEntered").isNil());
+
+  auto app = HKSource::sourceWithName("Other", "com.example.other");
+  HKSource::setDefaultSource(app);
+  EXPECT_TRUE(pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 1)->source()->isEqual(
+      *HKSource::sourceWithName("Renamed", "com.example.other")));
+  HKSource::setDefaultSource(nullptr);
+  EXPECT_EQ(HKSource::defaultSource()->name(), "Ostrand");
+
+  auto deleted = HKDeletedObject::deletedObjectWithUUID(
+      first->UUID(), metadata({{HKMetadataKeySyncIdentifier, "meal-7"}}));
+  EXPECT_EQ(deleted->valueForKey("UUID").stringValue(), first->UUID().UUIDString());
+  EXPECT_EQ(deleted->valueForKeyPath("metadata.HKMetadataKeySyncIdentifier").stringValue(),
+            "meal-7");
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "HealthKit/HKObjectType.h"
 #include "HealthKit/HKQuantity.h"
@@ -109,6 +111,10 @@ TEST(HKUnitTest, ConvertsBetweenUnitsOfOneDimension) {
       {0.97, "%", "%", 0.97},
       {1, "mi", "km", 1.609344},
       {90, "min", "hr", 1.5},
+      // A temperature inside a product is a difference: no offset.
+      {1, "degC/hr", "degF/hr", 1.8},
+      {1, "Hz", "s^-1", 1},
+      {6, "kcal/(kg*hr)", "cal/(g*min)", 0.1},
   };
   for (const auto& c : cases) {
     EXPECT_NEAR(convert(c.value, c.from, c.to), c.expected, 1e-9 * std::max(1.0, c.expected))
@@ -185,6 +191,27 @@ TEST(HKUnitTest, QuantityTypesAcceptUnitsOfTheirDimension) {
   EXPECT_TRUE(type(HKQuantityTypeIdentifierBodyTemperature)->isCompatibleWithUnit(*unit("degF")));
   EXPECT_TRUE(type(HKQuantityTypeIdentifierElectrodermalActivity)->isCompatibleWithUnit(*unit("S")));
   EXPECT_EQ(type(HKQuantityTypeIdentifierVO2Max)->canonicalUnit()->unitString(), "mL/min·kg");
+}
+
+// Parsing fills a shared cache; many threads parsing the same and different strings at once
+// all get equal units.
+TEST(HKUnitTest, ParsingIsSafeFromManyThreads) {
+  const std::vector<std::string> texts = {"mL/(kg.min)", "count/min", "mmol<180.16>/L", "degF"};
+  std::vector<HKUnit::Pointer> parsed(8 * texts.size());
+  std::vector<std::thread> threads;
+  for (std::size_t t = 0; t < 8; ++t) {
+    threads.emplace_back([&, t] {
+      for (std::size_t i = 0; i < texts.size(); ++i) {
+        parsed[t * texts.size() + i] = HKUnit::unitFromString(texts[(i + t) % texts.size()]);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (std::size_t t = 0; t < 8; ++t) {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      EXPECT_EQ(*parsed[t * texts.size() + i], *unit(texts[(i + t) % texts.size()]));
+    }
+  }
 }
 
 }  // namespace

@@ -92,12 +92,9 @@ HKWorkout::Pointer HKWorkout::workoutWithActivityType(HKWorkoutActivityType acti
                                  nullptr, nullptr);
 }
 
-HKWorkout::Pointer HKWorkout::workoutWithActivityType(HKWorkoutActivityType activityType,
-                                                      NSDate startDate, NSDate endDate,
-                                                      Events workoutEvents,
-                                                      HKQuantity::Pointer totalEnergyBurned,
-                                                      HKQuantity::Pointer totalDistance,
-                                                      HKMetadata metadata) {
+HKWorkout::Pointer HKWorkout::workoutWithActivityType(
+    HKWorkoutActivityType activityType, NSDate startDate, NSDate endDate, Events workoutEvents,
+    HKQuantity::Pointer totalEnergyBurned, HKQuantity::Pointer totalDistance, HKMetadata metadata) {
   return workoutWithActivityType(activityType, startDate, endDate, std::move(workoutEvents),
                                  std::move(totalEnergyBurned), std::move(totalDistance), nullptr,
                                  nullptr, std::move(metadata));
@@ -126,8 +123,7 @@ HKWorkout::Pointer HKWorkout::workoutWithActivityType(
 
 HKWorkout::Pointer HKWorkout::workoutWithActivityTypeAndDuration(
     HKWorkoutActivityType activityType, NSDate startDate, NSDate endDate, NSTimeInterval duration,
-    HKQuantity::Pointer totalEnergyBurned, HKQuantity::Pointer totalDistance,
-    HKMetadata metadata) {
+    HKQuantity::Pointer totalEnergyBurned, HKQuantity::Pointer totalDistance, HKMetadata metadata) {
   if (!std::isfinite(duration) || duration < 0) {
     reject("the duration must be a non-negative number of seconds, not " +
            std::to_string(duration));

@@ -14,30 +14,30 @@ namespace {
 // constant's own name, and every quantity type accepts the unit it is documented with.
 TEST(HKTypeCatalogTest, EveryIdentifierConstantNamesATypeOfItsKind) {
   int count = 0;
-#define CHECK_QUANTITY(name, style, unit)                                                      \
-  {                                                                                            \
-    auto type = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifier##name);       \
-    ASSERT_NE(type, nullptr) << #name;                                                         \
-    EXPECT_EQ(type->identifier(), "HKQuantityTypeIdentifier" #name);                           \
-    EXPECT_EQ(type->aggregationStyle(), HKQuantityAggregationStyle##style) << #name;           \
-    EXPECT_TRUE(type->isCompatibleWithUnit(*HKUnit::unitFromString(unit))) << #name;           \
-    ++count;                                                                                   \
+#define CHECK_QUANTITY(name, style, unit)                                                \
+  {                                                                                      \
+    auto type = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifier##name); \
+    ASSERT_NE(type, nullptr) << #name;                                                   \
+    EXPECT_EQ(type->identifier(), "HKQuantityTypeIdentifier" #name);                     \
+    EXPECT_EQ(type->aggregationStyle(), HKQuantityAggregationStyle##style) << #name;     \
+    EXPECT_TRUE(type->isCompatibleWithUnit(*HKUnit::unitFromString(unit))) << #name;     \
+    ++count;                                                                             \
   }
-#define CHECK_CATEGORY(name, lowest, highest)                                                  \
-  {                                                                                            \
-    auto type = HKObjectType::categoryTypeForIdentifier(HKCategoryTypeIdentifier##name);       \
-    ASSERT_NE(type, nullptr) << #name;                                                         \
-    EXPECT_EQ(type->identifier(), "HKCategoryTypeIdentifier" #name);                           \
-    EXPECT_TRUE(type->isValidValue(lowest) && type->isValidValue(highest)) << #name;           \
-    EXPECT_FALSE(type->isValidValue((lowest)-1) || type->isValidValue((highest) + 1)) << #name; \
-    ++count;                                                                                   \
-  }
-#define CHECK_CORRELATION(name)                                                                 \
+#define CHECK_CATEGORY(name, lowest, highest)                                                   \
   {                                                                                             \
-    auto type = HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifier##name);  \
+    auto type = HKObjectType::categoryTypeForIdentifier(HKCategoryTypeIdentifier##name);        \
     ASSERT_NE(type, nullptr) << #name;                                                          \
-    EXPECT_EQ(type->identifier(), "HKCorrelationTypeIdentifier" #name);                         \
+    EXPECT_EQ(type->identifier(), "HKCategoryTypeIdentifier" #name);                            \
+    EXPECT_TRUE(type->isValidValue(lowest) && type->isValidValue(highest)) << #name;            \
+    EXPECT_FALSE(type->isValidValue((lowest)-1) || type->isValidValue((highest) + 1)) << #name; \
     ++count;                                                                                    \
+  }
+#define CHECK_CORRELATION(name)                                                                \
+  {                                                                                            \
+    auto type = HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifier##name); \
+    ASSERT_NE(type, nullptr) << #name;                                                         \
+    EXPECT_EQ(type->identifier(), "HKCorrelationTypeIdentifier" #name);                        \
+    ++count;                                                                                   \
   }
   HK_QUANTITY_TYPES(CHECK_QUANTITY)
   HK_CATEGORY_TYPES(CHECK_CATEGORY)

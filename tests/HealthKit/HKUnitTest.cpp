@@ -165,10 +165,15 @@ TEST(HKUnitTest, MalformedUnitStringsNameTheStringAndPosition) {
       {"m^", "Invalid unit string \"m^\": expected an integer exponent after '^' at position 1"},
       {"m^0", "Invalid unit string \"m^0\": exponent must not be zero at position 2"},
       {"ml/(kg*min", "Invalid unit string \"ml/(kg*min\": expected ')' at position 10"},
-      {"(kg/min)", "Invalid unit string \"(kg/min)\": '/' is not allowed inside parentheses at position 3"},
-      {"mmol/L", "Invalid unit string \"mmol/L\": a mole unit needs its molar mass, as in mol<180.16> at position 4"},
-      {"mmol<abc>/L", "Invalid unit string \"mmol<abc>/L\": invalid molar mass \"abc\" at position 5"},
-      {"mmol<180", "Invalid unit string \"mmol<180\": expected '>' after the molar mass at position 4"},
+      {"(kg/min)",
+       "Invalid unit string \"(kg/min)\": '/' is not allowed inside parentheses at position 3"},
+      {"mmol/L",
+       "Invalid unit string \"mmol/L\": a mole unit needs its molar mass, as in mol<180.16> at "
+       "position 4"},
+      {"mmol<abc>/L",
+       "Invalid unit string \"mmol<abc>/L\": invalid molar mass \"abc\" at position 5"},
+      {"mmol<180",
+       "Invalid unit string \"mmol<180\": expected '>' after the molar mass at position 4"},
       {"g<180>", "Invalid unit string \"g<180>\": only moles take a molar mass at position 1"},
       {"kg m", "Invalid unit string \"kg m\": unexpected ' ' at position 2"},
       // Positions count characters, so the two-byte '·' is one.
@@ -187,9 +192,11 @@ TEST(HKUnitTest, QuantityTypesAcceptUnitsOfTheirDimension) {
   EXPECT_TRUE(type(HKQuantityTypeIdentifierHeartRate)->isCompatibleWithUnit(*unit("count/s")));
   EXPECT_TRUE(type(HKQuantityTypeIdentifierVO2Max)->isCompatibleWithUnit(*unit("mL/min·kg")));
   EXPECT_TRUE(type(HKQuantityTypeIdentifierOxygenSaturation)->isCompatibleWithUnit(*unit("%")));
-  EXPECT_FALSE(type(HKQuantityTypeIdentifierOxygenSaturation)->isCompatibleWithUnit(*unit("count")));
+  EXPECT_FALSE(
+      type(HKQuantityTypeIdentifierOxygenSaturation)->isCompatibleWithUnit(*unit("count")));
   EXPECT_TRUE(type(HKQuantityTypeIdentifierBodyTemperature)->isCompatibleWithUnit(*unit("degF")));
-  EXPECT_TRUE(type(HKQuantityTypeIdentifierElectrodermalActivity)->isCompatibleWithUnit(*unit("S")));
+  EXPECT_TRUE(
+      type(HKQuantityTypeIdentifierElectrodermalActivity)->isCompatibleWithUnit(*unit("S")));
   EXPECT_EQ(type(HKQuantityTypeIdentifierVO2Max)->canonicalUnit()->unitString(), "mL/min·kg");
 }
 

@@ -14,18 +14,16 @@
 
 namespace {
 
-// Molar masses are kept to 16 significant digits, the precision unit strings print, so that a
-// unit read back from its string equals the unit it was printed from.
-double canonicalMolarMass(double gramsPerMole) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.16g", gramsPerMole);
-  return std::strtod(text, nullptr);
-}
-
 std::string molarMassText(double gramsPerMole) {
   char text[32];
   std::snprintf(text, sizeof text, "%.16g", gramsPerMole);
   return text;
+}
+
+// Molar masses are kept to the 16 significant digits unit strings print, so that a unit read
+// back from its string equals the unit it was printed from.
+double canonicalMolarMass(double gramsPerMole) {
+  return std::strtod(molarMassText(gramsPerMole).c_str(), nullptr);
 }
 
 std::string factorText(const HKUnit::Factor& factor, long exponent) {

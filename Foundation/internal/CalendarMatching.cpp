@@ -4,6 +4,7 @@
 // transitions.
 
 #include <cstdlib>
+#include <tuple>
 #include <vector>
 
 #include "Foundation/internal/CalendarEngine.h"
@@ -66,10 +67,12 @@ struct CalendarEngine::DayFields {
 };
 
 std::optional<CalendarEngine::DayFields> CalendarEngine::dayFields(Day& day) {
-  // Noon: no time zone has moved its clocks across noon, so the day is the one asked for.
-  setDayAndTime(day, 12, 0, 0);
+  civil_->clear();
+  civil_->set(UCAL_EXTENDED_YEAR, day.extendedYear);
+  civil_->set(UCAL_MONTH, day.month - 1);
+  civil_->set(UCAL_DATE, day.day);
   UErrorCode status = U_ZERO_ERROR;
-  auto get = [&](UCalendarDateFields field) -> long { return calendar_->get(field, status); };
+  auto get = [&](UCalendarDateFields field) -> long { return civil_->get(field, status); };
   DayFields fields{get(UCAL_ERA),
                    get(UCAL_YEAR),
                    get(UCAL_EXTENDED_YEAR),
@@ -223,6 +226,16 @@ std::optional<CalendarEngine::Match> CalendarEngine::nextMatch(
       bool exact = false;
       const auto millis = choose(*resolution, minute, second, options, exact);
       if (!millis) continue;
+      if (!exact) {
+        // A day the zone skipped entirely (clocks moved past all of it) has no stand-in time:
+        // the next existing time belongs to a later day, which has its own match.
+        const auto landed = localDay(*millis);
+        if (!landed) return std::nullopt;
+        if (std::tie(landed->extendedYear, landed->month, landed->day) >
+            std::tie(day.extendedYear, day.month, day.day)) {
+          continue;
+        }
+      }
       const NSDate candidate = joinDate(*millis, 0);
       if (forward ? candidate > after : candidate < after) return Match{candidate, exact};
     }

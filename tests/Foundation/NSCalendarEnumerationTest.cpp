@@ -69,7 +69,10 @@ INSTANTIATE_TEST_SUITE_P(
                  {"2024-10-04 13:30:01", "2024-10-05 13:30:01", "2024-10-06 13:00:01"}},
         // São Paulo skips 00:00-01:00 on 4 November 2018: that day yields 01:00:00.
         WalkCase{"America/Sao_Paulo", utc(2018, 11, 3, 3, 0, 1), utc(2018, 11, 6),
-                 {"2018-11-04 03:00:00~", "2018-11-05 02:00:01"}}));
+                 {"2018-11-04 03:00:00~", "2018-11-05 02:00:01"}},
+        // Apia skipped 30 December 2011 entirely: no stand-in for it, 31 December once.
+        WalkCase{"Pacific/Apia", utc(2011, 12, 28, 11), utc(2011, 12, 31, 10),
+                 {"2011-12-29 10:00:01", "2011-12-30 10:00:01"}}));
 
 TEST(NSCalendarEnumeration, RepeatedTimeMatchesOnceFirstOrLast) {
   auto calendar = calendarIn("America/New_York");
@@ -162,7 +165,10 @@ TEST(NSCalendarEnumeration, ComponentsThatNeverMatchEndWithoutACall) {
   julyInWeekOne.setWeekday(2);
   julyInWeekOne.setWeekOfYear(1);
   julyInWeekOne.setMonth(7);
-  for (const auto& never : {month13, february30, julyInWeekOne}) {
+  NSDateComponents the31stInWeekOne;  // every day of the bounded range is looked at
+  the31stInWeekOne.setDay(31);
+  the31stInWeekOne.setWeekOfMonth(1);
+  for (const auto& never : {month13, february30, julyInWeekOne, the31stInWeekOne}) {
     int calls = 0;
     calendar->enumerateDatesStartingAfterDate(utc(2024, 1, 1), never, NSCalendarMatchNextTime,
                                               [&](std::optional<NSDate>, bool, bool*) { ++calls; });

@@ -1,7 +1,9 @@
 #pragma once
 
 // EnvironmentFixture: the base of tests that read the platform environment. Each test starts at
-// a fixed moment on a manual clock and on iOS 17.0.0, and the defaults come back afterwards.
+// a fixed moment on a manual clock, on iOS 17.0.0, with the application in the foreground and no
+// background tasks, and the device named "iPhone". On TearDown it runs until idle, so no block of
+// one test runs in the next, and the defaults come back.
 
 #include <gtest/gtest.h>
 
@@ -20,6 +22,9 @@ class EnvironmentFixture : public ::testing::Test {
   void TearDown() override;
 
   ManualClock& clock() { return *clock_; }
+
+  // Drains the main queue and waits for the worker queues until all are idle.
+  static void runUntilIdle();
 
  private:
   std::shared_ptr<ManualClock> clock_;

@@ -1,0 +1,18 @@
+#include "Foundation/DispatchRuntime.h"
+
+#include "Foundation/internal/DispatchScheduler.h"
+
+namespace platform {
+
+DispatchRuntime& DispatchRuntime::shared() {
+  static DispatchRuntime runtime;
+  return runtime;
+}
+
+std::size_t DispatchRuntime::drainMainQueue() {
+  return internal::DispatchScheduler::shared().drainMainQueue();
+}
+
+void DispatchRuntime::runUntilIdle() { internal::DispatchScheduler::shared().runUntilIdle(); }
+
+}  // namespace platform

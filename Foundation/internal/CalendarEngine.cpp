@@ -233,12 +233,11 @@ NSDateComponents CalendarEngine::difference(NSCalendarUnit mask, NSDate from, NS
 }
 
 std::optional<NSDate> CalendarEngine::dateFromComponents(const NSDateComponents& components) {
-  const long fields[] = {components.era(),         components.year(),
-                         components.month(),       components.day(),
-                         components.hour(),        components.minute(),
-                         components.second(),      components.weekday(),
-                         components.weekdayOrdinal(), components.weekOfMonth(),
-                         components.weekOfYear(),  components.yearForWeekOfYear()};
+  const long fields[] = {
+      components.era(),         components.year(),       components.month(),
+      components.day(),         components.hour(),       components.minute(),
+      components.second(),      components.weekday(),    components.weekdayOrdinal(),
+      components.weekOfMonth(), components.weekOfYear(), components.yearForWeekOfYear()};
   for (long value : fields) {
     if (isSet(value) && !fitsInt32(value)) return std::nullopt;
   }

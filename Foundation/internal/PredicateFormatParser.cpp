@@ -115,7 +115,7 @@ class Parser {
           token.type = TokenType::ValueArgument;
           return i + 2;
         }
-        fail(i, "unsupported format specifier '" + format_.substr(i, 2) +
+        fail(i, "unsupported placeholder '" + format_.substr(i, 2) +
                     "' (only %K and %@ are supported)");
       case '(':
         token.type = TokenType::LeftParen;

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <set>
 #include <stdexcept>
 #include <unordered_set>
 

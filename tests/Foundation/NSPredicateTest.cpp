@@ -214,7 +214,7 @@ TEST(NSPredicateTest, BadFormatsAreRejectedWithTheirPosition) {
       {"%K == nil", {""}, "%K argument is an empty key path at offset 0"},
       {"value == %d",
        {},
-       "unsupported format specifier '%d' (only %K and %@ are supported) at offset 9"},
+       "unsupported placeholder '%d' (only %K and %@ are supported) at offset 9"},
       {"value BETWEEN %@",
        {NSArray::arrayWithArray({})},
        "expected a comparison operator, found 'BETWEEN' at offset 6"},

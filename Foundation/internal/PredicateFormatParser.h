@@ -1,0 +1,24 @@
+#pragma once
+
+// Parses a predicate format with its arguments into a tree of NSComparisonPredicate,
+// NSCompoundPredicate and constant predicates. Used by NSPredicate::predicateWithFormat only.
+// Throws std::invalid_argument "predicateWithFormat: <problem> at offset <n> in \"<format>\"".
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Foundation/NSAny.h"
+
+class NSPredicate;
+
+namespace platform::internal {
+
+std::shared_ptr<const NSPredicate> parsePredicateFormat(const std::string& format,
+                                                        const std::vector<NSAny>& arguments);
+
+// Writes the arguments into the format for predicateFormat(): %K becomes the key path, %@ the
+// value as a predicate literal (strings quoted, dates as CAST(<seconds>, "NSDate")).
+std::string renderPredicateFormat(const std::string& format, const std::vector<NSAny>& arguments);
+
+}  // namespace platform::internal

@@ -53,7 +53,7 @@ class NSAny {
   }
 
   Kind kind() const;
-  // "nil", "number", "string", "date" or "object": for error messages.
+  // "nil", "a number", "a string", "a date" or "an object of class <Class>": for error messages.
   std::string kindName() const;
 
   bool isNil() const { return std::holds_alternative<std::monostate>(value_); }

@@ -111,8 +111,7 @@ std::optional<NSDate> NSCalendar::dateFromComponents(const NSDateComponents& com
   return engine_->dateFromComponents(components);
 }
 
-std::optional<NSDate> NSCalendar::nextDateAfterDate(NSDate date,
-                                                    const NSDateComponents& components,
+std::optional<NSDate> NSCalendar::nextDateAfterDate(NSDate date, const NSDateComponents& components,
                                                     NSCalendarOptions options) const {
   requireOneMatchOption(options, "nextDateAfterDate");
   std::lock_guard lock(engineMutex_);
@@ -121,8 +120,7 @@ std::optional<NSDate> NSCalendar::nextDateAfterDate(NSDate date,
   return match->date;
 }
 
-void NSCalendar::enumerateDatesStartingAfterDate(NSDate start,
-                                                 const NSDateComponents& components,
+void NSCalendar::enumerateDatesStartingAfterDate(NSDate start, const NSDateComponents& components,
                                                  NSCalendarOptions options,
                                                  const EnumerationBlock& block) const {
   requireOneMatchOption(options, "enumerateDatesStartingAfterDate");
@@ -150,8 +148,7 @@ bool NSCalendar::isDateInSameDayAsDate(NSDate a, NSDate b) const {
 }
 
 std::optional<NSDate> NSCalendar::dateBySettingHour(long hour, long minute, long second,
-                                                    NSDate date,
-                                                    NSCalendarOptions options) const {
+                                                    NSDate date, NSCalendarOptions options) const {
   std::lock_guard lock(engineMutex_);
   return engine_->settingTime(hour, minute, second, date, options);
 }

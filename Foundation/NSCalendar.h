@@ -51,7 +51,8 @@ class NSCalendar : public std::enable_shared_from_this<NSCalendar> {
  public:
   // Called once per matching date: `date` is the match, `exactMatch` false when the date only
   // stands in for a time the day does not have; set *stop to true to end the enumeration.
-  using EnumerationBlock = std::function<void(std::optional<NSDate> date, bool exactMatch, bool* stop)>;
+  using EnumerationBlock =
+      std::function<void(std::optional<NSDate> date, bool exactMatch, bool* stop)>;
 
   // A new calendar in the system time zone; nullptr for any identifier but Gregorian.
   static std::shared_ptr<NSCalendar> calendarWithIdentifier(const std::string& identifier);
@@ -108,12 +109,12 @@ class NSCalendar : public std::enable_shared_from_this<NSCalendar> {
   // and second take part; matches are whole seconds, so a nanosecond other than 0 never matches.
   //
   // `options` must hold exactly one of NSCalendarMatchStrictly,
-  // NSCalendarMatchNextTimePreservingSmallerUnits, NSCalendarMatchPreviousTimePreservingSmallerUnits
-  // and NSCalendarMatchNextTime (else std::invalid_argument). They decide what a day whose
-  // matching time is skipped by a clock change gives: nothing (strictly, the search goes on),
-  // the next hour with the same minutes and seconds (03:30 for 02:30), the previous one (01:30),
-  // or the first moment after the skip (03:00). A time that is repeated matches once: its earlier
-  // instant, or its later one with NSCalendarMatchLast.
+  // NSCalendarMatchNextTimePreservingSmallerUnits,
+  // NSCalendarMatchPreviousTimePreservingSmallerUnits and NSCalendarMatchNextTime (else
+  // std::invalid_argument). They decide what a day whose matching time is skipped by a clock change
+  // gives: nothing (strictly, the search goes on), the next hour with the same minutes and seconds
+  // (03:30 for 02:30), the previous one (01:30), or the first moment after the skip (03:00). A time
+  // that is repeated matches once: its earlier instant, or its later one with NSCalendarMatchLast.
   //
   // The search is bounded (400 years, the Gregorian cycle): components no date can have give
   // std::nullopt.

@@ -12,7 +12,7 @@ NSComparisonPredicate::NSComparisonPredicate(std::string keyPath, NSPredicateOpe
       value_(std::move(value)) {
   if (keyPath_.empty()) throw std::invalid_argument("NSComparisonPredicate: empty key path");
   if (type_ == NSInPredicateOperatorType && !value_.objectAs<NSArray>()) {
-    throw std::invalid_argument("NSComparisonPredicate: IN needs an NSArray value, got a " +
+    throw std::invalid_argument("NSComparisonPredicate: IN needs an NSArray value, got " +
                                 value_.kindName());
   }
 }

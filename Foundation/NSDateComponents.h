@@ -73,7 +73,9 @@ class NSDateComponents {
   bool operator==(const NSDateComponents& other) const;
 
  private:
-  long* field(NSCalendarUnit unit);
+  // The member holding a unit's field, nullptr for anything but one field's unit.
+  template <class Self>
+  static auto field(Self& self, NSCalendarUnit unit) -> decltype(&self.era_);
 
   long era_ = NSDateComponentUndefined;
   long year_ = NSDateComponentUndefined;

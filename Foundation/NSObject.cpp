@@ -24,7 +24,7 @@ NSAny NSObject::valueForKeyPath(const std::string& path) const {
     value = current->valueForKey(key);
     if (dot == std::string::npos || value.isNil()) return value;
     if (!value.isObject()) {
-      throw std::invalid_argument("valueForKeyPath: '" + key + "' in '" + path + "' is a " +
+      throw std::invalid_argument("valueForKeyPath: '" + key + "' in '" + path + "' is " +
                                   value.kindName() + ", which has no keys");
     }
     holder = value.object();

@@ -25,16 +25,20 @@ std::unique_ptr<CalendarEngine> CalendarEngine::create(std::shared_ptr<NSTimeZon
   UErrorCode status = U_ZERO_ERROR;
   // en_US: weeks start on Sunday and week 1 is the week that holds January 1, whatever locale
   // the process runs in.
-  auto calendar = std::make_unique<icu::GregorianCalendar>(icuZone(*zone), icu::Locale("en_US"),
-                                                           status);
+  const icu::Locale locale("en_US");
+  auto calendar = std::make_unique<icu::GregorianCalendar>(icuZone(*zone), locale, status);
+  auto civil = std::make_unique<icu::GregorianCalendar>(*icu::TimeZone::getGMT(), locale, status);
   if (U_FAILURE(status)) return nullptr;
-  return std::unique_ptr<CalendarEngine>(new CalendarEngine(std::move(calendar), std::move(zone)));
+  return std::unique_ptr<CalendarEngine>(
+      new CalendarEngine(std::move(calendar), std::move(civil), std::move(zone)));
 }
 
 CalendarEngine::CalendarEngine(std::unique_ptr<icu::GregorianCalendar> calendar,
+                               std::unique_ptr<icu::GregorianCalendar> civil,
                                std::shared_ptr<NSTimeZone> zone)
-    : calendar_(std::move(calendar)), zone_(std::move(zone)) {
+    : calendar_(std::move(calendar)), civil_(std::move(civil)), zone_(std::move(zone)) {
   calendar_->setLenient(true);
+  civil_->setLenient(true);
   restoreWallTimeRules();
 }
 
@@ -229,12 +233,11 @@ NSDateComponents CalendarEngine::difference(NSCalendarUnit mask, NSDate from, NS
 }
 
 std::optional<NSDate> CalendarEngine::dateFromComponents(const NSDateComponents& components) {
-  const long fields[] = {components.era(),         components.year(),
-                         components.month(),       components.day(),
-                         components.hour(),        components.minute(),
-                         components.second(),      components.weekday(),
-                         components.weekdayOrdinal(), components.weekOfMonth(),
-                         components.weekOfYear(),  components.yearForWeekOfYear()};
+  const long fields[] = {
+      components.era(),         components.year(),       components.month(),
+      components.day(),         components.hour(),       components.minute(),
+      components.second(),      components.weekday(),    components.weekdayOrdinal(),
+      components.weekOfMonth(), components.weekOfYear(), components.yearForWeekOfYear()};
   for (long value : fields) {
     if (isSet(value) && !fitsInt32(value)) return std::nullopt;
   }

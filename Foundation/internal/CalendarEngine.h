@@ -68,12 +68,16 @@ class CalendarEngine {
   void setDayAndTime(const Day& day, int hour, int minute, int second);
   std::optional<UDate> time();
 
-  CalendarEngine(std::unique_ptr<icu::GregorianCalendar> calendar, std::shared_ptr<NSTimeZone> zone);
+  CalendarEngine(std::unique_ptr<icu::GregorianCalendar> calendar,
+                 std::unique_ptr<icu::GregorianCalendar> civil, std::shared_ptr<NSTimeZone> zone);
   // Puts the engine's own skipped and repeated wall-time rules back after a lookup that needed
   // others.
   void restoreWallTimeRules();
 
-  std::unique_ptr<icu::GregorianCalendar> calendar_;
+  std::unique_ptr<icu::GregorianCalendar> calendar_;  // in zone_
+  // The same calendar in GMT, for the fields of a civil date (weekday, weeks...), which do not
+  // depend on the zone; there every date exists, even one a zone skipped entirely.
+  std::unique_ptr<icu::GregorianCalendar> civil_;
   std::shared_ptr<NSTimeZone> zone_;
 };
 

@@ -4,6 +4,7 @@
 // transitions.
 
 #include <cstdlib>
+#include <tuple>
 #include <vector>
 
 #include "Foundation/internal/CalendarEngine.h"
@@ -66,10 +67,12 @@ struct CalendarEngine::DayFields {
 };
 
 std::optional<CalendarEngine::DayFields> CalendarEngine::dayFields(Day& day) {
-  // Noon: no time zone has moved its clocks across noon, so the day is the one asked for.
-  setDayAndTime(day, 12, 0, 0);
+  civil_->clear();
+  civil_->set(UCAL_EXTENDED_YEAR, day.extendedYear);
+  civil_->set(UCAL_MONTH, day.month - 1);
+  civil_->set(UCAL_DATE, day.day);
   UErrorCode status = U_ZERO_ERROR;
-  auto get = [&](UCalendarDateFields field) -> long { return calendar_->get(field, status); };
+  auto get = [&](UCalendarDateFields field) -> long { return civil_->get(field, status); };
   DayFields fields{get(UCAL_ERA),
                    get(UCAL_YEAR),
                    get(UCAL_EXTENDED_YEAR),
@@ -129,7 +132,8 @@ std::optional<UDate> CalendarEngine::choose(const Resolution& resolution, int mi
   auto minuteAndSecond = [&](UDate at) -> std::optional<long> {
     UErrorCode status = U_ZERO_ERROR;
     calendar_->setTime(at, status);
-    const long value = calendar_->get(UCAL_MINUTE, status) * 60L + calendar_->get(UCAL_SECOND, status);
+    const long value =
+        calendar_->get(UCAL_MINUTE, status) * 60L + calendar_->get(UCAL_SECOND, status);
     if (U_FAILURE(status)) return std::nullopt;
     return value;
   };
@@ -146,8 +150,9 @@ std::optional<UDate> CalendarEngine::choose(const Resolution& resolution, int mi
   return transition - back * 1000.0;
 }
 
-std::optional<CalendarEngine::Match> CalendarEngine::nextMatch(
-    NSDate after, const NSDateComponents& c, NSCalendarOptions options) {
+std::optional<CalendarEngine::Match> CalendarEngine::nextMatch(NSDate after,
+                                                               const NSDateComponents& c,
+                                                               NSCalendarOptions options) {
   if (impossible(c)) return std::nullopt;
   const bool forward = !(options & NSCalendarSearchBackwards);
   const int step = forward ? 1 : -1;
@@ -169,9 +174,7 @@ std::optional<CalendarEngine::Match> CalendarEngine::nextMatch(
 
   // A year the components name, as an extended year (1 BC is 0).
   const bool yearSet = isSet(c.year());
-  const long targetYear = !yearSet                              ? 0
-                          : (isSet(c.era()) && c.era() == 0) ? 1 - c.year()
-                                                                 : c.year();
+  const long targetYear = !yearSet ? 0 : (isSet(c.era()) && c.era() == 0) ? 1 - c.year() : c.year();
 
   Day day = *startDay;
   // Enough steps for every day of the bounded range plus the month skips.
@@ -186,9 +189,8 @@ std::optional<CalendarEngine::Match> CalendarEngine::nextMatch(
                     : Day{static_cast<int>(targetYear), 12, 31};
       continue;
     }
-    const bool monthMatches =
-        (!isSet(c.month()) || fields->month == c.month()) &&
-        (!isSet(c.quarter()) || (fields->month - 1) / 3 + 1 == c.quarter());
+    const bool monthMatches = (!isSet(c.month()) || fields->month == c.month()) &&
+                              (!isSet(c.quarter()) || (fields->month - 1) / 3 + 1 == c.quarter());
     if (!monthMatches) {
       day = forward ? Day{day.extendedYear, day.month + 1, 1} : Day{day.extendedYear, day.month, 0};
       continue;
@@ -223,6 +225,16 @@ std::optional<CalendarEngine::Match> CalendarEngine::nextMatch(
       bool exact = false;
       const auto millis = choose(*resolution, minute, second, options, exact);
       if (!millis) continue;
+      if (!exact) {
+        // A day the zone skipped entirely (clocks moved past all of it) has no stand-in time:
+        // the next existing time belongs to a later day, which has its own match.
+        const auto landed = localDay(*millis);
+        if (!landed) return std::nullopt;
+        if (std::tie(landed->extendedYear, landed->month, landed->day) >
+            std::tie(day.extendedYear, day.month, day.day)) {
+          continue;
+        }
+      }
       const NSDate candidate = joinDate(*millis, 0);
       if (forward ? candidate > after : candidate < after) return Match{candidate, exact};
     }
@@ -231,8 +243,8 @@ std::optional<CalendarEngine::Match> CalendarEngine::nextMatch(
   return std::nullopt;
 }
 
-std::optional<NSDate> CalendarEngine::settingTime(long hour, long minute, long second,
-                                                  NSDate date, NSCalendarOptions options) {
+std::optional<NSDate> CalendarEngine::settingTime(long hour, long minute, long second, NSDate date,
+                                                  NSCalendarOptions options) {
   if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) {
     return std::nullopt;
   }

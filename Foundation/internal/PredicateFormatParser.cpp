@@ -115,7 +115,7 @@ class Parser {
           token.type = TokenType::ValueArgument;
           return i + 2;
         }
-        fail(i, "unsupported format specifier '" + format_.substr(i, 2) +
+        fail(i, "unsupported placeholder '" + format_.substr(i, 2) +
                     "' (only %K and %@ are supported)");
       case '(':
         token.type = TokenType::LeftParen;
@@ -328,7 +328,7 @@ class Parser {
     if (left.type == TokenType::KeyPathArgument) {
       const NSAny& argument = argumentFor(left);
       if (!argument.isString()) {
-        fail(left.offset, "%K needs a string argument (a key path), got a " + argument.kindName());
+        fail(left.offset, "%K needs a string argument (a key path), got " + argument.kindName());
       }
       keyPath = argument.stringValue();
       if (keyPath.empty()) fail(left.offset, "%K argument is an empty key path");
@@ -355,7 +355,7 @@ class Parser {
                describe(right));
     }
     if (op.op == NSInPredicateOperatorType && !value.objectAs<NSArray>()) {
-      fail(right.offset, "IN needs an array argument, got a " + value.kindName());
+      fail(right.offset, "IN needs an array argument, got " + value.kindName());
     }
     return NSComparisonPredicate::predicateWithKeyPath(std::move(keyPath), op.op, std::move(value));
   }

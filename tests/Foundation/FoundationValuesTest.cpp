@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <set>
 #include <stdexcept>
 #include <unordered_set>
 
@@ -10,6 +9,15 @@
 #include "Foundation/NSUUID.h"
 
 namespace {
+
+enum class SampleKind : short { First = 0, Seventh = 7 };
+enum PlainKind { kPlainTwelve = 12 };
+
+TEST(NSAnyTest, EnumerationsBoxAsTheirRawValue) {
+  EXPECT_EQ(NSAny(SampleKind::Seventh).integerValue(), 7);
+  EXPECT_EQ(NSAny(SampleKind::First).integerValue(), 0);
+  EXPECT_TRUE(NSAny(kPlainTwelve).isEqual(12));
+}
 
 TEST(NSAnyTest, NumbersFollowNSNumberAndAccessorsNameTheKind) {
   EXPECT_TRUE(NSAny(true).isEqual(1));
@@ -22,6 +30,9 @@ TEST(NSAnyTest, NumbersFollowNSNumberAndAccessorsNameTheKind) {
   EXPECT_TRUE(NSAny(std::optional<NSDate>{}).isNil());
   EXPECT_TRUE(NSAny(std::shared_ptr<const NSArray>()).isNil());
   EXPECT_EQ(NSAny(2.9).integerValue(), 2);
+  EXPECT_EQ(NSAny(-2.9).integerValue(), -2);
+  EXPECT_THROW((void)NSAny(1e300).integerValue(), std::invalid_argument);
+  EXPECT_EQ(NSAny(true).hash(), NSAny(1.0).hash());
   EXPECT_EQ(NSAny(true).description(), "1");
   EXPECT_EQ(NSAny(0.1).description(), "0.1");
 

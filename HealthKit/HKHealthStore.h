@@ -17,8 +17,10 @@
 // - Reading is private: without read permission a type's queries see only what the app itself
 //   saved (when it may share the type), or nothing, and report no error.
 // - executeQuery() runs a query once; executing it again throws std::invalid_argument (HealthKit
-//   raises). stopQuery() returns only when none of the query's handlers runs any more; it may be
-//   called from inside a handler and more than once.
+//   raises). The store holds a running query, so the app need not. stopQuery() returns only when
+//   none of the query's handlers runs any more: it waits for a handler running on another thread
+//   to return (so a handler must not wait for the thread that stops its query). It may be called
+//   from inside the query's own handler, and more than once.
 //
 // Thread-safe. A store keeps its device alive; queries keep their store's device alive until
 // they are stopped or have finished.

@@ -107,5 +107,25 @@ TEST_F(SampleQueryTest, LimitsSortsAndFiltersByMetadataAndCorrelation) {
   EXPECT_EQ(query(systolic, nullptr).size(), 1u);
 }
 
+TEST_F(SampleQueryTest, SelectsBySourceAndUUID) {
+  authorize({}, {stepType()});
+  auto fromWatch = watchSteps(10, at(0), at(1));
+  ASSERT_EQ(save(watch, {fromWatch}), nullptr);
+  ASSERT_EQ(save(iPhone, {phoneSteps(20, at(0), at(1)), phoneSteps(30, at(1), at(2))}), nullptr);
+  auto watchOnly =
+      query(stepType(), HKQuery::predicateForObjectsFromSource(watch->sourceRevision()->source()));
+  ASSERT_EQ(watchOnly.size(), 1u);
+  EXPECT_EQ(watchOnly[0]->UUID(), fromWatch->UUID());
+  EXPECT_EQ(query(stepType(),
+                  HKQuery::predicateForObjectsFromSources(
+                      {watch->sourceRevision()->source(), iPhone->sourceRevision()->source()}))
+                .size(),
+            3u);
+  auto byUUID = query(stepType(), HKQuery::predicateForObjectWithUUID(fromWatch->UUID()));
+  ASSERT_EQ(byUUID.size(), 1u);
+  EXPECT_EQ(byUUID[0]->sourceRevision()->source()->bundleIdentifier(),
+            watch->sourceRevision()->source()->bundleIdentifier());
+}
+
 }  // namespace
 }  // namespace testing_support

@@ -44,12 +44,19 @@ void HKObserverQuery::databaseDidChange(const platform::healthkit::QueryExecutio
 void HKObserverQuery::fire(const platform::healthkit::QueryExecution& execution) {
   const bool inBackground =
       UIApplication::sharedApplication()->applicationState() == UIApplicationStateBackground;
-  if (inBackground &&
-      !execution.state().backgroundDelivery(execution.reader, objectType()->identifier())) {
-    return;  // HealthKit does not wake the app for this type
+  auto& state = execution.state();
+  const std::string& type = objectType()->identifier();
+  if (inBackground) {
+    if (!state.backgroundDelivery(execution.reader, type)) {
+      return;  // HealthKit does not wake the app for this type
+    }
+    if (state.unansweredBackgroundInvocations(execution.reader, type) >= kUnansweredLimit) {
+      // The app never calls its completion handler: HealthKit gives up on waking it.
+      state.setBackgroundDelivery(execution.reader, type, std::nullopt);
+      return;
+    }
   }
-  auto completion =
-      execution.state().recordObserverInvocation(objectType()->identifier(), inBackground);
+  auto completion = state.recordObserverInvocation(execution.reader, type, inBackground);
   if (updateHandler_) {
     updateHandler_(std::static_pointer_cast<HKObserverQuery>(shared_from_this()), completion,
                    nullptr);

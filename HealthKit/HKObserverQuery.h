@@ -11,7 +11,9 @@
 //
 // The handler receives a completion handler, which the app calls when it has processed the
 // update (it may call it later, from any thread); the device records whether it was called
-// (SimulatedHealthDevice::observerInvocations). The handler runs on the query's worker queue.
+// (SimulatedHealthDevice::observerInvocations). An app that leaves three background calls in a
+// row unanswered loses background delivery for the type, as HealthKit stops waking it. The
+// handler runs on the query's worker queue.
 // Thread-safe.
 
 #include <functional>
@@ -39,6 +41,8 @@ class HKObserverQuery : public HKQuery {
                          const platform::healthkit::DatabaseChange& change) override;
 
  private:
+  static constexpr int kUnansweredLimit = 3;
+
   // Calls the update handler unless the app is in the background without background delivery.
   void fire(const platform::healthkit::QueryExecution& execution);
 

@@ -197,14 +197,29 @@ void DeviceState::broadcast(const DatabaseChange& change) const {
   for (const auto& query : runningQueries()) query->notifyChange(shared);
 }
 
-std::function<void()> DeviceState::recordObserverInvocation(const std::string& typeIdentifier,
+std::function<void()> DeviceState::recordObserverInvocation(const std::string& bundle,
+                                                            const std::string& typeIdentifier,
                                                             bool inBackground) {
   auto completed = std::make_shared<std::atomic<bool>>(false);
   {
     std::lock_guard<std::mutex> lock(invocationsMutex_);
-    invocations_.push_back({typeIdentifier, inBackground, completed});
+    invocations_.push_back({bundle, typeIdentifier, inBackground, completed});
   }
   return [completed] { completed->store(true); };
+}
+
+int DeviceState::unansweredBackgroundInvocations(const std::string& bundle,
+                                                 const std::string& typeIdentifier) const {
+  int unanswered = 0;
+  std::lock_guard<std::mutex> lock(invocationsMutex_);
+  for (auto it = invocations_.rbegin(); it != invocations_.rend(); ++it) {
+    if (it->bundle != bundle || it->typeIdentifier != typeIdentifier || !it->inBackground) {
+      continue;
+    }
+    if (it->completed->load()) break;
+    ++unanswered;
+  }
+  return unanswered;
 }
 
 std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvocations() const {

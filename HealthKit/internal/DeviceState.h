@@ -86,9 +86,14 @@ class DeviceState {
 
   // --- Observer calls ---
 
-  // Records an update-handler call and returns the completion handler to pass with it.
-  std::function<void()> recordObserverInvocation(const std::string& typeIdentifier,
+  // Records an update-handler call of `bundle`'s observer and returns the completion handler to
+  // pass with it.
+  std::function<void()> recordObserverInvocation(const std::string& bundle,
+                                                 const std::string& typeIdentifier,
                                                  bool inBackground);
+  // How many of the latest background calls for the type, in a row, the app never answered.
+  int unansweredBackgroundInvocations(const std::string& bundle,
+                                      const std::string& typeIdentifier) const;
   std::vector<SimulatedHealthDevice::ObserverInvocation> observerInvocations() const;
 
  private:
@@ -114,6 +119,7 @@ class DeviceState {
   std::vector<std::shared_ptr<HKQuery>> queries_;
 
   struct Invocation {
+    std::string bundle;
     std::string typeIdentifier;
     bool inBackground;
     std::shared_ptr<std::atomic<bool>> completed;

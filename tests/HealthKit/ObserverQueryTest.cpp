@@ -88,6 +88,16 @@ TEST_F(ObserverQueryTest, InTheBackgroundOnlyTypesWithBackgroundDeliveryWakeTheA
   EXPECT_EQ(calls, 1);
 }
 
+TEST_F(ObserverQueryTest, AnAppThatNeverAnswersStopsBeingWoken) {
+  authorize({}, {stepType()});
+  observe(false);
+  ASSERT_EQ(enableBackgroundDelivery(stepType(), HKUpdateFrequencyImmediate), nullptr);
+  UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);
+  for (int i = 0; i < 4; ++i) ASSERT_EQ(save(iPhone, {phoneSteps(1, at(i), at(i + 1))}), nullptr);
+  EXPECT_EQ(calls, 3);
+  EXPECT_EQ(device->backgroundDeliveryFrequency(*stepType()), std::nullopt);
+}
+
 TEST_F(ObserverQueryTest, NeverFiresForDataTheAppMayNotRead) {
   device->user().setReadAllowed(stepType(), false);
   authorize({stepType()}, {stepType()});

@@ -141,17 +141,18 @@ std::shared_ptr<const NSError> HKHealthStore::checkSharing(
     const std::vector<std::shared_ptr<const HKObject>>& objects, const char* verb) const {
   DeviceState& state = device_->state();
   for (std::size_t i = 0; i < objects.size(); ++i) {
-    if (state.maySave(bundleIdentifier(), *objects[i])) continue;
-    const std::string type = typeIdentifierOf(*objects[i]);
-    auto share = state.permission(bundleIdentifier(), *HKObjectType::typeForIdentifier(type)).share;
+    const auto type = state.typeNotShared(bundleIdentifier(), *objects[i]);
+    if (!type) continue;
+    const auto share =
+        state.permission(bundleIdentifier(), *HKObjectType::typeForIdentifier(*type)).share;
     if (!share) {
       return makeHealthKitError(HKErrorAuthorizationNotDetermined,
                                 std::string("Authorization is not determined to ") + verb + " " +
-                                    type + positionOf(i, objects.size()));
+                                    *type + positionOf(i, objects.size()));
     }
     return makeHealthKitError(
         HKErrorAuthorizationDenied,
-        std::string("Not authorized to ") + verb + " " + type + positionOf(i, objects.size()));
+        std::string("Not authorized to ") + verb + " " + *type + positionOf(i, objects.size()));
   }
   return nullptr;
 }

@@ -50,14 +50,15 @@ void DeviceState::setPermission(const HKObjectType& type, std::optional<bool> re
   if (share) permission.share = share;
 }
 
-bool DeviceState::maySave(const std::string& bundle, const HKObject& object) const {
-  if (bundle != hostBundle_) return true;
+std::optional<std::string> DeviceState::typeNotShared(const std::string& bundle,
+                                                      const HKObject& object) const {
+  if (bundle != hostBundle_) return std::nullopt;
   std::lock_guard<std::mutex> lock(permissionsMutex_);
   for (const std::string& type : governingTypes(object)) {
     auto found = permissions_.find(type);
-    if (found == permissions_.end() || found->second.share != true) return false;
+    if (found == permissions_.end() || found->second.share != true) return type;
   }
-  return true;
+  return std::nullopt;
 }
 
 Filter DeviceState::readFilter(const std::string& reader,

@@ -50,7 +50,9 @@ class DeviceState {
   };
   Permission permission(const std::string& bundle, const HKObjectType& type) const;
   void setPermission(const HKObjectType& type, std::optional<bool> read, std::optional<bool> share);
-  bool maySave(const std::string& bundle, const HKObject& object) const;
+  // The first type whose share permission `bundle` lacks to save or delete the object (a
+  // correlation needs its members' types), or nullopt when it has them all.
+  std::optional<std::string> typeNotShared(const std::string& bundle, const HKObject& object) const;
   // What `reader` may see of objects matching `predicate` (nullptr: all): everything when it may
   // read the type, its own objects when it may only share it, nothing otherwise.
   Filter readFilter(const std::string& reader, std::shared_ptr<const NSPredicate> predicate) const;

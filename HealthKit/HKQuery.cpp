@@ -33,6 +33,10 @@ void HKQuery::execute(std::shared_ptr<platform::healthkit::QueryExecution> execu
   // Registered before the first run is queued, so no change made after this point is missed:
   // a change queued ahead of run() is covered by run() itself.
   execution->state().registerQuery(self);
+  if (gate_.isClosed()) {  // stopped meanwhile, perhaps before it was registered
+    execution->state().unregisterQuery(this);
+    return;
+  }
   dispatch_async(execution->queue,
                  [self, execution] { self->gate_.run([&] { self->run(*execution); }); });
 }

@@ -138,6 +138,24 @@ TEST_F(StatisticsCollectionQueryTest, OptionsMustSuitTheType) {
                std::invalid_argument);
 }
 
+TEST_F(StatisticsCollectionQueryTest, UpdateHandlerReportsTheChangedInterval) {
+  ASSERT_EQ(save(iPhone, {phoneSteps(10, at(0), at(1))}), nullptr);
+  std::vector<double> updates;
+  auto query = std::make_shared<HKStatisticsCollectionQuery>(
+      stepType(), nullptr, HKStatisticsOptionCumulativeSum, at(0), every(NSCalendarUnitHour));
+  query->setStatisticsUpdateHandler([&updates](auto, auto statistics, auto collection, auto) {
+    updates.push_back(count(statistics->sumQuantity()));
+    EXPECT_EQ(collection->statistics().size(), 2u);
+  });
+  store->executeQuery(query);
+  runUntilIdle();
+  ASSERT_EQ(save(iPhone, {phoneSteps(5, at(70), at(71))}), nullptr);
+  EXPECT_EQ(updates, std::vector<double>{5});
+  store->stopQuery(query);
+  ASSERT_EQ(save(iPhone, {phoneSteps(5, at(72), at(73))}), nullptr);
+  EXPECT_EQ(updates.size(), 1u);
+}
+
 TEST_F(StatisticsCollectionQueryTest, RefusedReadGivesAnEmptyCollection) {
   device->setAuthorization(stepType(), false, std::nullopt);
   ASSERT_EQ(save(iPhone, {phoneSteps(10, at(0), at(1))}), nullptr);

@@ -74,8 +74,9 @@ bool expect(std::string_view text, std::size_t& pos, char c) {
 std::string OSTISO8601DateFormatter::stringFromDate(NSDate date) const {
   const double seconds = date.timeIntervalSinceReferenceDate();
   if (!std::isfinite(seconds)) return "";
-  // Whole seconds and the fraction are split exactly (floor and the difference are both
-  // representable), so the two parts written below add back to the same double.
+  // Whole seconds and the fraction are split exactly (the difference of two doubles within a
+  // factor of two of each other is exact), so the two parts written below add back to the same
+  // double. Only for -1 < seconds < 0 is the difference rounded.
   const double whole = std::floor(seconds);
   const double fraction = seconds - whole;
   if (whole + kReferenceDateUnixSeconds < static_cast<double>(kFirstSecond) ||

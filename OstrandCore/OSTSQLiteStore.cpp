@@ -154,21 +154,23 @@ OSTStatus OSTSQLiteStore::open() {
   // here, before anything is written to it.
   int version = 0;
   int tables = 0;
+  bool readable = false;
   {
+    // Statements are reset when they leave this scope, before the connection may be closed.
     Statement read = statement("PRAGMA user_version");
-    if (!read.valid() || read.step() != SQLITE_ROW) {
-      OSTStatus error = failure(OSTCoreErrorStorageUnavailable, "open");
-      close();
-      return error;
+    if (read.valid() && read.step() == SQLITE_ROW) {
+      version = static_cast<int>(read.integer(0));
+      Statement count = statement("SELECT count(*) FROM sqlite_master");
+      if (count.valid() && count.step() == SQLITE_ROW) {
+        tables = static_cast<int>(count.integer(0));
+        readable = true;
+      }
     }
-    version = static_cast<int>(read.integer(0));
-    Statement count = statement("SELECT count(*) FROM sqlite_master");
-    if (!count.valid() || count.step() != SQLITE_ROW) {
-      OSTStatus error = failure(OSTCoreErrorStorageUnavailable, "open");
-      close();
-      return error;
-    }
-    tables = static_cast<int>(count.integer(0));
+  }
+  if (!readable) {
+    OSTStatus error = failure(OSTCoreErrorStorageUnavailable, "open");
+    close();
+    return error;
   }
   if (version > kSchemaVersion) {
     close();

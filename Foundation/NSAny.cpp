@@ -9,7 +9,8 @@
 
 namespace {
 
-// Numbers are stored as bool, long long or double; these read any of them.
+// Numbers are stored as bool, long long or double; these read any of them. `integer` is only
+// meaningful when !isFloating (a double need not fit in a long long).
 struct NumberView {
   bool isFloating;
   long long integer;
@@ -17,12 +18,13 @@ struct NumberView {
 };
 
 std::optional<NumberView> numberOf(const auto& value) {
-  if (const bool* b = std::get_if<bool>(&value)) return NumberView{false, *b ? 1 : 0, *b ? 1.0 : 0.0};
+  if (const bool* b = std::get_if<bool>(&value))
+    return NumberView{false, *b ? 1 : 0, *b ? 1.0 : 0.0};
   if (const long long* i = std::get_if<long long>(&value)) {
     return NumberView{false, *i, static_cast<double>(*i)};
   }
   if (const double* d = std::get_if<double>(&value)) {
-    return NumberView{true, static_cast<long long>(*d), *d};
+    return NumberView{true, 0, *d};
   }
   return std::nullopt;
 }
@@ -38,25 +40,35 @@ NSComparisonResult order(const T& a, const T& b) {
 
 NSAny::Kind NSAny::kind() const {
   switch (value_.index()) {
-    case 0: return Kind::Nil;
+    case 0:
+      return Kind::Nil;
     case 1:
     case 2:
-    case 3: return Kind::Number;
-    case 4: return Kind::String;
-    case 5: return Kind::Date;
-    default: return Kind::Object;
+    case 3:
+      return Kind::Number;
+    case 4:
+      return Kind::String;
+    case 5:
+      return Kind::Date;
+    default:
+      return Kind::Object;
   }
 }
 
 std::string NSAny::kindName() const {
   switch (kind()) {
-    case Kind::Nil: return "nil";
-    case Kind::Number: return "number";
-    case Kind::String: return "string";
-    case Kind::Date: return "date";
-    case Kind::Object: return "object (" + object()->className() + ")";
+    case Kind::Nil:
+      return "nil";
+    case Kind::Number:
+      return "a number";
+    case Kind::String:
+      return "a string";
+    case Kind::Date:
+      return "a date";
+    case Kind::Object:
+      return "an object of class " + object()->className();
   }
-  return "unknown";
+  return "an unknown value";
 }
 
 bool NSAny::isNumber() const { return kind() == Kind::Number; }
@@ -70,33 +82,37 @@ const char* NSAny::objCType() const {
 
 bool NSAny::boolValue() const {
   auto number = numberOf(value_);
-  if (!number) throw std::invalid_argument("NSAny: boolValue of a " + kindName());
+  if (!number) throw std::invalid_argument("NSAny: boolValue of " + kindName());
   return number->isFloating ? number->floating != 0 : number->integer != 0;
 }
 
 long long NSAny::integerValue() const {
   auto number = numberOf(value_);
-  if (!number) throw std::invalid_argument("NSAny: integerValue of a " + kindName());
-  if (number->isFloating && !std::isfinite(number->floating)) {
-    throw std::invalid_argument("NSAny: integerValue of a non-finite number");
+  if (!number) throw std::invalid_argument("NSAny: integerValue of " + kindName());
+  if (!number->isFloating) return number->integer;
+  // Truncates toward zero; a value no long long can hold is an error, not a wrapped number.
+  double truncated = std::trunc(number->floating);
+  if (!(truncated >= -9223372036854775808.0 && truncated < 9223372036854775808.0)) {
+    throw std::invalid_argument("NSAny: integerValue of " + description() +
+                                ", which does not fit in a long long");
   }
-  return number->integer;
+  return static_cast<long long>(truncated);
 }
 
 double NSAny::doubleValue() const {
   auto number = numberOf(value_);
-  if (!number) throw std::invalid_argument("NSAny: doubleValue of a " + kindName());
+  if (!number) throw std::invalid_argument("NSAny: doubleValue of " + kindName());
   return number->floating;
 }
 
 const std::string& NSAny::stringValue() const {
   if (const auto* s = std::get_if<std::string>(&value_)) return *s;
-  throw std::invalid_argument("NSAny: stringValue of a " + kindName());
+  throw std::invalid_argument("NSAny: stringValue of " + kindName());
 }
 
 NSDate NSAny::dateValue() const {
   if (const auto* d = std::get_if<NSDate>(&value_)) return *d;
-  throw std::invalid_argument("NSAny: dateValue of a " + kindName());
+  throw std::invalid_argument("NSAny: dateValue of " + kindName());
 }
 
 const std::shared_ptr<const NSObject>& NSAny::object() const {
@@ -131,18 +147,20 @@ std::optional<NSComparisonResult> NSAny::compare(const NSAny& other) const {
 
 std::size_t NSAny::hash() const {
   if (auto number = numberOf(value_)) {
-    double d = number->floating;
-    // Integral values hash as integers so that 2 and 2.0 agree.
-    if (!number->isFloating || (d == std::trunc(d) && std::abs(d) < 9.2e18)) {
-      return std::hash<long long>{}(number->isFloating ? static_cast<long long>(d) : number->integer);
-    }
+    // Hashed as a double: numbers that compare equal (2, 2.0, YES and 1) convert to the same
+    // double. 0.0 and -0.0 are equal too.
+    double d = number->floating == 0 ? 0.0 : number->floating;
     return std::hash<double>{}(d);
   }
   switch (kind()) {
-    case Kind::String: return std::hash<std::string>{}(stringValue());
-    case Kind::Date: return std::hash<double>{}(dateValue().timeIntervalSinceReferenceDate());
-    case Kind::Object: return object()->hash();
-    default: return 0;
+    case Kind::String:
+      return std::hash<std::string>{}(stringValue());
+    case Kind::Date:
+      return std::hash<double>{}(dateValue().timeIntervalSinceReferenceDate());
+    case Kind::Object:
+      return object()->hash();
+    default:
+      return 0;
   }
 }
 
@@ -155,11 +173,17 @@ std::string NSAny::description() const {
     return std::string(buffer, result.ptr);
   }
   switch (kind()) {
-    case Kind::String: return stringValue();
-    case Kind::Date: return dateValue().description();
-    case Kind::Object: return object()->description();
-    default: return "nil";
+    case Kind::String:
+      return stringValue();
+    case Kind::Date:
+      return dateValue().description();
+    case Kind::Object:
+      return object()->description();
+    default:
+      return "nil";
   }
 }
 
-std::ostream& operator<<(std::ostream& out, const NSAny& value) { return out << value.description(); }
+std::ostream& operator<<(std::ostream& out, const NSAny& value) {
+  return out << value.description();
+}

@@ -34,8 +34,7 @@ class NSAny {
   NSAny(std::nullptr_t) {}
   NSAny(bool value) : value_(value) {}
   template <std::integral T>
-    requires(!std::same_as<T, bool>)
-  NSAny(T value) : value_(static_cast<long long>(value)) {}
+  requires(!std::same_as<T, bool>) NSAny(T value) : value_(static_cast<long long>(value)) {}
   template <std::floating_point T>
   NSAny(T value) : value_(static_cast<double>(value)) {}
   // Strings; a const char* is a string, never a bool.
@@ -49,13 +48,12 @@ class NSAny {
   }
   // A null object is nil.
   template <class T>
-    requires std::derived_from<T, NSObject>
-  NSAny(std::shared_ptr<T> object) {
+  requires std::derived_from<T, NSObject> NSAny(std::shared_ptr<T> object) {
     if (object) value_ = std::shared_ptr<const NSObject>(std::move(object));
   }
 
   Kind kind() const;
-  // "nil", "number", "string", "date" or "object": for error messages.
+  // "nil", "a number", "a string", "a date" or "an object of class <Class>": for error messages.
   std::string kindName() const;
 
   bool isNil() const { return std::holds_alternative<std::monostate>(value_); }

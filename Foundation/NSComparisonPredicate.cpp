@@ -7,10 +7,12 @@
 NSComparisonPredicate::NSComparisonPredicate(std::string keyPath, NSPredicateOperatorType type,
                                              NSAny value)
     : NSPredicate(keyPath + " " + operatorSymbol(type) + " %@", {value}),
-      keyPath_(std::move(keyPath)), type_(type), value_(std::move(value)) {
+      keyPath_(std::move(keyPath)),
+      type_(type),
+      value_(std::move(value)) {
   if (keyPath_.empty()) throw std::invalid_argument("NSComparisonPredicate: empty key path");
   if (type_ == NSInPredicateOperatorType && !value_.objectAs<NSArray>()) {
-    throw std::invalid_argument("NSComparisonPredicate: IN needs an NSArray value, got a " +
+    throw std::invalid_argument("NSComparisonPredicate: IN needs an NSArray value, got " +
                                 value_.kindName());
   }
 }
@@ -22,13 +24,20 @@ std::shared_ptr<const NSComparisonPredicate> NSComparisonPredicate::predicateWit
 
 const char* NSComparisonPredicate::operatorSymbol(NSPredicateOperatorType type) {
   switch (type) {
-    case NSLessThanPredicateOperatorType: return "<";
-    case NSLessThanOrEqualToPredicateOperatorType: return "<=";
-    case NSGreaterThanPredicateOperatorType: return ">";
-    case NSGreaterThanOrEqualToPredicateOperatorType: return ">=";
-    case NSEqualToPredicateOperatorType: return "==";
-    case NSNotEqualToPredicateOperatorType: return "!=";
-    case NSInPredicateOperatorType: return "IN";
+    case NSLessThanPredicateOperatorType:
+      return "<";
+    case NSLessThanOrEqualToPredicateOperatorType:
+      return "<=";
+    case NSGreaterThanPredicateOperatorType:
+      return ">";
+    case NSGreaterThanOrEqualToPredicateOperatorType:
+      return ">=";
+    case NSEqualToPredicateOperatorType:
+      return "==";
+    case NSNotEqualToPredicateOperatorType:
+      return "!=";
+    case NSInPredicateOperatorType:
+      return "IN";
     default:
       throw std::invalid_argument("NSComparisonPredicate: unsupported operator type " +
                                   std::to_string(static_cast<NSUInteger>(type)));
@@ -38,22 +47,30 @@ const char* NSComparisonPredicate::operatorSymbol(NSPredicateOperatorType type) 
 bool NSComparisonPredicate::compareValues(const NSAny& left, NSPredicateOperatorType type,
                                           const NSAny& right) {
   switch (type) {
-    case NSEqualToPredicateOperatorType: return left.isEqual(right);
-    case NSNotEqualToPredicateOperatorType: return !left.isEqual(right);
+    case NSEqualToPredicateOperatorType:
+      return left.isEqual(right);
+    case NSNotEqualToPredicateOperatorType:
+      return !left.isEqual(right);
     case NSInPredicateOperatorType: {
       auto array = right.objectAs<NSArray>();
       return array && !left.isNil() && array->containsObject(left);
     }
-    default: break;
+    default:
+      break;
   }
   std::optional<NSComparisonResult> order = left.compare(right);
   if (!order) return false;  // nil, different kinds, NaN, objects that cannot be ordered
   switch (type) {
-    case NSLessThanPredicateOperatorType: return *order == NSOrderedAscending;
-    case NSLessThanOrEqualToPredicateOperatorType: return *order != NSOrderedDescending;
-    case NSGreaterThanPredicateOperatorType: return *order == NSOrderedDescending;
-    case NSGreaterThanOrEqualToPredicateOperatorType: return *order != NSOrderedAscending;
-    default: operatorSymbol(type);  // throws for the operators this layer does not evaluate
+    case NSLessThanPredicateOperatorType:
+      return *order == NSOrderedAscending;
+    case NSLessThanOrEqualToPredicateOperatorType:
+      return *order != NSOrderedDescending;
+    case NSGreaterThanPredicateOperatorType:
+      return *order == NSOrderedDescending;
+    case NSGreaterThanOrEqualToPredicateOperatorType:
+      return *order != NSOrderedAscending;
+    default:
+      operatorSymbol(type);  // throws for the operators this layer does not evaluate
   }
   return false;
 }

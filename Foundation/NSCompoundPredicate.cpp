@@ -25,6 +25,7 @@ std::string joinedFormat(NSCompoundPredicateType type,
 std::vector<NSAny> joinedArguments(const NSCompoundPredicate::Subpredicates& subpredicates) {
   std::vector<NSAny> arguments;
   for (const auto& subpredicate : subpredicates) {
+    if (!subpredicate) continue;  // rejected by joinedFormat, which may run after this
     arguments.insert(arguments.end(), subpredicate->arguments().begin(),
                      subpredicate->arguments().end());
   }
@@ -35,7 +36,8 @@ std::vector<NSAny> joinedArguments(const NSCompoundPredicate::Subpredicates& sub
 
 NSCompoundPredicate::NSCompoundPredicate(NSCompoundPredicateType type, Subpredicates subpredicates)
     : NSPredicate(joinedFormat(type, subpredicates), joinedArguments(subpredicates)),
-      type_(type), subpredicates_(std::move(subpredicates)) {
+      type_(type),
+      subpredicates_(std::move(subpredicates)) {
   if (type_ != NSNotPredicateType && type_ != NSAndPredicateType && type_ != NSOrPredicateType) {
     throw std::invalid_argument("NSCompoundPredicate: unknown type " +
                                 std::to_string(static_cast<NSUInteger>(type_)));
@@ -60,7 +62,8 @@ std::shared_ptr<const NSCompoundPredicate> NSCompoundPredicate::notPredicateWith
 
 bool NSCompoundPredicate::evaluateWithObject(const NSObject& object) const {
   switch (type_) {
-    case NSNotPredicateType: return !subpredicates_.front()->evaluateWithObject(object);
+    case NSNotPredicateType:
+      return !subpredicates_.front()->evaluateWithObject(object);
     case NSAndPredicateType:
       for (const auto& subpredicate : subpredicates_) {
         if (!subpredicate->evaluateWithObject(object)) return false;

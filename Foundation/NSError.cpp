@@ -28,7 +28,9 @@ bool NSError::isEqual(const NSObject& other) const {
   return userInfo_->isEqual(*error->userInfo_);
 }
 
-std::size_t NSError::hash() const { return std::hash<std::string>{}(domain_) ^ static_cast<std::size_t>(code_); }
+std::size_t NSError::hash() const {
+  return std::hash<std::string>{}(domain_) ^ static_cast<std::size_t>(code_);
+}
 
 std::string NSError::description() const {
   std::string text = "Error Domain=" + domain_ + " Code=" + std::to_string(code_) + " \"" +

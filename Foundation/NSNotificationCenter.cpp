@@ -6,7 +6,9 @@
 class NSNotificationCenter::Observer : public NSObject {
  public:
   Observer(std::string name, const std::shared_ptr<const NSObject>& object, Block block)
-      : name_(std::move(name)), object_(object), filtersObject_(object != nullptr),
+      : name_(std::move(name)),
+        object_(object),
+        filtersObject_(object != nullptr),
         block_(std::move(block)) {}
 
   bool matches(const NSNotification& notification) const {

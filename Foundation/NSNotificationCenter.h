@@ -17,7 +17,6 @@
 //                                                              info);
 //   NSNotificationCenter::defaultCenter().removeObserver(token);
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>

@@ -15,7 +15,8 @@ NSAny NSObject::valueForKeyPath(const std::string& path) const {
   std::shared_ptr<const NSObject> holder;  // keeps the object being walked alive
   while (true) {
     std::size_t dot = path.find('.', start);
-    std::string key = path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
+    std::string key =
+        path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
     if (key.empty()) {
       throw std::invalid_argument("valueForKeyPath: empty key at offset " + std::to_string(start) +
                                   " in '" + path + "'");
@@ -23,7 +24,7 @@ NSAny NSObject::valueForKeyPath(const std::string& path) const {
     value = current->valueForKey(key);
     if (dot == std::string::npos || value.isNil()) return value;
     if (!value.isObject()) {
-      throw std::invalid_argument("valueForKeyPath: '" + key + "' in '" + path + "' is a " +
+      throw std::invalid_argument("valueForKeyPath: '" + key + "' in '" + path + "' is " +
                                   value.kindName() + ", which has no keys");
     }
     holder = value.object();

@@ -29,7 +29,8 @@ NSUUID::NSUUID() {
   auto& engine = generator();
   for (std::size_t i = 0; i < bytes_.size(); i += 8) {
     std::uint64_t random = engine();
-    for (std::size_t j = 0; j < 8; ++j) bytes_[i + j] = static_cast<std::uint8_t>(random >> (8 * j));
+    for (std::size_t j = 0; j < 8; ++j)
+      bytes_[i + j] = static_cast<std::uint8_t>(random >> (8 * j));
   }
   bytes_[6] = static_cast<std::uint8_t>((bytes_[6] & 0x0F) | 0x40);  // version 4
   bytes_[8] = static_cast<std::uint8_t>((bytes_[8] & 0x3F) | 0x80);  // RFC 4122 variant

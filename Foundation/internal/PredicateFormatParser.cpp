@@ -14,15 +14,26 @@ namespace platform::internal {
 namespace {
 
 enum class TokenType {
-  End, KeyPathArgument, ValueArgument, Name, Literal, And, Or, Not, Operator, LeftParen,
-  RightParen, TruePredicate, FalsePredicate,
+  End,
+  KeyPathArgument,
+  ValueArgument,
+  Name,
+  Literal,
+  And,
+  Or,
+  Not,
+  Operator,
+  LeftParen,
+  RightParen,
+  TruePredicate,
+  FalsePredicate,
 };
 
 struct Token {
   TokenType type = TokenType::End;
   std::size_t offset = 0;
   std::size_t length = 0;
-  NSAny literal;                                         // Literal
+  NSAny literal;                                                // Literal
   NSPredicateOperatorType op = NSEqualToPredicateOperatorType;  // Operator
 };
 
@@ -49,7 +60,8 @@ class Parser {
       fail(peek().offset, "unexpected " + describe(peek()) + " after a complete predicate");
     }
     if (nextArgument_ != arguments_.size()) {
-      fail(format_.size(), std::to_string(arguments_.size()) + " arguments given but the format uses " +
+      fail(format_.size(), std::to_string(arguments_.size()) +
+                               " arguments given but the format uses " +
                                std::to_string(nextArgument_));
     }
     return predicate;
@@ -95,12 +107,22 @@ class Parser {
     char c = format_[i];
     switch (c) {
       case '%':
-        if (next(1) == 'K') { token.type = TokenType::KeyPathArgument; return i + 2; }
-        if (next(1) == '@') { token.type = TokenType::ValueArgument; return i + 2; }
-        fail(i, "unsupported format specifier '" + format_.substr(i, 2) +
+        if (next(1) == 'K') {
+          token.type = TokenType::KeyPathArgument;
+          return i + 2;
+        }
+        if (next(1) == '@') {
+          token.type = TokenType::ValueArgument;
+          return i + 2;
+        }
+        fail(i, "unsupported placeholder '" + format_.substr(i, 2) +
                     "' (only %K and %@ are supported)");
-      case '(': token.type = TokenType::LeftParen; return i + 1;
-      case ')': token.type = TokenType::RightParen; return i + 1;
+      case '(':
+        token.type = TokenType::LeftParen;
+        return i + 1;
+      case ')':
+        token.type = TokenType::RightParen;
+        return i + 1;
       case '=':
         if (next(1) == '=') return op(NSEqualToPredicateOperatorType, 2);
         if (next(1) == '<') return op(NSLessThanOrEqualToPredicateOperatorType, 2);
@@ -118,10 +140,16 @@ class Parser {
         if (next(1) == '=') return op(NSGreaterThanOrEqualToPredicateOperatorType, 2);
         return op(NSGreaterThanPredicateOperatorType, 1);
       case '&':
-        if (next(1) == '&') { token.type = TokenType::And; return i + 2; }
+        if (next(1) == '&') {
+          token.type = TokenType::And;
+          return i + 2;
+        }
         break;
       case '|':
-        if (next(1) == '|') { token.type = TokenType::Or; return i + 2; }
+        if (next(1) == '|') {
+          token.type = TokenType::Or;
+          return i + 2;
+        }
         break;
       case '"':
       case '\'':
@@ -181,12 +209,14 @@ class Parser {
     if (floating) {
       double value = 0;
       auto result = std::from_chars(first, last, value);
-      if (result.ec != std::errc()) fail(start, "number out of range '" + std::string(first, last) + "'");
+      if (result.ec != std::errc())
+        fail(start, "number out of range '" + std::string(first, last) + "'");
       token.literal = value;
     } else {
       long long value = 0;
       auto result = std::from_chars(first, last, value);
-      if (result.ec != std::errc()) fail(start, "number out of range '" + std::string(first, last) + "'");
+      if (result.ec != std::errc())
+        fail(start, "number out of range '" + std::string(first, last) + "'");
       token.literal = value;
     }
     return i;
@@ -209,15 +239,21 @@ class Parser {
     std::string word = format_.substr(start, i - start);
     std::string keyword = upper(word);
     token.type = TokenType::Name;
-    if (keyword == "AND") token.type = TokenType::And;
-    else if (keyword == "OR") token.type = TokenType::Or;
-    else if (keyword == "NOT") token.type = TokenType::Not;
+    if (keyword == "AND")
+      token.type = TokenType::And;
+    else if (keyword == "OR")
+      token.type = TokenType::Or;
+    else if (keyword == "NOT")
+      token.type = TokenType::Not;
     else if (keyword == "IN") {
       token.type = TokenType::Operator;
       token.op = NSInPredicateOperatorType;
-    } else if (keyword == "TRUEPREDICATE") token.type = TokenType::TruePredicate;
-    else if (keyword == "FALSEPREDICATE") token.type = TokenType::FalsePredicate;
-    else if (keyword == "NIL" || keyword == "NULL") token.type = TokenType::Literal;
+    } else if (keyword == "TRUEPREDICATE")
+      token.type = TokenType::TruePredicate;
+    else if (keyword == "FALSEPREDICATE")
+      token.type = TokenType::FalsePredicate;
+    else if (keyword == "NIL" || keyword == "NULL")
+      token.type = TokenType::Literal;
     else if (keyword == "YES" || keyword == "TRUE") {
       token.type = TokenType::Literal;
       token.literal = true;
@@ -267,9 +303,14 @@ class Parser {
         take();
         return inner;
       }
-      case TokenType::TruePredicate: take(); return NSPredicate::predicateWithValue(true);
-      case TokenType::FalsePredicate: take(); return NSPredicate::predicateWithValue(false);
-      default: return parseComparison();
+      case TokenType::TruePredicate:
+        take();
+        return NSPredicate::predicateWithValue(true);
+      case TokenType::FalsePredicate:
+        take();
+        return NSPredicate::predicateWithValue(false);
+      default:
+        return parseComparison();
     }
   }
 
@@ -287,7 +328,7 @@ class Parser {
     if (left.type == TokenType::KeyPathArgument) {
       const NSAny& argument = argumentFor(left);
       if (!argument.isString()) {
-        fail(left.offset, "%K needs a string argument (a key path), got a " + argument.kindName());
+        fail(left.offset, "%K needs a string argument (a key path), got " + argument.kindName());
       }
       keyPath = argument.stringValue();
       if (keyPath.empty()) fail(left.offset, "%K argument is an empty key path");
@@ -309,11 +350,12 @@ class Parser {
     } else if (right.type == TokenType::Literal) {
       value = right.literal;
     } else {
-      fail(right.offset, "expected a value (%@, nil, YES, NO, a number or a quoted string), found " +
-                             describe(right));
+      fail(right.offset,
+           "expected a value (%@, nil, YES, NO, a number or a quoted string), found " +
+               describe(right));
     }
     if (op.op == NSInPredicateOperatorType && !value.objectAs<NSArray>()) {
-      fail(right.offset, "IN needs an array argument, got a " + value.kindName());
+      fail(right.offset, "IN needs an array argument, got " + value.kindName());
     }
     return NSComparisonPredicate::predicateWithKeyPath(std::move(keyPath), op.op, std::move(value));
   }
@@ -368,8 +410,8 @@ std::string renderPredicateFormat(const std::string& format, const std::vector<N
       while (end < format.size() && format[end] != c) end += format[end] == '\\' ? 2 : 1;
       out += format.substr(i, end + 1 - i);
       i = end;
-    } else if (c == '%' && i + 1 < format.size() && (format[i + 1] == 'K' || format[i + 1] == '@') &&
-               argument < arguments.size()) {
+    } else if (c == '%' && i + 1 < format.size() &&
+               (format[i + 1] == 'K' || format[i + 1] == '@') && argument < arguments.size()) {
       const NSAny& value = arguments[argument++];
       out += format[i + 1] == 'K' && value.isString() ? value.stringValue() : literal(value);
       ++i;

@@ -1,5 +1,6 @@
 #include "HealthKit/HKObjectType.h"
 
+#include "HealthKit/HKUnit.h"
 #include "HealthKit/internal/HKTypeCatalog.h"
 #include "HealthKit/internal/HKTypeRegistry.h"
 
@@ -14,7 +15,8 @@ constexpr std::string_view kDietaryPrefix = "HKQuantityTypeIdentifierDietary";
 HKTypeRegistry::HKTypeRegistry() {
 #define HK_ADD_QUANTITY(name, style, unit)                                                      \
   add(std::shared_ptr<const HKQuantityType>(new HKQuantityType(                                 \
-      "HKQuantityTypeIdentifier" #name, HKQuantityAggregationStyle##style, unit)));
+      "HKQuantityTypeIdentifier" #name, HKQuantityAggregationStyle##style,              \
+      HKUnit::unitFromString(unit))));
 #define HK_ADD_CATEGORY(name, lowest, highest)                            \
   add(std::shared_ptr<const HKCategoryType>(                              \
       new HKCategoryType("HKCategoryTypeIdentifier" #name, lowest, highest)));
@@ -82,4 +84,18 @@ bool HKCorrelationType::mayContain(const HKObjectType& type) const {
     return contained.starts_with(kDietaryPrefix);
   }
   return false;
+}
+
+bool HKQuantityType::isCompatibleWithUnit(const HKUnit& unit) const {
+  return canonicalUnit_->dimension_ == unit.dimension_;
+}
+
+bool HKObjectType::isEqual(const NSObject& other) const {
+  const auto* type = dynamic_cast<const HKObjectType*>(&other);
+  return type != nullptr && type->identifier_ == identifier_;
+}
+
+NSAny HKObjectType::valueForKey(const std::string& key) const {
+  if (key == "identifier") return identifier_;
+  return NSObject::valueForKey(key);
 }

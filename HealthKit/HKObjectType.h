@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/NSObject.h"
 #include "HealthKit/HKTypeIdentifiers.h"
 
 class HKQuantityType;
@@ -26,10 +27,10 @@ class HKCategoryType;
 class HKCorrelationType;
 class HKWorkoutType;
 class HKTypeRegistry;
+class HKUnit;
 
-class HKObjectType {
+class HKObjectType : public NSObject {
  public:
-  virtual ~HKObjectType() = default;
   HKObjectType(const HKObjectType&) = delete;
   HKObjectType& operator=(const HKObjectType&) = delete;
 
@@ -48,9 +49,11 @@ class HKObjectType {
   static std::shared_ptr<const HKObjectType> typeForIdentifier(std::string_view identifier);
 
   // Types are equal exactly when their identifiers are.
-  bool isEqual(const HKObjectType& other) const { return identifier_ == other.identifier_; }
-  std::size_t hash() const { return std::hash<std::string>{}(identifier_); }
-  std::string description() const { return identifier_; }
+  bool isEqual(const NSObject& other) const override;
+  std::size_t hash() const override { return std::hash<std::string>{}(identifier_); }
+  std::string description() const override { return identifier_; }
+  // Key "identifier".
+  NSAny valueForKey(const std::string& key) const override;
 
  protected:
   // Only the type registry makes types, so every type object is the interned one.
@@ -62,6 +65,9 @@ class HKObjectType {
 
 // A type whose objects are samples: they have a start and an end date.
 class HKSampleType : public HKObjectType {
+ public:
+  std::string className() const override { return "HKSampleType"; }
+
  protected:
   using HKObjectType::HKObjectType;
 };
@@ -79,20 +85,26 @@ enum HKQuantityAggregationStyle : long {
 class HKQuantityType final : public HKSampleType {
  public:
   HKQuantityAggregationStyle aggregationStyle() const { return aggregationStyle_; }
+  std::string className() const override { return "HKQuantityType"; }
 
-  // The unit HealthKit documents for the type, as a unit string ("count/min"); its dimension is
-  // the one the type accepts.
-  const std::string& canonicalUnitString() const { return canonicalUnitString_; }
+  // Whether a quantity in `unit` may be stored as this type: a unit of the same dimension as the
+  // type's own (any mass for body mass, count per time for heart rate...).
+  bool isCompatibleWithUnit(const HKUnit& unit) const;
+
+  // The unit HealthKit documents for the type ("count/min" for heart rate); its dimension is the
+  // one the type accepts. The simulator's own: statistics are computed in it.
+  const std::shared_ptr<const HKUnit>& canonicalUnit() const { return canonicalUnit_; }
 
  private:
   friend class HKTypeRegistry;
-  HKQuantityType(std::string identifier, HKQuantityAggregationStyle style, std::string unitString)
+  HKQuantityType(std::string identifier, HKQuantityAggregationStyle style,
+                 std::shared_ptr<const HKUnit> unit)
       : HKSampleType(std::move(identifier)),
         aggregationStyle_(style),
-        canonicalUnitString_(std::move(unitString)) {}
+        canonicalUnit_(std::move(unit)) {}
 
   HKQuantityAggregationStyle aggregationStyle_;
-  std::string canonicalUnitString_;
+  std::shared_ptr<const HKUnit> canonicalUnit_;
 };
 
 // A type of samples holding one value from a small enumeration (sleep analysis, stand hour...).
@@ -100,6 +112,7 @@ class HKCategoryType final : public HKSampleType {
  public:
   // Whether `value` is one of the type's values (HKCategoryValueSleepAnalysis... ).
   bool isValidValue(long value) const { return value >= minimumValue_ && value <= maximumValue_; }
+  std::string className() const override { return "HKCategoryType"; }
 
  private:
   friend class HKTypeRegistry;
@@ -118,6 +131,7 @@ class HKCorrelationType final : public HKSampleType {
   // Whether a correlation of this type may contain samples of `type`: blood pressure holds the
   // systolic and diastolic pressures, food holds the dietary quantity types.
   bool mayContain(const HKObjectType& type) const;
+  std::string className() const override { return "HKCorrelationType"; }
 
  private:
   friend class HKTypeRegistry;
@@ -126,6 +140,9 @@ class HKCorrelationType final : public HKSampleType {
 
 // The type of workouts. There is exactly one.
 class HKWorkoutType final : public HKSampleType {
+ public:
+  std::string className() const override { return "HKWorkoutType"; }
+
  private:
   friend class HKTypeRegistry;
   explicit HKWorkoutType(std::string identifier) : HKSampleType(std::move(identifier)) {}

@@ -35,3 +35,15 @@ std::shared_ptr<const HKQueryAnchor> HKQueryAnchor::anchorWithArchivedData(
 std::string HKQueryAnchor::description() const {
   return "<HKQueryAnchor " + std::to_string(value_) + ">";
 }
+
+bool HKQueryAnchor::isEqual(const NSObject& other) const {
+  const auto* anchor = dynamic_cast<const HKQueryAnchor*>(&other);
+  return anchor != nullptr && anchor->value_ == value_;
+}
+
+std::optional<NSComparisonResult> HKQueryAnchor::compare(const NSObject& other) const {
+  const auto* anchor = dynamic_cast<const HKQueryAnchor*>(&other);
+  if (anchor == nullptr) return std::nullopt;
+  if (value_ < anchor->value_) return NSOrderedAscending;
+  return value_ > anchor->value_ ? NSOrderedDescending : NSOrderedSame;
+}

@@ -17,12 +17,14 @@
 #include <memory>
 #include <string>
 
+#include "Foundation/NSObject.h"
+
 // Pass as an anchor value to start from the beginning of the history.
 inline constexpr unsigned long HKAnchoredObjectQueryNoAnchor = 0;
 // Pass as a query limit to return every matching object.
 inline constexpr unsigned long HKObjectQueryNoLimit = 0;
 
-class HKQueryAnchor {
+class HKQueryAnchor : public NSObject {
  public:
   // The anchor for a position value, as older applications stored anchors as plain numbers.
   static std::shared_ptr<const HKQueryAnchor> anchorFromValue(unsigned long value);
@@ -32,9 +34,11 @@ class HKQueryAnchor {
   // The anchor an archive holds, or nullptr when `data` is not an archived anchor.
   static std::shared_ptr<const HKQueryAnchor> anchorWithArchivedData(const std::string& data);
 
-  bool isEqual(const HKQueryAnchor& other) const { return value_ == other.value_; }
-  std::size_t hash() const { return std::hash<unsigned long>{}(value_); }
-  std::string description() const;
+  bool isEqual(const NSObject& other) const override;
+  std::size_t hash() const override { return std::hash<unsigned long>{}(value_); }
+  std::optional<NSComparisonResult> compare(const NSObject& other) const override;
+  std::string description() const override;
+  std::string className() const override { return "HKQueryAnchor"; }
 
   auto operator<=>(const HKQueryAnchor& other) const { return value_ <=> other.value_; }
   bool operator==(const HKQueryAnchor& other) const { return value_ == other.value_; }

@@ -1,0 +1,56 @@
+#include "HealthKit/HKCategorySample.h"
+
+#include <stdexcept>
+
+#include "HealthKit/HKMetadata.h"
+
+const std::string HKPredicateKeyPathCategoryValue = "value";
+
+namespace {
+
+constexpr const char* kClassName = "HKCategorySample";
+
+}  // namespace
+
+HKCategorySample::HKCategorySample(std::shared_ptr<const HKCategoryType> type, long value,
+                                   NSDate startDate, NSDate endDate, HKDevice::Pointer device,
+                                   HKMetadata metadata)
+    : HKSample(kClassName, type, startDate, endDate, std::move(device), std::move(metadata)),
+      categoryType_(std::move(type)),
+      value_(value) {
+  const std::string& identifier = categoryType_->identifier();
+  if (!categoryType_->isValidValue(value_)) {
+    throw std::invalid_argument(std::string(kClassName) + ": " + std::to_string(value_) +
+                                " is not a valid value for " + identifier);
+  }
+  if (identifier == HKCategoryTypeIdentifierMenstrualFlow &&
+      (!this->metadata() ||
+       this->metadata()->objectForKey(HKMetadataKeyMenstrualCycleStart).isNil())) {
+    throw std::invalid_argument(std::string(kClassName) + ": " + identifier +
+                                " samples require the metadata key " +
+                                HKMetadataKeyMenstrualCycleStart);
+  }
+}
+
+HKCategorySample::Pointer HKCategorySample::categorySampleWithType(
+    std::shared_ptr<const HKCategoryType> type, long value, NSDate startDate, NSDate endDate,
+    HKMetadata metadata) {
+  return categorySampleWithType(std::move(type), value, startDate, endDate, nullptr,
+                                std::move(metadata));
+}
+
+HKCategorySample::Pointer HKCategorySample::categorySampleWithType(
+    std::shared_ptr<const HKCategoryType> type, long value, NSDate startDate, NSDate endDate,
+    HKDevice::Pointer device, HKMetadata metadata) {
+  return Pointer(new HKCategorySample(std::move(type), value, startDate, endDate,
+                                      std::move(device), std::move(metadata)));
+}
+
+std::shared_ptr<HKObject> HKCategorySample::copyObject() const {
+  return std::shared_ptr<HKCategorySample>(new HKCategorySample(*this));
+}
+
+NSAny HKCategorySample::valueForKey(const std::string& key) const {
+  if (key == HKPredicateKeyPathCategoryValue) return value_;
+  return HKSample::valueForKey(key);
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+// HKQuantitySample: a numeric measurement over a stretch of time (steps walked, a heart rate, a
+// body mass).
+//
+// Immutable and shared; safe to use from any thread. The factories throw std::invalid_argument,
+// as HealthKit raises, when the quantity's unit does not suit the type (a mass for heart rate),
+// the value is not a finite number, the end is before the start, the metadata is malformed, or
+// an insulin delivery lacks HKMetadataKeyInsulinDeliveryReason.
+//
+// Key paths for predicates, besides HKSample's: "quantity" (an HKQuantity, compared across
+// compatible units) and "count".
+//
+//   auto steps = HKQuantitySample::quantitySampleWithType(
+//       HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierStepCount),
+//       HKQuantity::quantityWithUnit(HKUnit::countUnit(), 120), start, end);
+
+#include <memory>
+#include <string>
+
+#include "HealthKit/HKQuantity.h"
+#include "HealthKit/HKSample.h"
+
+extern const std::string HKPredicateKeyPathQuantity;  // "quantity"
+extern const std::string HKPredicateKeyPathCount;     // "count"
+
+class HKQuantitySample : public HKSample {
+ public:
+  using Pointer = std::shared_ptr<const HKQuantitySample>;
+
+  static Pointer quantitySampleWithType(std::shared_ptr<const HKQuantityType> type,
+                                        HKQuantity::Pointer quantity, NSDate startDate,
+                                        NSDate endDate, HKMetadata metadata = nullptr);
+  static Pointer quantitySampleWithType(std::shared_ptr<const HKQuantityType> type,
+                                        HKQuantity::Pointer quantity, NSDate startDate,
+                                        NSDate endDate, HKDevice::Pointer device,
+                                        HKMetadata metadata);
+
+  const std::shared_ptr<const HKQuantityType>& quantityType() const { return quantityType_; }
+  const HKQuantity::Pointer& quantity() const { return quantity_; }
+  // How many measurements the sample stands for: 1 unless it summarises a series.
+  long count() const { return count_; }
+
+  NSAny valueForKey(const std::string& key) const override;
+  std::string description() const override;
+  std::string className() const override { return "HKQuantitySample"; }
+
+ private:
+  HKQuantitySample(std::shared_ptr<const HKQuantityType> type, HKQuantity::Pointer quantity,
+                   NSDate startDate, NSDate endDate, HKDevice::Pointer device,
+                   HKMetadata metadata);
+  std::shared_ptr<HKObject> copyObject() const override;
+
+  std::shared_ptr<const HKQuantityType> quantityType_;
+  HKQuantity::Pointer quantity_;
+  long count_ = 1;
+};

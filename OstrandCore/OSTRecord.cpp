@@ -110,7 +110,7 @@ void OSTRecord::store(const OSTPropertyInfo& property, NSAny value) {
   }
   if (!hasKind(value, property.kind)) {
     throw std::invalid_argument(className() + " property '" + std::string(property.name) +
-                                "' takes a " + kindName(property.kind) + ", not a " +
+                                "' takes a " + kindName(property.kind) + ", not " +
                                 value.kindName());
   }
   if (!isFinite(value)) {
@@ -145,7 +145,7 @@ void OSTRecord::setExtraValue(NSAny value, const std::string& key) {
   }
   if (!value.isNumber() && !value.isString()) {
     throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" + key +
-                                "' takes a number, boolean or string, not a " + value.kindName());
+                                "' takes a number, boolean or string, not " + value.kindName());
   }
   if (!isFinite(value)) {
     throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" + key +

@@ -189,6 +189,7 @@ TEST_F(SessionTest, UnreadableDatabasesAreReportedAndLeftUntouched) {
     EXPECT_EQ(fileContents(path), before) << c.name;
   }
 
+  LogCapture log;
   OSTSession session;
   const std::string missing = directory_.file("no-such-directory/user.sqlite");
   OSTStatus error = session.startSession("u", missing);
@@ -283,6 +284,7 @@ TEST_F(SessionTest, EntriesThisVersionCannotReadAreKept) {
 }
 
 TEST_F(SessionTest, WithoutASessionNothingIsStored) {
+  LogCapture log;
   OSTSession session;
   EXPECT_NE(session.sessionData(), nullptr);
   OSTStatus error = session.submitRecords({weightRecord("A", 1)});

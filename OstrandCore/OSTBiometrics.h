@@ -1,6 +1,8 @@
 #pragma once
 
-// OSTBiometrics: the record of vital signs: blood pressure, oxygen saturation, body temperature, resting heart rate and a day's heart-rate minimum, maximum and average (beats per minute); lung and reproductive-health observations go to extras.
+// OSTBiometrics: the record of vital signs: blood pressure, oxygen saturation, body temperature,
+// resting heart rate and a day's heart-rate minimum, maximum and average (beats per minute); lung
+// and reproductive-health observations go to extras.
 //
 // A plain record (see OSTRecord for properties, extras, setting by name and thread-safety); every
 // property below can also be set by its name through setValue().

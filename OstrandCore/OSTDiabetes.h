@@ -1,6 +1,7 @@
 #pragma once
 
-// OSTDiabetes: the record of a blood-glucose reading (mg/dL) or an insulin delivery (international units); the insulin type goes to extras.
+// OSTDiabetes: the record of a blood-glucose reading (mg/dL) or an insulin delivery (international
+// units); the insulin type goes to extras.
 //
 // A plain record (see OSTRecord for properties, extras, setting by name and thread-safety); every
 // property below can also be set by its name through setValue().

@@ -1,6 +1,7 @@
 #pragma once
 
-// OSTFitness: the record of one workout: its activity name, distance (m), energy (kcal), duration (s) and start time.
+// OSTFitness: the record of one workout: its activity name, distance (m), energy (kcal), duration
+// (s) and start time.
 //
 // A plain record (see OSTRecord for properties, extras, setting by name and thread-safety); every
 // property below can also be set by its name through setValue().
@@ -26,10 +27,8 @@ class OSTFitness : public OSTRecord {
 
  private:
   static constexpr OSTPropertyInfo kProperties[] = {
-      {"type", OSTPropertyKind::String},
-      {"distance", OSTPropertyKind::Number},
-      {"calories", OSTPropertyKind::Number},
-      {"duration", OSTPropertyKind::Number},
+      {"type", OSTPropertyKind::String},     {"distance", OSTPropertyKind::Number},
+      {"calories", OSTPropertyKind::Number}, {"duration", OSTPropertyKind::Number},
       {"startTime", OSTPropertyKind::Date},
   };
 };

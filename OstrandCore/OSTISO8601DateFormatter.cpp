@@ -37,9 +37,7 @@ CivilDate civilFromDays(std::int64_t days) {
   return {static_cast<std::int64_t>(yearOfEra) + era * 400 + (month <= 2), month, day};
 }
 
-bool isLeapYear(std::int64_t year) {
-  return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-}
+bool isLeapYear(std::int64_t year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
 unsigned daysInMonth(std::int64_t year, unsigned month) {
   static constexpr unsigned kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -102,8 +100,8 @@ std::string OSTISO8601DateFormatter::stringFromDate(NSDate date) const {
     // The shortest decimal that reads back as this very fraction: "0.25" -> ".25". Dates near
     // the reference date can have tiny fractions, hence the room for every digit a double has.
     char digits[1100];
-    auto [end, error] = std::to_chars(digits, digits + sizeof digits, fraction,
-                                      std::chars_format::fixed);
+    auto [end, error] =
+        std::to_chars(digits, digits + sizeof digits, fraction, std::chars_format::fixed);
     if (error == std::errc()) result.append(digits + 1, end);
   }
   result += 'Z';
@@ -153,8 +151,8 @@ std::optional<NSDate> OSTISO8601DateFormatter::dateFromString(std::string_view t
     return std::nullopt;
   }
   if (pos != text.size()) return std::nullopt;
-  const std::int64_t unixSeconds = daysFromCivil(year, month, day) * 86400 + hour * 3600 +
-                                   minute * 60 + second - offsetSeconds;
+  const std::int64_t unixSeconds =
+      daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second - offsetSeconds;
   const auto whole = static_cast<double>(unixSeconds - kReferenceDateUnixSeconds);
   return NSDate::dateWithTimeIntervalSinceReferenceDate(whole + fraction);
 }

@@ -6,7 +6,8 @@
 void OSTIntraDay::addValue(double value, NSDate startDate, NSDate endDate) {
   if (!std::isfinite(value) || !std::isfinite(startDate.timeIntervalSinceReferenceDate()) ||
       !std::isfinite(endDate.timeIntervalSinceReferenceDate())) {
-    throw std::invalid_argument("addValue:withStartDate:withEndDate: OSTIntraDay values and dates must be finite");
+    throw std::invalid_argument(
+        "addValue:withStartDate:withEndDate: OSTIntraDay values and dates must be finite");
   }
   if (endDate < startDate) {
     throw std::invalid_argument("addValue:withStartDate:withEndDate: OSTIntraDay end " +

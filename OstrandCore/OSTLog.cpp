@@ -91,11 +91,12 @@ std::string OSTLog::format(std::string_view format, std::initializer_list<Argume
     // Flags, width and precision, then length modifiers, then the conversion letter.
     std::size_t j = i + 1;
     std::string spec = "%";
-    while (j < format.size() && std::string_view("-+ #0123456789.").find(format[j]) !=
-                                    std::string_view::npos) {
+    while (j < format.size() &&
+           std::string_view("-+ #0123456789.").find(format[j]) != std::string_view::npos) {
       spec += format[j++];
     }
-    while (j < format.size() && std::string_view("hlqjzt").find(format[j]) != std::string_view::npos) {
+    while (j < format.size() &&
+           std::string_view("hlqjzt").find(format[j]) != std::string_view::npos) {
       ++j;
     }
     if (j >= format.size()) {

@@ -60,25 +60,19 @@ class OSTLog {
   static Argument toArgument(const char* value) { return std::string(value ? value : "(null)"); }
   static Argument toArgument(bool value) { return NSAny(value); }
   template <class T>
-    requires std::is_integral_v<T> && std::is_signed_v<T>
-  static Argument toArgument(T value) {
-    return static_cast<long long>(value);
-  }
+  requires std::is_integral_v<T> && std::is_signed_v<T>
+  static Argument toArgument(T value) { return static_cast<long long>(value); }
   template <class T>
-    requires std::is_integral_v<T> && std::is_unsigned_v<T>
-  static Argument toArgument(T value) {
-    return static_cast<unsigned long long>(value);
-  }
+  requires std::is_integral_v<T> && std::is_unsigned_v<T>
+  static Argument toArgument(T value) { return static_cast<unsigned long long>(value); }
   static Argument toArgument(double value) { return value; }
   static Argument toArgument(const NSAny& value) { return value; }
   template <class T>
-    requires std::derived_from<T, NSObject>
+  requires std::derived_from<T, NSObject>
   static Argument toArgument(const std::shared_ptr<T>& object) {
     return object ? NSAny(object->description()) : NSAny("(null)");
   }
   template <class T>
-    requires requires(const T& value) { value.description(); }
-  static Argument toArgument(const T& value) {
-    return NSAny(value.description());
-  }
+  requires requires(const T& value) { value.description(); }
+  static Argument toArgument(const T& value) { return NSAny(value.description()); }
 };

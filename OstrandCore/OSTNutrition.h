@@ -1,6 +1,7 @@
 #pragma once
 
-// OSTNutrition: the record of what was eaten or drunk: energy (kcal), carbohydrates, fat, fiber, protein (g), sodium (mg) and water (mL); other nutrients go to extras.
+// OSTNutrition: the record of what was eaten or drunk: energy (kcal), carbohydrates, fat, fiber,
+// protein (g), sodium (mg) and water (mL); other nutrients go to extras.
 //
 // A plain record (see OSTRecord for properties, extras, setting by name and thread-safety); every
 // property below can also be set by its name through setValue().
@@ -30,12 +31,9 @@ class OSTNutrition : public OSTRecord {
 
  private:
   static constexpr OSTPropertyInfo kProperties[] = {
-      {"calories", OSTPropertyKind::Number},
-      {"carbohydrates", OSTPropertyKind::Number},
-      {"fat", OSTPropertyKind::Number},
-      {"fiber", OSTPropertyKind::Number},
-      {"protein", OSTPropertyKind::Number},
-      {"sodium", OSTPropertyKind::Number},
+      {"calories", OSTPropertyKind::Number}, {"carbohydrates", OSTPropertyKind::Number},
+      {"fat", OSTPropertyKind::Number},      {"fiber", OSTPropertyKind::Number},
+      {"protein", OSTPropertyKind::Number},  {"sodium", OSTPropertyKind::Number},
       {"water", OSTPropertyKind::Number},
   };
 };

@@ -19,12 +19,9 @@
 namespace {
 
 constexpr OSTPropertyInfo kCommonProperties[] = {
-    {"activityID", OSTPropertyKind::String},
-    {"timestamp", OSTPropertyKind::Date},
-    {"originalSource", OSTPropertyKind::String},
-    {"sourcePeripheral", OSTPropertyKind::String},
-    {"intermediarySource", OSTPropertyKind::String},
-    {"validated", OSTPropertyKind::Number},
+    {"activityID", OSTPropertyKind::String},         {"timestamp", OSTPropertyKind::Date},
+    {"originalSource", OSTPropertyKind::String},     {"sourcePeripheral", OSTPropertyKind::String},
+    {"intermediarySource", OSTPropertyKind::String}, {"validated", OSTPropertyKind::Number},
 };
 
 const char* kindName(OSTPropertyKind kind) {
@@ -130,7 +127,8 @@ void OSTRecord::setValue(NSAny value, std::string_view key) {
 }
 
 NSAny OSTRecord::valueForKey(const std::string& key) const {
-  if (key == "extras") return NSDictionary::dictionaryWithDictionary({extras_.begin(), extras_.end()});
+  if (key == "extras")
+    return NSDictionary::dictionaryWithDictionary({extras_.begin(), extras_.end()});
   if (propertyNamed(key) == nullptr) {
     throw std::invalid_argument("valueForKey: " + className() + " has no property '" + key + "'");
   }

@@ -64,7 +64,9 @@ class OSTRecord : public OSTModel {
 
   // Common properties.
   std::optional<std::string> activityID() const { return stringValue("activityID"); }
-  void setActivityID(std::optional<std::string> value) { setStringValue("activityID", std::move(value)); }
+  void setActivityID(std::optional<std::string> value) {
+    setStringValue("activityID", std::move(value));
+  }
   std::optional<NSDate> timestamp() const { return dateValue("timestamp"); }
   void setTimestamp(std::optional<NSDate> value) { setDateValue("timestamp", value); }
   std::optional<std::string> originalSource() const { return stringValue("originalSource"); }
@@ -75,7 +77,9 @@ class OSTRecord : public OSTModel {
   void setSourcePeripheral(std::optional<std::string> value) {
     setStringValue("sourcePeripheral", std::move(value));
   }
-  std::optional<std::string> intermediarySource() const { return stringValue("intermediarySource"); }
+  std::optional<std::string> intermediarySource() const {
+    return stringValue("intermediarySource");
+  }
   void setIntermediarySource(std::optional<std::string> value) {
     setStringValue("intermediarySource", std::move(value));
   }

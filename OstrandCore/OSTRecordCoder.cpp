@@ -45,7 +45,8 @@ NSAny decodeNumber(const ordered_json& json, const std::string& where) {
 }
 
 std::string decodeString(const ordered_json& json, const std::string& where) {
-  if (!json.is_string()) throw DecodeError(where, "expected a string, found " + std::string(json.type_name()));
+  if (!json.is_string())
+    throw DecodeError(where, "expected a string, found " + std::string(json.type_name()));
   return json.get<std::string>();
 }
 
@@ -94,24 +95,28 @@ const OSTPropertyInfo* findProperty(const OSTRecord& record, const std::string& 
 }
 
 void decodeIntradayValues(OSTIntraDay& series, const ordered_json& json) {
-  if (!json.is_array()) throw DecodeError("/values", "expected an array, found " + std::string(json.type_name()));
+  if (!json.is_array())
+    throw DecodeError("/values", "expected an array, found " + std::string(json.type_name()));
   for (std::size_t i = 0; i < json.size(); ++i) {
     const std::string where = "/values/" + std::to_string(i);
     const ordered_json& entry = json[i];
-    if (!entry.is_object()) throw DecodeError(where, "expected an object, found " + std::string(entry.type_name()));
+    if (!entry.is_object())
+      throw DecodeError(where, "expected an object, found " + std::string(entry.type_name()));
     for (const auto& [name, member] : entry.items()) {
       if (name != "start" && name != "end" && name != "value") {
         throw DecodeError(pointer(where, name), "unknown field");
       }
     }
     for (const char* field : {"start", "end", "value"}) {
-      if (!entry.contains(field)) throw DecodeError(where, std::string("missing \"") + field + "\"");
+      if (!entry.contains(field))
+        throw DecodeError(where, std::string("missing \"") + field + "\"");
     }
     const NSDate start = decodeDate(entry["start"], where + "/start");
     const NSDate end = decodeDate(entry["end"], where + "/end");
     const NSAny value = decodeNumber(entry["value"], where + "/value");
     if (end < start) throw DecodeError(where, "end is before start");
-    if (series.values().count(start) != 0) throw DecodeError(where + "/start", "a second value for this start");
+    if (series.values().count(start) != 0)
+      throw DecodeError(where + "/start", "a second value for this start");
     series.addValue(value.doubleValue(), start, end);
   }
 }
@@ -156,10 +161,12 @@ OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string
     std::string what = error.what();
     const auto start = what.find("parse error");
     return {nullptr, OSTCoreError(OSTCoreErrorInvalidRecord,
-                                  "record JSON: " + (start == std::string::npos ? what : what.substr(start)))};
+                                  "record JSON: " +
+                                      (start == std::string::npos ? what : what.substr(start)))};
   }
   try {
-    if (!json.is_object()) throw DecodeError("", "expected an object, found " + std::string(json.type_name()));
+    if (!json.is_object())
+      throw DecodeError("", "expected an object, found " + std::string(json.type_name()));
     if (!json.contains("kind")) throw DecodeError("", "missing \"kind\"");
     const std::string kindName = decodeString(json["kind"], "/kind");
     const auto kind = OSTRecordTypeFromName(kindName);
@@ -169,7 +176,8 @@ OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string
       const std::string where = pointer("", name);
       if (name == "kind") continue;
       if (name == "extras") {
-        if (!member.is_object()) throw DecodeError(where, "expected an object, found " + std::string(member.type_name()));
+        if (!member.is_object())
+          throw DecodeError(where, "expected an object, found " + std::string(member.type_name()));
         for (const auto& [key, value] : member.items()) {
           const std::string at = pointer(where, key);
           if (value.is_string()) {
@@ -192,6 +200,7 @@ OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string
   } catch (const std::invalid_argument& error) {
     // A value the record refuses (a number that is not finite cannot come from JSON, but stay
     // safe): report rather than crash.
-    return {nullptr, OSTCoreError(OSTCoreErrorInvalidRecord, std::string("record JSON: ") + error.what())};
+    return {nullptr,
+            OSTCoreError(OSTCoreErrorInvalidRecord, std::string("record JSON: ") + error.what())};
   }
 }

@@ -5,8 +5,8 @@
 namespace {
 
 constexpr std::array<std::string_view, 9> kNames = {
-    "none", "biometrics", "diabetes", "weight", "routine",
-    "nutrition", "fitness", "sleep", "intraday",
+    "none",      "biometrics", "diabetes", "weight",   "routine",
+    "nutrition", "fitness",    "sleep",    "intraday",
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
-// OSTRoutine: the record of one day's activity totals for one person: steps, floors, distance, active calories and exercise minutes; other daily totals go to extras.
+// OSTRoutine: the record of one day's activity totals for one person: steps, floors, distance,
+// active calories and exercise minutes; other daily totals go to extras.
 //
 // A plain record (see OSTRecord for properties, extras, setting by name and thread-safety); every
 // property below can also be set by its name through setValue().
@@ -26,10 +27,8 @@ class OSTRoutine : public OSTRecord {
 
  private:
   static constexpr OSTPropertyInfo kProperties[] = {
-      {"steps", OSTPropertyKind::Number},
-      {"floors", OSTPropertyKind::Number},
-      {"distance", OSTPropertyKind::Number},
-      {"caloriesBurned", OSTPropertyKind::Number},
+      {"steps", OSTPropertyKind::Number},          {"floors", OSTPropertyKind::Number},
+      {"distance", OSTPropertyKind::Number},       {"caloriesBurned", OSTPropertyKind::Number},
       {"activeDuration", OSTPropertyKind::Number},
   };
 };

@@ -51,9 +51,10 @@ class OSTSQLiteStore::Statement {
   double real(int column) { return sqlite3_column_double(statement_, column); }
   std::string text(int column) {
     const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-    return data == nullptr ? std::string()
-                           : std::string(data, static_cast<std::size_t>(
-                                                   sqlite3_column_bytes(statement_, column)));
+    return data == nullptr
+               ? std::string()
+               : std::string(data,
+                             static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
   }
 
  private:
@@ -125,9 +126,9 @@ bool OSTSQLiteStore::execute(const char* sql) {
 template <class Body>
 OSTStatus OSTSQLiteStore::transaction(const char* action, Body body) {
   if (db_ == nullptr) {
-    return OSTCoreError(OSTCoreErrorStorageFailed,
-                        std::string("cannot ") + action + " the database at " + path_ +
-                            ": it is not open");
+    return OSTCoreError(
+        OSTCoreErrorStorageFailed,
+        std::string("cannot ") + action + " the database at " + path_ + ": it is not open");
   }
   if (!execute("BEGIN IMMEDIATE")) return failure(OSTCoreErrorStorageFailed, action);
   if (!body() || !execute("COMMIT")) {
@@ -229,7 +230,8 @@ OSTResult<OSTStoredSessionData> OSTSQLiteStore::loadSessionData() {
     Statement dates = statement("SELECT sample_type, date FROM query_date");
     if (!dates.valid()) return false;
     while ((step = dates.step()) == SQLITE_ROW) {
-      data.queryDates[dates.text(0)] = NSDate::dateWithTimeIntervalSinceReferenceDate(dates.real(1));
+      data.queryDates[dates.text(0)] =
+          NSDate::dateWithTimeIntervalSinceReferenceDate(dates.real(1));
     }
     if (step != SQLITE_DONE) return false;
     Statement timestamps = statement("SELECT name, date FROM session_timestamp");
@@ -238,7 +240,8 @@ OSTResult<OSTStoredSessionData> OSTSQLiteStore::loadSessionData() {
       const std::string name = timestamps.text(0);
       for (std::size_t i = 0; i < std::size(kTimestampNames); ++i) {
         if (name == kTimestampNames[i] && !timestamps.isNull(1)) {
-          *timestampField(data, i) = NSDate::dateWithTimeIntervalSinceReferenceDate(timestamps.real(1));
+          *timestampField(data, i) =
+              NSDate::dateWithTimeIntervalSinceReferenceDate(timestamps.real(1));
         }
       }
     }
@@ -254,7 +257,8 @@ OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
       return false;
     }
     for (const auto& [type, anchor] : data.anchors) {
-      Statement insert = statement("INSERT INTO anchor(sample_type, archive, number) VALUES (?, ?, ?)");
+      Statement insert =
+          statement("INSERT INTO anchor(sample_type, archive, number) VALUES (?, ?, ?)");
       if (!insert.valid()) return false;
       insert.bind(1, type);
       if (const auto* archive = std::get_if<std::string>(&anchor)) {
@@ -292,8 +296,8 @@ OSTStatus OSTSQLiteStore::addToOutbox(const std::vector<OSTOutboxRow>& rows) {
     for (const auto& row : rows) {
       // OR REPLACE deletes the row with the same kind and activity identifier and inserts anew,
       // so the newer version gets a new, higher identifier.
-      Statement insert = statement(
-          "INSERT OR REPLACE INTO outbox(kind, activity_id, body) VALUES (?, ?, ?)");
+      Statement insert =
+          statement("INSERT OR REPLACE INTO outbox(kind, activity_id, body) VALUES (?, ?, ?)");
       if (!insert.valid()) return false;
       insert.bind(1, static_cast<std::int64_t>(row.recordType));
       insert.bind(2, row.activityID);

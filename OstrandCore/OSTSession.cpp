@@ -1,5 +1,7 @@
 #include "OstrandCore/OSTSession.h"
 
+#include <stdexcept>
+
 #include "OstrandCore/OSTLog.h"
 #include "OstrandCore/OSTRecordCoder.h"
 #include "OstrandCore/OSTSQLiteStore.h"
@@ -24,7 +26,8 @@ Loaded fromStored(const OSTStoredSessionData& stored, const std::string& path) {
     std::optional<OSTStoredAnchor> value;
     if (const auto* number = std::get_if<std::uint64_t>(&anchor)) {
       value = *number;
-    } else if (auto archived = HKQueryAnchor::anchorWithArchivedData(std::get<std::string>(anchor))) {
+    } else if (auto archived =
+                   HKQueryAnchor::anchorWithArchivedData(std::get<std::string>(anchor))) {
       value = archived;
     }
     if (!type || !value) {
@@ -102,6 +105,7 @@ OSTStatus OSTSession::startSession(std::string ostrandUserID, const std::string&
 }
 
 OSTStatus OSTSession::startSession(std::string ostrandUserID, std::unique_ptr<OSTStore> store) {
+  if (!store) throw std::invalid_argument("startSession: store must not be null");
   std::lock_guard lock(mutex_);
   endSessionLocked();
   user_ = std::make_shared<const OSTUser>(std::move(ostrandUserID));
@@ -173,19 +177,21 @@ OSTStatus OSTSession::flushPendingLocked() {
 }
 
 OSTStatus OSTSession::saveSessionData() {
-  std::shared_ptr<OSTSessionData> data = sessionData();
-  // Read outside mutex_: the session data has a lock of its own, and no code holds two.
-  OSTStoredSessionData snapshot;
+  std::shared_ptr<OSTSessionData> data;
+  OSTStoredSessionData unreadable;
   {
     std::lock_guard lock(mutex_);
-    if (!store_) return report(OSTCoreError(OSTCoreErrorNoSession, "cannot save session data: no session is running"));
+    if (!store_) {
+      return report(
+          OSTCoreError(OSTCoreErrorNoSession, "cannot save session data: no session is running"));
+    }
+    data = sessionData_;
+    unreadable = unreadable_;
   }
-  // The unreadable entries belong to the session that is current when the snapshot is written.
-  snapshot = toStored(*data, {});
+  // Read without mutex_: the session data has a lock of its own, and no code holds two.
+  const OSTStoredSessionData snapshot = toStored(*data, unreadable);
   std::lock_guard lock(mutex_);
   if (data != sessionData_) return nullptr;  // the session ended meanwhile; its data went with it
-  snapshot.anchors.insert(unreadable_.anchors.begin(), unreadable_.anchors.end());
-  snapshot.queryDates.insert(unreadable_.queryDates.begin(), unreadable_.queryDates.end());
   if (OSTStatus error = store_->saveSessionData(snapshot)) return report(error);
   return inMemoryResultLocked("session data saved");
 }
@@ -200,13 +206,14 @@ OSTStatus OSTSession::submitRecords(const std::vector<std::shared_ptr<OSTRecord>
                                  "cannot submit records: a " + record->className() +
                                      " has no record kind; nothing of the batch was stored"));
     }
-    rows.push_back({0, record->recordType(), record->activityID(), OSTRecordCoder::JSONFromRecord(*record)});
+    rows.push_back(
+        {0, record->recordType(), record->activityID(), OSTRecordCoder::JSONFromRecord(*record)});
   }
   std::lock_guard lock(mutex_);
   if (!store_) {
-    return report(OSTCoreError(OSTCoreErrorNoSession,
-                               "cannot submit " + std::to_string(rows.size()) +
-                                   " records: no session is running"));
+    return report(OSTCoreError(
+        OSTCoreErrorNoSession,
+        "cannot submit " + std::to_string(rows.size()) + " records: no session is running"));
   }
   if (rows.empty() && pending_.empty()) return nullptr;
   // Earlier rows go first so that a newer version of a record replaces an older one.
@@ -220,7 +227,9 @@ OSTResult<std::vector<OSTOutboxRecord>> OSTSession::outboxRecords(std::size_t li
   OSTResult<std::vector<OSTOutboxRow>> rows;
   {
     std::lock_guard lock(mutex_);
-    if (!store_) return {{}, OSTCoreError(OSTCoreErrorNoSession, "cannot read the outbox: no session is running")};
+    if (!store_)
+      return {{},
+              OSTCoreError(OSTCoreErrorNoSession, "cannot read the outbox: no session is running")};
     if (OSTStatus error = flushPendingLocked()) report(error);
     rows = store_->outbox(limit);
     if (!rows.ok()) return {{}, report(rows.error)};
@@ -236,7 +245,9 @@ OSTResult<std::vector<OSTOutboxRecord>> OSTSession::outboxRecords(std::size_t li
 
 OSTStatus OSTSession::removeOutboxRecords(const std::vector<std::int64_t>& identifiers) {
   std::lock_guard lock(mutex_);
-  if (!store_) return report(OSTCoreError(OSTCoreErrorNoSession, "cannot remove records: no session is running"));
+  if (!store_)
+    return report(
+        OSTCoreError(OSTCoreErrorNoSession, "cannot remove records: no session is running"));
   if (OSTStatus error = store_->removeFromOutbox(identifiers)) return report(error);
   return nullptr;
 }

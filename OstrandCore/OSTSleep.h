@@ -1,6 +1,7 @@
 #pragma once
 
-// OSTSleep: the record of one stretch of sleep analysis: time asleep or awake, in seconds; time in bed goes to extras.
+// OSTSleep: the record of one stretch of sleep analysis: time asleep or awake, in seconds; time in
+// bed goes to extras.
 //
 // A plain record (see OSTRecord for properties, extras, setting by name and thread-safety); every
 // property below can also be set by its name through setValue().

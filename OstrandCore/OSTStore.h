@@ -67,5 +67,6 @@ class OSTStore {
   // The oldest `limit` rows, in order of identifier.
   [[nodiscard]] virtual OSTResult<std::vector<OSTOutboxRow>> outbox(std::size_t limit) = 0;
   // Removes the rows with those identifiers (unknown identifiers are ignored).
-  [[nodiscard]] virtual OSTStatus removeFromOutbox(const std::vector<std::int64_t>& identifiers) = 0;
+  [[nodiscard]] virtual OSTStatus removeFromOutbox(
+      const std::vector<std::int64_t>& identifiers) = 0;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
-// OSTWeight: the record of body measurements: weight (kg), height (cm), body-fat percentage (0...100) and body-mass index.
+// OSTWeight: the record of body measurements: weight (kg), height (cm), body-fat percentage
+// (0...100) and body-mass index.
 //
 // A plain record (see OSTRecord for properties, extras, setting by name and thread-safety); every
 // property below can also be set by its name through setValue().

@@ -114,7 +114,8 @@ void expectWholeBatches(const std::string& path, int reports) {
 
   std::map<int, int> perBatch;
   sqlite3_stmt* select = nullptr;
-  ASSERT_EQ(sqlite3_prepare_v2(db, "SELECT activity_id FROM outbox", -1, &select, nullptr), SQLITE_OK);
+  ASSERT_EQ(sqlite3_prepare_v2(db, "SELECT activity_id FROM outbox", -1, &select, nullptr),
+            SQLITE_OK);
   while (sqlite3_step(select) == SQLITE_ROW) {
     const std::string id = reinterpret_cast<const char*>(sqlite3_column_text(select, 0));
     ++perBatch[std::stoi(id.substr(1, id.find('-') - 1))];
@@ -123,7 +124,8 @@ void expectWholeBatches(const std::string& path, int reports) {
   sqlite3_close(db);
   // Batches before the last report were committed before it was sent; the last one may or may
   // not have been; none after it was started.
-  for (int batch = 0; batch < reports - 1; ++batch) EXPECT_EQ(perBatch[batch], kRecordsPerBatch) << batch;
+  for (int batch = 0; batch < reports - 1; ++batch)
+    EXPECT_EQ(perBatch[batch], kRecordsPerBatch) << batch;
   for (const auto& [batch, count] : perBatch) {
     EXPECT_LT(batch, reports);
     EXPECT_EQ(count, kRecordsPerBatch) << "batch " << batch << " is partly stored";

@@ -76,8 +76,9 @@ TEST(RecordTest, UnknownNamesAndWrongKindsFailLoudly) {
               HasSubstr("'weight' must be finite"));
   EXPECT_EQ(thrownMessage([&] { (void)weight->valueForKey("steps"); }),
             "valueForKey: OSTWeight has no property 'steps'");
-  EXPECT_EQ(thrownMessage([&] { weight->setExtraValue(kDate, "when"); }),
-            "setExtraValue:forKey: OSTWeight extra 'when' takes a number, boolean or string, not a date");
+  EXPECT_EQ(
+      thrownMessage([&] { weight->setExtraValue(kDate, "when"); }),
+      "setExtraValue:forKey: OSTWeight extra 'when' takes a number, boolean or string, not a date");
   // Nothing was written by the failed calls.
   EXPECT_TRUE(weight->propertyValues().empty());
   EXPECT_TRUE(weight->extras().empty());
@@ -120,8 +121,9 @@ TEST(RecordTest, IntradayMinuteAddedTwiceKeepsTheLaterValue) {
   series.addValue(15, minute, minute.dateByAddingTimeInterval(60));
   ASSERT_EQ(series.values().size(), 2u);
   EXPECT_EQ(series.values().begin()->second.value, 15);
-  EXPECT_THAT(thrownMessage([&] { series.addValue(1, minute, minute.dateByAddingTimeInterval(-1)); }),
-              HasSubstr("is before start"));
+  EXPECT_THAT(
+      thrownMessage([&] { series.addValue(1, minute, minute.dateByAddingTimeInterval(-1)); }),
+      HasSubstr("is before start"));
   EXPECT_EQ(series.values().size(), 2u);
 }
 

@@ -52,7 +52,8 @@ class RawDatabase {
 class SessionTest : public testing_support::EnvironmentFixture {
  protected:
   std::shared_ptr<const HKSampleType> type(const std::string& identifier) {
-    return std::dynamic_pointer_cast<const HKSampleType>(HKObjectType::typeForIdentifier(identifier));
+    return std::dynamic_pointer_cast<const HKSampleType>(
+        HKObjectType::typeForIdentifier(identifier));
   }
   std::vector<std::shared_ptr<OSTRecord>> outbox(OSTSession& session) {
     auto rows = session.outboxRecords(1000);
@@ -117,7 +118,8 @@ TEST_F(SessionTest, SameKindAndActivityIDReplacesAndUploadedRecordsAreRemoved) {
   ASSERT_EQ(first.value.size(), 4u);
   // A newer version of "A" arrives while the old one is being uploaded.
   ASSERT_EQ(session.submitRecords({weightRecord("A", 71)}), nullptr);
-  ASSERT_EQ(session.removeOutboxRecords({first.value[0].identifier, first.value[1].identifier}), nullptr);
+  ASSERT_EQ(session.removeOutboxRecords({first.value[0].identifier, first.value[1].identifier}),
+            nullptr);
   auto records = outbox(session);
   ASSERT_EQ(records.size(), 3u);  // the two without an identifier, and the newer "A"
   EXPECT_TRUE(records.back()->isEqual(*weightRecord("A", 71)));
@@ -134,7 +136,8 @@ TEST_F(SessionTest, SubmissionsFromSeveralThreadsAreAllStoredOnce) {
         std::vector<std::shared_ptr<OSTRecord>> batch;
         // Every thread also resubmits the shared identifiers "shared-0".."shared-4".
         for (int r = 0; r < kPerBatch; ++r) {
-          batch.push_back(weightRecord("t" + std::to_string(t) + "-" + std::to_string(b * kPerBatch + r), r));
+          batch.push_back(
+              weightRecord("t" + std::to_string(t) + "-" + std::to_string(b * kPerBatch + r), r));
         }
         batch.push_back(weightRecord("shared-" + std::to_string(b % 5), t));
         EXPECT_EQ(session.submitRecords(batch), nullptr);
@@ -200,7 +203,8 @@ TEST_F(SessionTest, UnreadableDatabasesAreReportedAndLeftUntouched) {
 
 TEST_F(SessionTest, LockedDatabaseFailsTheSubmissionWhichIsWrittenLater) {
   OSTSession session;
-  ASSERT_EQ(session.startSession("u", std::make_unique<OSTSQLiteStore>(path_, std::chrono::milliseconds(0))),
+  ASSERT_EQ(session.startSession(
+                "u", std::make_unique<OSTSQLiteStore>(path_, std::chrono::milliseconds(0))),
             nullptr);
   RawDatabase other(path_);
   ASSERT_TRUE(other.run("BEGIN IMMEDIATE"));
@@ -220,8 +224,8 @@ TEST_F(SessionTest, LockedDatabaseFailsTheSubmissionWhichIsWrittenLater) {
   RawDatabase holder(busy);
   ASSERT_TRUE(holder.run("CREATE TABLE t(x); BEGIN EXCLUSIVE; INSERT INTO t VALUES (1)"));
   OSTSession second;
-  OSTStatus openError =
-      second.startSession("u", std::make_unique<OSTSQLiteStore>(busy, std::chrono::milliseconds(0)));
+  OSTStatus openError = second.startSession(
+      "u", std::make_unique<OSTSQLiteStore>(busy, std::chrono::milliseconds(0)));
   ASSERT_NE(openError, nullptr);
   EXPECT_EQ(openError->localizedDescription(),
             "cannot open the database at " + busy + ": database is locked");
@@ -238,7 +242,8 @@ TEST_F(SessionTest, InjectedFaultsAreReportedAndNothingIsLost) {
   session.sessionData()->setRoutineQueryTimestamp(kStart);
   OSTStatus saved = session.saveSessionData();
   ASSERT_NE(saved, nullptr);
-  EXPECT_EQ(saved->localizedDescription(), FaultInjectingStore::message("save session data in", path_));
+  EXPECT_EQ(saved->localizedDescription(),
+            FaultInjectingStore::message("save session data in", path_));
   ASSERT_EQ(session.saveSessionData(), nullptr);
 
   faults->failAddToOutbox = 2;

@@ -30,10 +30,10 @@ std::string describe(const OSTLog::Argument& argument) {
   return std::visit(Visitor{}, argument);
 }
 
-// Formats one numeric placeholder with the C library; `spec` is the whole placeholder with its
-// length modifiers removed and the conversion letter last.
-std::string formatNumber(std::string spec, const OSTLog::Argument& argument) {
-  const char conversion = spec.back();
+// Formats one numeric placeholder with the C library: `placeholder` is all of it from "%" to
+// the conversion letter, with its length modifiers removed.
+std::string formatNumber(std::string placeholder, const OSTLog::Argument& argument) {
+  const char conversion = placeholder.back();
   char buffer[512];
   int length = -1;
   const bool floating = conversion == 'f' || conversion == 'g' || conversion == 'e' ||
@@ -51,9 +51,9 @@ std::string formatNumber(std::string spec, const OSTLog::Argument& argument) {
     } else {
       return describe(argument);
     }
-    length = std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
+    length = std::snprintf(buffer, sizeof buffer, placeholder.c_str(), value);
   } else {
-    spec.insert(spec.size() - 1, "ll");
+    placeholder.insert(placeholder.size() - 1, "ll");
     const bool isSigned = conversion == 'd' || conversion == 'i';
     long long value;
     if (const auto* i = std::get_if<long long>(&argument)) {
@@ -65,8 +65,8 @@ std::string formatNumber(std::string spec, const OSTLog::Argument& argument) {
     } else {
       return describe(argument);
     }
-    length = isSigned ? std::snprintf(buffer, sizeof buffer, spec.c_str(), value)
-                      : std::snprintf(buffer, sizeof buffer, spec.c_str(),
+    length = isSigned ? std::snprintf(buffer, sizeof buffer, placeholder.c_str(), value)
+                      : std::snprintf(buffer, sizeof buffer, placeholder.c_str(),
                                       static_cast<unsigned long long>(value));
   }
   if (length < 0) return describe(argument);
@@ -90,10 +90,10 @@ std::string OSTLog::format(std::string_view format, std::initializer_list<Argume
     }
     // Flags, width and precision, then length modifiers, then the conversion letter.
     std::size_t j = i + 1;
-    std::string spec = "%";
+    std::string placeholder = "%";
     while (j < format.size() &&
            std::string_view("-+ #0123456789.").find(format[j]) != std::string_view::npos) {
-      spec += format[j++];
+      placeholder += format[j++];
     }
     while (j < format.size() &&
            std::string_view("hlqjzt").find(format[j]) != std::string_view::npos) {
@@ -118,7 +118,7 @@ std::string OSTLog::format(std::string_view format, std::initializer_list<Argume
     if (conversion == 's' || conversion == '@' || conversion == 'c') {
       out += describe(argument);
     } else {
-      out += formatNumber(spec + conversion, argument);
+      out += formatNumber(placeholder + conversion, argument);
     }
   }
   return out;

@@ -37,6 +37,10 @@ class NSAny {
   requires(!std::same_as<T, bool>) NSAny(T value) : value_(static_cast<long long>(value)) {}
   template <std::floating_point T>
   NSAny(T value) : value_(static_cast<double>(value)) {}
+  // Enumerations box as their raw value, as NSNumber does (never as a bool).
+  template <typename E>
+  requires std::is_enum_v<E> NSAny(E value)
+      : value_(static_cast<long long>(static_cast<std::underlying_type_t<E>>(value))) {}
   // Strings; a const char* is a string, never a bool.
   NSAny(const char* value) : value_(std::string(value)) {}
   NSAny(std::string value) : value_(std::move(value)) {}

@@ -42,8 +42,8 @@ HKCategorySample::Pointer HKCategorySample::categorySampleWithType(
 HKCategorySample::Pointer HKCategorySample::categorySampleWithType(
     std::shared_ptr<const HKCategoryType> type, long value, NSDate startDate, NSDate endDate,
     HKDevice::Pointer device, HKMetadata metadata) {
-  return Pointer(new HKCategorySample(std::move(type), value, startDate, endDate,
-                                      std::move(device), std::move(metadata)));
+  return Pointer(new HKCategorySample(std::move(type), value, startDate, endDate, std::move(device),
+                                      std::move(metadata)));
 }
 
 std::shared_ptr<HKObject> HKCategorySample::copyObject() const {

@@ -29,8 +29,8 @@ class HKCategorySample : public HKSample {
                                         NSDate startDate, NSDate endDate,
                                         HKMetadata metadata = nullptr);
   static Pointer categorySampleWithType(std::shared_ptr<const HKCategoryType> type, long value,
-                                        NSDate startDate, NSDate endDate,
-                                        HKDevice::Pointer device, HKMetadata metadata);
+                                        NSDate startDate, NSDate endDate, HKDevice::Pointer device,
+                                        HKMetadata metadata);
 
   const std::shared_ptr<const HKCategoryType>& categoryType() const { return categoryType_; }
   long value() const { return value_; }

@@ -31,9 +31,8 @@ HKCorrelation::Pointer HKCorrelation::correlationWithType(
 HKCorrelation::Pointer HKCorrelation::correlationWithType(
     std::shared_ptr<const HKCorrelationType> type, NSDate startDate, NSDate endDate,
     const Objects& objects, HKDevice::Pointer device, HKMetadata metadata) {
-  std::shared_ptr<HKCorrelation> correlation(
-      new HKCorrelation(std::move(type), startDate, endDate, std::move(device),
-                        std::move(metadata)));
+  std::shared_ptr<HKCorrelation> correlation(new HKCorrelation(
+      std::move(type), startDate, endDate, std::move(device), std::move(metadata)));
   const HKCorrelationType& correlationType = *correlation->correlationType_;
   Objects unique;
   for (const auto& object : objects) {

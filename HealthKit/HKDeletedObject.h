@@ -25,7 +25,9 @@ class HKDeletedObject : public NSObject {
 
   bool isEqual(const NSObject& other) const override;
   std::size_t hash() const override { return std::hash<NSUUID>{}(uuid_); }
-  std::string description() const override { return "<HKDeletedObject " + uuid_.UUIDString() + ">"; }
+  std::string description() const override {
+    return "<HKDeletedObject " + uuid_.UUIDString() + ">";
+  }
   std::string className() const override { return "HKDeletedObject"; }
   NSAny valueForKey(const std::string& key) const override;
 

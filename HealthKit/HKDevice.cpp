@@ -23,8 +23,8 @@ HKDevice::Pointer HKDevice::deviceWithName(Text name, Text manufacturer, Text mo
 
 HKDevice::Pointer HKDevice::localDevice() {
   auto current = UIDevice::currentDevice();
-  return deviceWithName(current->name(), "Apple Inc.", current->model(), std::nullopt,
-                        std::nullopt, current->systemVersion(), std::nullopt, std::nullopt);
+  return deviceWithName(current->name(), "Apple Inc.", current->model(), std::nullopt, std::nullopt,
+                        current->systemVersion(), std::nullopt, std::nullopt);
 }
 
 bool HKDevice::isEqual(const NSObject& other) const {

@@ -10,8 +10,9 @@
 #include <string>
 
 // Checked: a number (boolean).
-extern const std::string HKMetadataKeyWasUserEntered;                // "HKWasUserEntered"
-extern const std::string HKMetadataKeySexualActivityProtectionUsed;  // "HKSexualActivityProtectionUsed"
+extern const std::string HKMetadataKeyWasUserEntered;  // "HKWasUserEntered"
+extern const std::string
+    HKMetadataKeySexualActivityProtectionUsed;  // "HKSexualActivityProtectionUsed"
 // Checked: a number (boolean); required on menstrual flow samples.
 extern const std::string HKMetadataKeyMenstrualCycleStart;  // "HKMenstrualCycleStart"
 // Checked: a number, HKInsulinDeliveryReason; required on insulin delivery samples.
@@ -24,24 +25,25 @@ extern const std::string HKMetadataKeyWeatherTemperature;  // "HKWeatherTemperat
 extern const std::string HKMetadataKeyWeatherHumidity;  // "HKWeatherHumidity"
 
 // Further keys a Health export commonly holds.
-extern const std::string HKMetadataKeyExternalUUID;              // "HKExternalUUID"
-extern const std::string HKMetadataKeySyncIdentifier;            // "HKMetadataKeySyncIdentifier"
-extern const std::string HKMetadataKeySyncVersion;               // "HKMetadataKeySyncVersion"
-extern const std::string HKMetadataKeyTimeZone;                  // "HKTimeZone"
-extern const std::string HKMetadataKeyDeviceName;                // "HKDeviceName"
-extern const std::string HKMetadataKeyDeviceManufacturerName;    // "HKDeviceManufacturerName"
-extern const std::string HKMetadataKeyDeviceSerialNumber;        // "HKDeviceSerialNumber"
-extern const std::string HKMetadataKeyBloodGlucoseMealTime;      // "HKBloodGlucoseMealTime"
-extern const std::string HKMetadataKeyHeartRateMotionContext;    // "HKMetadataKeyHeartRateMotionContext"
-extern const std::string HKMetadataKeyVO2MaxTestType;            // "HKVO2MaxTestType"
-extern const std::string HKMetadataKeyIndoorWorkout;             // "HKIndoorWorkout"
-extern const std::string HKMetadataKeyAverageMETs;               // "HKAverageMETs"
-extern const std::string HKMetadataKeyElevationAscended;         // "HKElevationAscended"
-extern const std::string HKMetadataKeyLapLength;                 // "HKLapLength"
-extern const std::string HKMetadataKeySwimmingLocationType;      // "HKSwimmingLocationType"
-extern const std::string HKMetadataKeySwimmingStrokeStyle;       // "HKSwimmingStrokeStyle"
-extern const std::string HKMetadataKeySWOLFScore;                // "HKSWOLFScore"
-extern const std::string HKMetadataKeyFoodType;                  // "HKFoodType"
+extern const std::string HKMetadataKeyExternalUUID;            // "HKExternalUUID"
+extern const std::string HKMetadataKeySyncIdentifier;          // "HKMetadataKeySyncIdentifier"
+extern const std::string HKMetadataKeySyncVersion;             // "HKMetadataKeySyncVersion"
+extern const std::string HKMetadataKeyTimeZone;                // "HKTimeZone"
+extern const std::string HKMetadataKeyDeviceName;              // "HKDeviceName"
+extern const std::string HKMetadataKeyDeviceManufacturerName;  // "HKDeviceManufacturerName"
+extern const std::string HKMetadataKeyDeviceSerialNumber;      // "HKDeviceSerialNumber"
+extern const std::string HKMetadataKeyBloodGlucoseMealTime;    // "HKBloodGlucoseMealTime"
+extern const std::string
+    HKMetadataKeyHeartRateMotionContext;                  // "HKMetadataKeyHeartRateMotionContext"
+extern const std::string HKMetadataKeyVO2MaxTestType;     // "HKVO2MaxTestType"
+extern const std::string HKMetadataKeyIndoorWorkout;      // "HKIndoorWorkout"
+extern const std::string HKMetadataKeyAverageMETs;        // "HKAverageMETs"
+extern const std::string HKMetadataKeyElevationAscended;  // "HKElevationAscended"
+extern const std::string HKMetadataKeyLapLength;          // "HKLapLength"
+extern const std::string HKMetadataKeySwimmingLocationType;  // "HKSwimmingLocationType"
+extern const std::string HKMetadataKeySwimmingStrokeStyle;   // "HKSwimmingStrokeStyle"
+extern const std::string HKMetadataKeySWOLFScore;            // "HKSWOLFScore"
+extern const std::string HKMetadataKeyFoodType;              // "HKFoodType"
 
 enum HKInsulinDeliveryReason : long {
   HKInsulinDeliveryReasonBasal = 1,

@@ -18,8 +18,8 @@ namespace {
 
 [[noreturn]] void reject(const char* className, const std::string& key, const std::string& need,
                          const NSAny& value) {
-  throw std::invalid_argument(std::string(className) + ": metadata value for " + key +
-                              " must be " + need + ", not " + value.description());
+  throw std::invalid_argument(std::string(className) + ": metadata value for " + key + " must be " +
+                              need + ", not " + value.description());
 }
 
 void checkNumberIn(const char* className, const std::string& key, const NSAny& value, long lowest,

@@ -13,15 +13,15 @@ constexpr std::string_view kDietaryPrefix = "HKQuantityTypeIdentifierDietary";
 // The registry is built from literals, not from the identifier constants, so that it is correct
 // even when first asked for during static initialisation.
 HKTypeRegistry::HKTypeRegistry() {
-#define HK_ADD_QUANTITY(name, style, unit)                                                      \
-  add(std::shared_ptr<const HKQuantityType>(new HKQuantityType(                                 \
-      "HKQuantityTypeIdentifier" #name, HKQuantityAggregationStyle##style,              \
-      HKUnit::unitFromString(unit))));
-#define HK_ADD_CATEGORY(name, lowest, highest)                            \
-  add(std::shared_ptr<const HKCategoryType>(                              \
+#define HK_ADD_QUANTITY(name, style, unit)                                                        \
+  add(std::shared_ptr<const HKQuantityType>(new HKQuantityType("HKQuantityTypeIdentifier" #name,  \
+                                                               HKQuantityAggregationStyle##style, \
+                                                               HKUnit::unitFromString(unit))));
+#define HK_ADD_CATEGORY(name, lowest, highest) \
+  add(std::shared_ptr<const HKCategoryType>(   \
       new HKCategoryType("HKCategoryTypeIdentifier" #name, lowest, highest)));
-#define HK_ADD_CORRELATION(name) \
-  add(std::shared_ptr<const HKCorrelationType>(                             \
+#define HK_ADD_CORRELATION(name)                \
+  add(std::shared_ptr<const HKCorrelationType>( \
       new HKCorrelationType("HKCorrelationTypeIdentifier" #name)));
   HK_QUANTITY_TYPES(HK_ADD_QUANTITY)
   HK_CATEGORY_TYPES(HK_ADD_CATEGORY)

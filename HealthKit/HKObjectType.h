@@ -38,8 +38,10 @@ class HKObjectType : public NSObject {
   const std::string& identifier() const { return identifier_; }
 
   // The interned type of that kind, or nullptr when the identifier names no type of that kind.
-  static std::shared_ptr<const HKQuantityType> quantityTypeForIdentifier(std::string_view identifier);
-  static std::shared_ptr<const HKCategoryType> categoryTypeForIdentifier(std::string_view identifier);
+  static std::shared_ptr<const HKQuantityType> quantityTypeForIdentifier(
+      std::string_view identifier);
+  static std::shared_ptr<const HKCategoryType> categoryTypeForIdentifier(
+      std::string_view identifier);
   static std::shared_ptr<const HKCorrelationType> correlationTypeForIdentifier(
       std::string_view identifier);
   static std::shared_ptr<const HKWorkoutType> workoutType();

@@ -50,9 +50,7 @@ std::optional<NSComparisonResult> HKQuantity::compare(const NSObject& other) con
   return compare(*quantity);
 }
 
-bool HKQuantity::isEqual(const NSObject& other) const {
-  return compare(other) == NSOrderedSame;
-}
+bool HKQuantity::isEqual(const NSObject& other) const { return compare(other) == NSOrderedSame; }
 
 std::size_t HKQuantity::hash() const {
   std::size_t result = 0;

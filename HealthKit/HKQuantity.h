@@ -8,7 +8,8 @@
 // quantities. Percent quantities hold fractions: 0.97 in "%" is 97 %.
 //
 //   auto glucose = HKQuantity::quantityWithUnit(HKUnit::unitFromString("mg/dL"), 90);
-//   glucose->doubleValueForUnit(*HKUnit::unitFromString("mmol<180.15588000005408>/L"));  // 4.9956...
+//   glucose->doubleValueForUnit(*HKUnit::unitFromString("mmol<180.15588000005408>/L"));
+//   // 4.9956...
 
 #include <cstddef>
 #include <memory>

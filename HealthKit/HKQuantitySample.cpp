@@ -20,8 +20,8 @@ constexpr const char* kClassName = "HKQuantitySample";
 }  // namespace
 
 HKQuantitySample::HKQuantitySample(std::shared_ptr<const HKQuantityType> type,
-                                   HKQuantity::Pointer quantity, NSDate startDate,
-                                   NSDate endDate, HKDevice::Pointer device, HKMetadata metadata)
+                                   HKQuantity::Pointer quantity, NSDate startDate, NSDate endDate,
+                                   HKDevice::Pointer device, HKMetadata metadata)
     : HKSample(kClassName, type, startDate, endDate, std::move(device), std::move(metadata)),
       quantityType_(std::move(type)),
       quantity_(std::move(quantity)) {
@@ -66,6 +66,6 @@ NSAny HKQuantitySample::valueForKey(const std::string& key) const {
 }
 
 std::string HKQuantitySample::description() const {
-  return UUID().UUIDString() + " " + quantity_->description() + " \"" + source()->name() +
-         "\" (" + startDate().description() + " - " + endDate().description() + ")";
+  return UUID().UUIDString() + " " + quantity_->description() + " \"" + source()->name() + "\" (" +
+         startDate().description() + " - " + endDate().description() + ")";
 }

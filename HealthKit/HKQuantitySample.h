@@ -47,8 +47,7 @@ class HKQuantitySample : public HKSample {
 
  private:
   HKQuantitySample(std::shared_ptr<const HKQuantityType> type, HKQuantity::Pointer quantity,
-                   NSDate startDate, NSDate endDate, HKDevice::Pointer device,
-                   HKMetadata metadata);
+                   NSDate startDate, NSDate endDate, HKDevice::Pointer device, HKMetadata metadata);
   std::shared_ptr<HKObject> copyObject() const override;
 
   std::shared_ptr<const HKQuantityType> quantityType_;

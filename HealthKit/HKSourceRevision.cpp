@@ -14,8 +14,8 @@ HKSourceRevision::Pointer HKSourceRevision::sourceRevisionWithSource(
     HKSource::Pointer source, std::optional<std::string> version,
     std::optional<std::string> productType, NSOperatingSystemVersion operatingSystemVersion) {
   if (!source) throw std::invalid_argument("HKSourceRevision: source must not be null");
-  return Pointer(new HKSourceRevision(std::move(source), std::move(version),
-                                      std::move(productType), operatingSystemVersion));
+  return Pointer(new HKSourceRevision(std::move(source), std::move(version), std::move(productType),
+                                      operatingSystemVersion));
 }
 
 HKSourceRevision::Pointer HKSourceRevision::sourceRevisionWithSource(

@@ -14,18 +14,16 @@
 
 namespace {
 
-// Molar masses are kept to 16 significant digits, the precision unit strings print, so that a
-// unit read back from its string equals the unit it was printed from.
-double canonicalMolarMass(double gramsPerMole) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.16g", gramsPerMole);
-  return std::strtod(text, nullptr);
-}
-
 std::string molarMassText(double gramsPerMole) {
   char text[32];
   std::snprintf(text, sizeof text, "%.16g", gramsPerMole);
   return text;
+}
+
+// Molar masses are kept to the 16 significant digits unit strings print, so that a unit read
+// back from its string equals the unit it was printed from.
+double canonicalMolarMass(double gramsPerMole) {
+  return std::strtod(molarMassText(gramsPerMole).c_str(), nullptr);
 }
 
 std::string factorText(const HKUnit::Factor& factor, long exponent) {
@@ -138,18 +136,24 @@ HKUnit::Pointer HKUnit::countUnit() { return base("count"); }
 HKUnit::Pointer HKUnit::percentUnit() { return base("%"); }
 HKUnit::Pointer HKUnit::internationalUnit() { return base("IU"); }
 HKUnit::Pointer HKUnit::gramUnit() { return base("g"); }
-HKUnit::Pointer HKUnit::gramUnitWithMetricPrefix(HKMetricPrefix prefix) { return base("g", prefix); }
+HKUnit::Pointer HKUnit::gramUnitWithMetricPrefix(HKMetricPrefix prefix) {
+  return base("g", prefix);
+}
 HKUnit::Pointer HKUnit::ounceUnit() { return base("oz"); }
 HKUnit::Pointer HKUnit::poundUnit() { return base("lb"); }
 HKUnit::Pointer HKUnit::stoneUnit() { return base("st"); }
 HKUnit::Pointer HKUnit::meterUnit() { return base("m"); }
-HKUnit::Pointer HKUnit::meterUnitWithMetricPrefix(HKMetricPrefix prefix) { return base("m", prefix); }
+HKUnit::Pointer HKUnit::meterUnitWithMetricPrefix(HKMetricPrefix prefix) {
+  return base("m", prefix);
+}
 HKUnit::Pointer HKUnit::inchUnit() { return base("in"); }
 HKUnit::Pointer HKUnit::footUnit() { return base("ft"); }
 HKUnit::Pointer HKUnit::yardUnit() { return base("yd"); }
 HKUnit::Pointer HKUnit::mileUnit() { return base("mi"); }
 HKUnit::Pointer HKUnit::literUnit() { return base("L"); }
-HKUnit::Pointer HKUnit::literUnitWithMetricPrefix(HKMetricPrefix prefix) { return base("L", prefix); }
+HKUnit::Pointer HKUnit::literUnitWithMetricPrefix(HKMetricPrefix prefix) {
+  return base("L", prefix);
+}
 HKUnit::Pointer HKUnit::fluidOunceUSUnit() { return base("fl_oz_us"); }
 HKUnit::Pointer HKUnit::fluidOunceImperialUnit() { return base("fl_oz_imp"); }
 HKUnit::Pointer HKUnit::pintUSUnit() { return base("pt_us"); }
@@ -165,7 +169,9 @@ HKUnit::Pointer HKUnit::hourUnit() { return base("hr"); }
 HKUnit::Pointer HKUnit::dayUnit() { return base("d"); }
 HKUnit::Pointer HKUnit::hertzUnit() { return base("Hz"); }
 HKUnit::Pointer HKUnit::jouleUnit() { return base("J"); }
-HKUnit::Pointer HKUnit::jouleUnitWithMetricPrefix(HKMetricPrefix prefix) { return base("J", prefix); }
+HKUnit::Pointer HKUnit::jouleUnitWithMetricPrefix(HKMetricPrefix prefix) {
+  return base("J", prefix);
+}
 HKUnit::Pointer HKUnit::smallCalorieUnit() { return base("cal"); }
 HKUnit::Pointer HKUnit::largeCalorieUnit() { return base("Cal"); }
 HKUnit::Pointer HKUnit::kilocalorieUnit() { return base("cal", HKMetricPrefixKilo); }

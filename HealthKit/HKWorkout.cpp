@@ -68,19 +68,20 @@ void HKWorkout::setEvents(Events events) {
                    [](const auto& a, const auto& b) { return a->date() < b->date(); });
   // Paused from a pause (or motion pause) to the next resume, or to the end.
   NSTimeInterval paused = 0;
-  std::optional<NSDate> pausedSince;
+  bool isPaused = false;
+  NSDate pausedSince;
   for (const auto& event : events) {
     const HKWorkoutEventType type = event->type();
-    if ((type == HKWorkoutEventTypePause || type == HKWorkoutEventTypeMotionPaused) &&
-        !pausedSince) {
+    if ((type == HKWorkoutEventTypePause || type == HKWorkoutEventTypeMotionPaused) && !isPaused) {
+      isPaused = true;
       pausedSince = event->date();
     } else if ((type == HKWorkoutEventTypeResume || type == HKWorkoutEventTypeMotionResumed) &&
-               pausedSince) {
-      paused += event->date().timeIntervalSinceDate(*pausedSince);
-      pausedSince.reset();
+               isPaused) {
+      isPaused = false;
+      paused += event->date().timeIntervalSinceDate(pausedSince);
     }
   }
-  if (pausedSince) paused += endDate().timeIntervalSinceDate(*pausedSince);
+  if (isPaused) paused += endDate().timeIntervalSinceDate(pausedSince);
   duration_ = endDate().timeIntervalSinceDate(startDate()) - paused;
   workoutEvents_ = std::move(events);
 }
@@ -91,12 +92,9 @@ HKWorkout::Pointer HKWorkout::workoutWithActivityType(HKWorkoutActivityType acti
                                  nullptr, nullptr);
 }
 
-HKWorkout::Pointer HKWorkout::workoutWithActivityType(HKWorkoutActivityType activityType,
-                                                      NSDate startDate, NSDate endDate,
-                                                      Events workoutEvents,
-                                                      HKQuantity::Pointer totalEnergyBurned,
-                                                      HKQuantity::Pointer totalDistance,
-                                                      HKMetadata metadata) {
+HKWorkout::Pointer HKWorkout::workoutWithActivityType(
+    HKWorkoutActivityType activityType, NSDate startDate, NSDate endDate, Events workoutEvents,
+    HKQuantity::Pointer totalEnergyBurned, HKQuantity::Pointer totalDistance, HKMetadata metadata) {
   return workoutWithActivityType(activityType, startDate, endDate, std::move(workoutEvents),
                                  std::move(totalEnergyBurned), std::move(totalDistance), nullptr,
                                  nullptr, std::move(metadata));
@@ -125,8 +123,7 @@ HKWorkout::Pointer HKWorkout::workoutWithActivityType(
 
 HKWorkout::Pointer HKWorkout::workoutWithActivityTypeAndDuration(
     HKWorkoutActivityType activityType, NSDate startDate, NSDate endDate, NSTimeInterval duration,
-    HKQuantity::Pointer totalEnergyBurned, HKQuantity::Pointer totalDistance,
-    HKMetadata metadata) {
+    HKQuantity::Pointer totalEnergyBurned, HKQuantity::Pointer totalDistance, HKMetadata metadata) {
   if (!std::isfinite(duration) || duration < 0) {
     reject("the duration must be a non-negative number of seconds, not " +
            std::to_string(duration));

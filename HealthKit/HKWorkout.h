@@ -26,10 +26,11 @@
 #include "HealthKit/HKWorkoutActivityType.h"
 #include "HealthKit/HKWorkoutEvent.h"
 
-extern const std::string HKPredicateKeyPathWorkoutDuration;                  // "duration"
-extern const std::string HKPredicateKeyPathWorkoutTotalDistance;             // "totalDistance"
-extern const std::string HKPredicateKeyPathWorkoutTotalEnergyBurned;         // "totalEnergyBurned"
-extern const std::string HKPredicateKeyPathWorkoutTotalSwimmingStrokeCount;  // "totalSwimmingStrokeCount"
+extern const std::string HKPredicateKeyPathWorkoutDuration;           // "duration"
+extern const std::string HKPredicateKeyPathWorkoutTotalDistance;      // "totalDistance"
+extern const std::string HKPredicateKeyPathWorkoutTotalEnergyBurned;  // "totalEnergyBurned"
+extern const std::string
+    HKPredicateKeyPathWorkoutTotalSwimmingStrokeCount;  // "totalSwimmingStrokeCount"
 
 class HKWorkout : public HKSample {
  public:

@@ -17,7 +17,7 @@ enum HKWorkoutActivityType : unsigned long {
   HKWorkoutActivityTypeCrossTraining = 11,
   HKWorkoutActivityTypeCurling = 12,
   HKWorkoutActivityTypeCycling = 13,
-  HKWorkoutActivityTypeDance = 14,  // deprecated
+  HKWorkoutActivityTypeDance = 14,                  // deprecated
   HKWorkoutActivityTypeDanceInspiredTraining = 15,  // deprecated
   HKWorkoutActivityTypeElliptical = 16,
   HKWorkoutActivityTypeEquestrianSports = 17,

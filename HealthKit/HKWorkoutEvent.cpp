@@ -17,8 +17,7 @@ HKWorkoutEvent::Pointer HKWorkoutEvent::workoutEventWithType(
   return Pointer(new HKWorkoutEvent(type, dateInterval, std::move(metadata)));
 }
 
-HKWorkoutEvent::Pointer HKWorkoutEvent::workoutEventWithType(HKWorkoutEventType type,
-                                                             NSDate date) {
+HKWorkoutEvent::Pointer HKWorkoutEvent::workoutEventWithType(HKWorkoutEventType type, NSDate date) {
   return workoutEventWithType(type, NSDateInterval(date, 0.0), nullptr);
 }
 

@@ -22,14 +22,14 @@ constexpr auto kMass = dim({{kHKMass, 1}});
 constexpr auto kLength = dim({{kHKLength, 1}});
 constexpr auto kTime = dim({{kHKTime, 1}});
 constexpr auto kTemperature = dim({{kHKTemperature, 1}});
-constexpr double kLiter = 1e-3;   // m³
-constexpr double kPascal = 1e3;   // g/(m·s²)
-constexpr double kJoule = 1e3;    // g·m²/s²
+constexpr double kLiter = 1e-3;  // m³
+constexpr double kPascal = 1e3;  // g/(m·s²)
+constexpr double kJoule = 1e3;   // g·m²/s²
 constexpr double kUSFluidOunce = 29.5735295625e-6;
 constexpr double kImperialFluidOunce = 28.4130625e-6;
 
 // The order of this table is the order in which a unit string lists its factors.
-const std::array kBaseUnits = {
+constexpr std::array kBaseUnits = {
     HKBaseUnit{"count", false, 1, 0, dim({{kHKCount, 1}})},
     HKBaseUnit{"%", false, 1, 0, dim({{kHKPercent, 1}})},
     HKBaseUnit{"IU", false, 1, 0, dim({{kHKInternationalUnit, 1}})},
@@ -40,8 +40,10 @@ const std::array kBaseUnits = {
     HKBaseUnit{"cal", true, 4.184 * kJoule, 0, kEnergy},
     HKBaseUnit{"J", true, kJoule, 0, kEnergy},
     HKBaseUnit{"W", true, kJoule, 0, kPower},
-    HKBaseUnit{"V", true, kJoule, 0, dim({{kHKMass, 1}, {kHKLength, 2}, {kHKTime, -3}, {kHKCurrent, -1}})},
-    HKBaseUnit{"S", true, 1e-3, 0, dim({{kHKMass, -1}, {kHKLength, -2}, {kHKTime, 3}, {kHKCurrent, 2}})},
+    HKBaseUnit{"V", true, kJoule, 0,
+               dim({{kHKMass, 1}, {kHKLength, 2}, {kHKTime, -3}, {kHKCurrent, -1}})},
+    HKBaseUnit{"S", true, 1e-3, 0,
+               dim({{kHKMass, -1}, {kHKLength, -2}, {kHKTime, 3}, {kHKCurrent, 2}})},
     HKBaseUnit{"Hz", true, 1, 0, dim({{kHKTime, -1}})},
     // A mole weighs its molar mass in grams; the factor carries the molar mass.
     HKBaseUnit{"mol", true, 1, 0, kMass},

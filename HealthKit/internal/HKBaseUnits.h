@@ -19,9 +19,21 @@ struct HKBaseUnit {
 
 // Indexes into HKUnit::Dimension.
 enum HKDimensionIndex : int {
-  kHKMass, kHKLength, kHKTime, kHKTemperature, kHKCurrent, kHKCount, kHKPercent,
-  kHKInternationalUnit, kHKAngle, kHKIlluminance, kHKSoundPressureLevel, kHKHearingLevel,
-  kHKEffort, kHKDiopter, kHKPrismDiopter,
+  kHKMass,
+  kHKLength,
+  kHKTime,
+  kHKTemperature,
+  kHKCurrent,
+  kHKCount,
+  kHKPercent,
+  kHKInternationalUnit,
+  kHKAngle,
+  kHKIlluminance,
+  kHKSoundPressureLevel,
+  kHKHearingLevel,
+  kHKEffort,
+  kHKDiopter,
+  kHKPrismDiopter,
 };
 
 // Every base unit, in the order a unit string lists its factors.

@@ -134,43 +134,43 @@
 // 1..5, ovulation test 1..4, menstrual flow 1..5, contraceptive 1..7, test results 1..3,
 // walking steadiness events 1..4, audio and fitness events 1 (their one value), symptoms rated
 // by severity 0..4, and every other event type 0 (not applicable).
-#define HK_CATEGORY_TYPES(X)                  \
-  X(SleepAnalysis, 0, 5)                      \
-  X(AppleStandHour, 0, 1)                     \
-  X(CervicalMucusQuality, 1, 5)               \
-  X(OvulationTestResult, 1, 4)                \
-  X(MenstrualFlow, 1, 5)                      \
-  X(IntermenstrualBleeding, 0, 0)             \
-  X(SexualActivity, 0, 0)                     \
-  X(MindfulSession, 0, 0)                     \
-  X(HighHeartRateEvent, 0, 0)                 \
-  X(LowHeartRateEvent, 0, 0)                  \
-  X(IrregularHeartRhythmEvent, 0, 0)          \
-  X(AudioExposureEvent, 1, 1)                 \
-  X(EnvironmentalAudioExposureEvent, 1, 1)    \
-  X(HeadphoneAudioExposureEvent, 1, 1)        \
-  X(ToothbrushingEvent, 0, 0)                 \
-  X(HandwashingEvent, 0, 0)                   \
-  X(LowCardioFitnessEvent, 1, 1)              \
-  X(AppleWalkingSteadinessEvent, 1, 4)        \
-  X(Pregnancy, 0, 0)                          \
-  X(Lactation, 0, 0)                          \
-  X(Contraceptive, 1, 7)                      \
-  X(PregnancyTestResult, 1, 3)                \
-  X(ProgesteroneTestResult, 1, 3)             \
-  X(InfrequentMenstrualCycles, 0, 0)          \
-  X(IrregularMenstrualCycles, 0, 0)           \
-  X(PersistentIntermenstrualBleeding, 0, 0)   \
-  X(ProlongedMenstrualPeriods, 0, 0)          \
-  X(Headache, 0, 4)                           \
-  X(Fatigue, 0, 4)                            \
-  X(Nausea, 0, 4)                             \
-  X(Fever, 0, 4)                              \
-  X(Dizziness, 0, 4)                          \
-  X(Coughing, 0, 4)                           \
-  X(ShortnessOfBreath, 0, 4)                  \
-  X(SoreThroat, 0, 4)                         \
-  X(Chills, 0, 4)                             \
+#define HK_CATEGORY_TYPES(X)                \
+  X(SleepAnalysis, 0, 5)                    \
+  X(AppleStandHour, 0, 1)                   \
+  X(CervicalMucusQuality, 1, 5)             \
+  X(OvulationTestResult, 1, 4)              \
+  X(MenstrualFlow, 1, 5)                    \
+  X(IntermenstrualBleeding, 0, 0)           \
+  X(SexualActivity, 0, 0)                   \
+  X(MindfulSession, 0, 0)                   \
+  X(HighHeartRateEvent, 0, 0)               \
+  X(LowHeartRateEvent, 0, 0)                \
+  X(IrregularHeartRhythmEvent, 0, 0)        \
+  X(AudioExposureEvent, 1, 1)               \
+  X(EnvironmentalAudioExposureEvent, 1, 1)  \
+  X(HeadphoneAudioExposureEvent, 1, 1)      \
+  X(ToothbrushingEvent, 0, 0)               \
+  X(HandwashingEvent, 0, 0)                 \
+  X(LowCardioFitnessEvent, 1, 1)            \
+  X(AppleWalkingSteadinessEvent, 1, 4)      \
+  X(Pregnancy, 0, 0)                        \
+  X(Lactation, 0, 0)                        \
+  X(Contraceptive, 1, 7)                    \
+  X(PregnancyTestResult, 1, 3)              \
+  X(ProgesteroneTestResult, 1, 3)           \
+  X(InfrequentMenstrualCycles, 0, 0)        \
+  X(IrregularMenstrualCycles, 0, 0)         \
+  X(PersistentIntermenstrualBleeding, 0, 0) \
+  X(ProlongedMenstrualPeriods, 0, 0)        \
+  X(Headache, 0, 4)                         \
+  X(Fatigue, 0, 4)                          \
+  X(Nausea, 0, 4)                           \
+  X(Fever, 0, 4)                            \
+  X(Dizziness, 0, 4)                        \
+  X(Coughing, 0, 4)                         \
+  X(ShortnessOfBreath, 0, 4)                \
+  X(SoreThroat, 0, 4)                       \
+  X(Chills, 0, 4)                           \
   X(AbdominalCramps, 0, 4)
 
 #define HK_CORRELATION_TYPES(X) \

@@ -10,6 +10,15 @@
 
 namespace {
 
+enum class SampleKind : short { First = 0, Seventh = 7 };
+enum PlainKind { kPlainTwelve = 12 };
+
+TEST(NSAnyTest, EnumerationsBoxAsTheirRawValue) {
+  EXPECT_EQ(NSAny(SampleKind::Seventh).integerValue(), 7);
+  EXPECT_EQ(NSAny(SampleKind::First).integerValue(), 0);
+  EXPECT_TRUE(NSAny(kPlainTwelve).isEqual(12));
+}
+
 TEST(NSAnyTest, NumbersFollowNSNumberAndAccessorsNameTheKind) {
   EXPECT_TRUE(NSAny(true).isEqual(1));
   EXPECT_TRUE(NSAny(2).isEqual(2.0));

@@ -25,7 +25,8 @@ TEST(HKObjectTypeTest, FactoriesInternOneObjectPerIdentifierAndAnswerOnlyTheirKi
             HKObjectType::workoutType());
 
   // A known identifier of the wrong kind, and unknown ones.
-  EXPECT_EQ(HKObjectType::quantityTypeForIdentifier(HKCategoryTypeIdentifierSleepAnalysis), nullptr);
+  EXPECT_EQ(HKObjectType::quantityTypeForIdentifier(HKCategoryTypeIdentifierSleepAnalysis),
+            nullptr);
   EXPECT_EQ(HKObjectType::categoryTypeForIdentifier(HKQuantityTypeIdentifierStepCount), nullptr);
   EXPECT_EQ(HKObjectType::correlationTypeForIdentifier(HKWorkoutTypeIdentifier), nullptr);
   EXPECT_EQ(HKObjectType::typeForIdentifier("HKQuantityTypeIdentifierstepcount"), nullptr);
@@ -44,7 +45,8 @@ TEST(HKObjectTypeTest, AggregationStylesAndCorrelationMembers) {
   EXPECT_EQ(quantity(HKQuantityTypeIdentifierBodyMass)->aggregationStyle(),
             HKQuantityAggregationStyleDiscrete);
 
-  auto pressure = HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
+  auto pressure =
+      HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
   auto food = HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierFood);
   EXPECT_TRUE(pressure->mayContain(*quantity(HKQuantityTypeIdentifierBloodPressureSystolic)));
   EXPECT_TRUE(pressure->mayContain(*quantity(HKQuantityTypeIdentifierBloodPressureDiastolic)));

@@ -26,7 +26,9 @@ TEST(HKQueryAnchorTest, MalformedArchivesGiveNoAnchor) {
     EXPECT_EQ(HKQueryAnchor::anchorWithArchivedData(data), nullptr) << data;
   }
   // Embedded NUL: the whole string counts, not the C string.
-  EXPECT_EQ(HKQueryAnchor::anchorWithArchivedData(std::string("HKQueryAnchor:1\0" "2", 17)),
+  EXPECT_EQ(HKQueryAnchor::anchorWithArchivedData(std::string("HKQueryAnchor:1\0"
+                                                              "2",
+                                                              17)),
             nullptr);
 }
 

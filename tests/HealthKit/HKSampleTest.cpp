@@ -8,6 +8,7 @@
 #include "Foundation/NSPredicate.h"
 #include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKDeletedObject.h"
 #include "HealthKit/HKMetadata.h"
 #include "HealthKit/HKQuantitySample.h"
 #include "HealthKit/HKWorkout.h"
@@ -83,9 +84,9 @@ TEST_F(HKSampleTest, FactoriesRejectWhatHealthKitRejects) {
        "HKQuantitySample: metadata value for HKInsulinDeliveryReason must be an "
        "HKInsulinDeliveryReason, not 3"},
       {[&] {
-         HKQuantitySample::quantitySampleWithType(
-             quantityType(HKQuantityTypeIdentifierStepCount), quantity("count", 4), kStart, kStart,
-             metadata({{HKMetadataKeyWasUserEntered, "yes"}}));
+         HKQuantitySample::quantitySampleWithType(quantityType(HKQuantityTypeIdentifierStepCount),
+                                                  quantity("count", 4), kStart, kStart,
+                                                  metadata({{HKMetadataKeyWasUserEntered, "yes"}}));
        },
        "HKQuantitySample: metadata value for HKWasUserEntered must be a boolean number, not yes"},
       {[&] {
@@ -104,8 +105,7 @@ TEST_F(HKSampleTest, FactoriesRejectWhatHealthKitRejects) {
        "HKCategorySample: HKCategoryTypeIdentifierMenstrualFlow samples require the metadata key "
        "HKMenstrualCycleStart"},
       {[&] {
-         HKCorrelation::correlationWithType(bloodPressure, kStart, later(1),
-                                            {systolic, heartRate});
+         HKCorrelation::correlationWithType(bloodPressure, kStart, later(1), {systolic, heartRate});
        },
        "HKCorrelation: HKCorrelationTypeIdentifierBloodPressure may not contain "
        "HKQuantityTypeIdentifierHeartRate"},
@@ -173,7 +173,8 @@ TEST_F(HKSampleTest, PredicatesReadSamplesThroughHealthKitsKeyPaths) {
   EXPECT_TRUE(matches("%K != nil", {"correlation"}, *reading->objects().front()));
   EXPECT_TRUE(matches("quantity > %@", {quantity("kg", 69)}, *weight));  // 154 lb = 69.85 kg
   EXPECT_FALSE(matches("quantity > %@", {quantity("kg", 70)}, *weight));
-  EXPECT_TRUE(matches("value == %@", {static_cast<long>(HKCategoryValueSleepAnalysisAsleepREM)}, *asleep));
+  EXPECT_TRUE(
+      matches("value == %@", {static_cast<long>(HKCategoryValueSleepAnalysisAsleepREM)}, *asleep));
   EXPECT_TRUE(matches("workoutActivityType == %@", {46}, *swim));
   EXPECT_TRUE(matches("source == %@", {HKSource::defaultSource()}, *steps));
   EXPECT_TRUE(matches("UUID == %@", {steps->UUID().UUIDString()}, *steps));
@@ -213,7 +214,8 @@ TEST_F(HKSampleTest, WorkoutDurationLeavesOutPauses) {
       HKWorkoutActivityTypeRunning, kStart, later(60),
       {Event::workoutEventWithType(HKWorkoutEventTypeResume, later(15)),
        Event::workoutEventWithType(HKWorkoutEventTypePause, later(10)),
-       Event::workoutEventWithType(HKWorkoutEventTypeLap, NSDateInterval(later(20), 300.0), nullptr),
+       Event::workoutEventWithType(HKWorkoutEventTypeLap, NSDateInterval(later(20), 300.0),
+                                   nullptr),
        Event::workoutEventWithType(HKWorkoutEventTypeMotionPaused, later(40)),
        Event::workoutEventWithType(HKWorkoutEventTypePause, later(45)),  // already paused
        Event::workoutEventWithType(HKWorkoutEventTypeMotionResumed, later(50)),
@@ -238,11 +240,38 @@ TEST_F(HKSampleTest, DevicesDescribeThemselvesAsHealthKitDoes) {
   EXPECT_EQ(text.substr(text.find('>')),
             ">, name:Apple Watch, manufacturer:Apple Inc., model:Watch, hardware:Watch6,7, "
             "software:10.2>");
-  EXPECT_TRUE(watch->isEqual(*HKDevice::deviceWithName("Apple Watch", "Apple Inc.", "Watch",
-                                                       "Watch6,7", std::nullopt, "10.2",
-                                                       std::nullopt, std::nullopt)));
+  EXPECT_TRUE(
+      watch->isEqual(*HKDevice::deviceWithName("Apple Watch", "Apple Inc.", "Watch", "Watch6,7",
+                                               std::nullopt, "10.2", std::nullopt, std::nullopt)));
   EXPECT_TRUE(watch->valueForKey("firmwareVersion").isNil());
   EXPECT_EQ(HKDevice::localDevice()->softwareVersion(), "17.0");
+}
+
+TEST_F(HKSampleTest, ObjectsAreIdentifiedByUUIDAndWrittenByTheDefaultSource) {
+  auto first = pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 120);
+  auto second = pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 120);
+  EXPECT_FALSE(first->isEqual(*second));
+  auto imported = HKObjectAccess::copyWithUUID(*second, first->UUID());
+  EXPECT_TRUE(imported->isEqual(*first));
+  EXPECT_EQ(imported->hash(), first->hash());
+  EXPECT_DOUBLE_EQ(imported->quantity()->doubleValueForUnit(*HKUnit::millimeterOfMercuryUnit()),
+                   120);
+  EXPECT_EQ(first->sourceRevision()->operatingSystemVersion().majorVersion, 17);
+  EXPECT_TRUE(first->valueForKeyPath("metadata.HKWasUserEntered").isNil());
+
+  auto app = HKSource::sourceWithName("Other", "com.example.other");
+  HKSource::setDefaultSource(app);
+  EXPECT_TRUE(pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 1)
+                  ->source()
+                  ->isEqual(*HKSource::sourceWithName("Renamed", "com.example.other")));
+  HKSource::setDefaultSource(nullptr);
+  EXPECT_EQ(HKSource::defaultSource()->name(), "Ostrand");
+
+  auto deleted = HKDeletedObject::deletedObjectWithUUID(
+      first->UUID(), metadata({{HKMetadataKeySyncIdentifier, "meal-7"}}));
+  EXPECT_EQ(deleted->valueForKey("UUID").stringValue(), first->UUID().UUIDString());
+  EXPECT_EQ(deleted->valueForKeyPath("metadata.HKMetadataKeySyncIdentifier").stringValue(),
+            "meal-7");
 }
 
 }  // namespace

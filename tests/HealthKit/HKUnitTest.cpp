@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "HealthKit/HKObjectType.h"
 #include "HealthKit/HKQuantity.h"
@@ -109,6 +111,10 @@ TEST(HKUnitTest, ConvertsBetweenUnitsOfOneDimension) {
       {0.97, "%", "%", 0.97},
       {1, "mi", "km", 1.609344},
       {90, "min", "hr", 1.5},
+      // A temperature inside a product is a difference: no offset.
+      {1, "degC/hr", "degF/hr", 1.8},
+      {1, "Hz", "s^-1", 1},
+      {6, "kcal/(kg*hr)", "cal/(g*min)", 0.1},
   };
   for (const auto& c : cases) {
     EXPECT_NEAR(convert(c.value, c.from, c.to), c.expected, 1e-9 * std::max(1.0, c.expected))
@@ -159,10 +165,15 @@ TEST(HKUnitTest, MalformedUnitStringsNameTheStringAndPosition) {
       {"m^", "Invalid unit string \"m^\": expected an integer exponent after '^' at position 1"},
       {"m^0", "Invalid unit string \"m^0\": exponent must not be zero at position 2"},
       {"ml/(kg*min", "Invalid unit string \"ml/(kg*min\": expected ')' at position 10"},
-      {"(kg/min)", "Invalid unit string \"(kg/min)\": '/' is not allowed inside parentheses at position 3"},
-      {"mmol/L", "Invalid unit string \"mmol/L\": a mole unit needs its molar mass, as in mol<180.16> at position 4"},
-      {"mmol<abc>/L", "Invalid unit string \"mmol<abc>/L\": invalid molar mass \"abc\" at position 5"},
-      {"mmol<180", "Invalid unit string \"mmol<180\": expected '>' after the molar mass at position 4"},
+      {"(kg/min)",
+       "Invalid unit string \"(kg/min)\": '/' is not allowed inside parentheses at position 3"},
+      {"mmol/L",
+       "Invalid unit string \"mmol/L\": a mole unit needs its molar mass, as in mol<180.16> at "
+       "position 4"},
+      {"mmol<abc>/L",
+       "Invalid unit string \"mmol<abc>/L\": invalid molar mass \"abc\" at position 5"},
+      {"mmol<180",
+       "Invalid unit string \"mmol<180\": expected '>' after the molar mass at position 4"},
       {"g<180>", "Invalid unit string \"g<180>\": only moles take a molar mass at position 1"},
       {"kg m", "Invalid unit string \"kg m\": unexpected ' ' at position 2"},
       // Positions count characters, so the two-byte '·' is one.
@@ -181,10 +192,33 @@ TEST(HKUnitTest, QuantityTypesAcceptUnitsOfTheirDimension) {
   EXPECT_TRUE(type(HKQuantityTypeIdentifierHeartRate)->isCompatibleWithUnit(*unit("count/s")));
   EXPECT_TRUE(type(HKQuantityTypeIdentifierVO2Max)->isCompatibleWithUnit(*unit("mL/min·kg")));
   EXPECT_TRUE(type(HKQuantityTypeIdentifierOxygenSaturation)->isCompatibleWithUnit(*unit("%")));
-  EXPECT_FALSE(type(HKQuantityTypeIdentifierOxygenSaturation)->isCompatibleWithUnit(*unit("count")));
+  EXPECT_FALSE(
+      type(HKQuantityTypeIdentifierOxygenSaturation)->isCompatibleWithUnit(*unit("count")));
   EXPECT_TRUE(type(HKQuantityTypeIdentifierBodyTemperature)->isCompatibleWithUnit(*unit("degF")));
-  EXPECT_TRUE(type(HKQuantityTypeIdentifierElectrodermalActivity)->isCompatibleWithUnit(*unit("S")));
+  EXPECT_TRUE(
+      type(HKQuantityTypeIdentifierElectrodermalActivity)->isCompatibleWithUnit(*unit("S")));
   EXPECT_EQ(type(HKQuantityTypeIdentifierVO2Max)->canonicalUnit()->unitString(), "mL/min·kg");
+}
+
+// Parsing fills a shared cache; many threads parsing the same and different strings at once
+// all get equal units.
+TEST(HKUnitTest, ParsingIsSafeFromManyThreads) {
+  const std::vector<std::string> texts = {"mL/(kg.min)", "count/min", "mmol<180.16>/L", "degF"};
+  std::vector<HKUnit::Pointer> parsed(8 * texts.size());
+  std::vector<std::thread> threads;
+  for (std::size_t t = 0; t < 8; ++t) {
+    threads.emplace_back([&, t] {
+      for (std::size_t i = 0; i < texts.size(); ++i) {
+        parsed[t * texts.size() + i] = HKUnit::unitFromString(texts[(i + t) % texts.size()]);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (std::size_t t = 0; t < 8; ++t) {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      EXPECT_EQ(*parsed[t * texts.size() + i], *unit(texts[(i + t) % texts.size()]));
+    }
+  }
 }
 
 }  // namespace

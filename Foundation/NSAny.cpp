@@ -73,6 +73,13 @@ std::string NSAny::kindName() const {
 
 bool NSAny::isNumber() const { return kind() == Kind::Number; }
 
+const char* NSAny::objCType() const {
+  if (std::holds_alternative<bool>(value_)) return "B";
+  if (std::holds_alternative<long long>(value_)) return "q";
+  if (std::holds_alternative<double>(value_)) return "d";
+  return nullptr;
+}
+
 bool NSAny::boolValue() const {
   auto number = numberOf(value_);
   if (!number) throw std::invalid_argument("NSAny: boolValue of " + kindName());

@@ -62,6 +62,10 @@ class NSAny {
 
   bool isNil() const { return std::holds_alternative<std::monostate>(value_); }
   bool isNumber() const;
+  // How a number was boxed, as NSNumber tells it: "B" a boolean, "q" an integer, "d" a
+  // floating-point number; nullptr when the value is not a number. Lets an encoder keep YES,
+  // 1 and 1.0 apart although they compare equal.
+  const char* objCType() const;
   bool isString() const { return std::holds_alternative<std::string>(value_); }
   bool isDate() const { return std::holds_alternative<NSDate>(value_); }
   bool isObject() const { return std::holds_alternative<std::shared_ptr<const NSObject>>(value_); }

@@ -1,0 +1,216 @@
+#include "OstrandCore/OSTRecord.h"
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <sstream>
+#include <stdexcept>
+
+#include "Foundation/NSDictionary.h"
+#include "OstrandCore/OSTBiometrics.h"
+#include "OstrandCore/OSTDiabetes.h"
+#include "OstrandCore/OSTFitness.h"
+#include "OstrandCore/OSTIntraDay.h"
+#include "OstrandCore/OSTNutrition.h"
+#include "OstrandCore/OSTRoutine.h"
+#include "OstrandCore/OSTSleep.h"
+#include "OstrandCore/OSTWeight.h"
+
+namespace {
+
+constexpr OSTPropertyInfo kCommonProperties[] = {
+    {"activityID", OSTPropertyKind::String},         {"timestamp", OSTPropertyKind::Date},
+    {"originalSource", OSTPropertyKind::String},     {"sourcePeripheral", OSTPropertyKind::String},
+    {"intermediarySource", OSTPropertyKind::String}, {"validated", OSTPropertyKind::Number},
+};
+
+const char* kindName(OSTPropertyKind kind) {
+  switch (kind) {
+    case OSTPropertyKind::Number:
+      return "number";
+    case OSTPropertyKind::String:
+      return "string";
+    case OSTPropertyKind::Date:
+      return "date";
+  }
+  return "?";
+}
+
+bool hasKind(const NSAny& value, OSTPropertyKind kind) {
+  switch (kind) {
+    case OSTPropertyKind::Number:
+      return value.isNumber();
+    case OSTPropertyKind::String:
+      return value.isString();
+    case OSTPropertyKind::Date:
+      return value.isDate();
+  }
+  return false;
+}
+
+bool isFinite(const NSAny& value) {
+  if (value.isNumber()) return std::isfinite(value.doubleValue());
+  if (value.isDate()) return std::isfinite(value.dateValue().timeIntervalSinceReferenceDate());
+  return true;
+}
+
+}  // namespace
+
+bool OSTValuesIdentical(const NSAny& a, const NSAny& b) {
+  if (!a.isEqual(b)) return false;
+  const char* typeA = a.objCType();
+  const char* typeB = b.objCType();
+  if (typeA == nullptr || typeB == nullptr) return typeA == typeB;
+  return std::strcmp(typeA, typeB) == 0;
+}
+
+std::shared_ptr<OSTRecord> OSTRecord::newRecordWithType(OSTRecordType type) {
+  switch (type) {
+    case OSTRecordTypeBiometrics:
+      return std::make_shared<OSTBiometrics>();
+    case OSTRecordTypeDiabetes:
+      return std::make_shared<OSTDiabetes>();
+    case OSTRecordTypeWeight:
+      return std::make_shared<OSTWeight>();
+    case OSTRecordTypeRoutine:
+      return std::make_shared<OSTRoutine>();
+    case OSTRecordTypeNutrition:
+      return std::make_shared<OSTNutrition>();
+    case OSTRecordTypeFitness:
+      return std::make_shared<OSTFitness>();
+    case OSTRecordTypeSleep:
+      return std::make_shared<OSTSleep>();
+    case OSTRecordTypeIntraday:
+      return std::make_shared<OSTIntraDay>();
+    case OSTRecordTypeNone:
+      break;
+  }
+  return nullptr;
+}
+
+std::span<const OSTPropertyInfo> OSTRecord::commonProperties() { return kCommonProperties; }
+
+const OSTPropertyInfo* OSTRecord::propertyNamed(std::string_view name) const {
+  for (const auto& property : kCommonProperties) {
+    if (property.name == name) return &property;
+  }
+  for (const auto& property : ownProperties()) {
+    if (property.name == name) return &property;
+  }
+  return nullptr;
+}
+
+void OSTRecord::store(const OSTPropertyInfo& property, NSAny value) {
+  if (value.isNil()) {
+    values_.erase(std::string(property.name));
+    return;
+  }
+  if (!hasKind(value, property.kind)) {
+    throw std::invalid_argument(className() + " property '" + std::string(property.name) +
+                                "' takes a " + kindName(property.kind) + ", not " +
+                                value.kindName());
+  }
+  if (!isFinite(value)) {
+    throw std::invalid_argument(className() + " property '" + std::string(property.name) +
+                                "' must be finite, not " + value.description());
+  }
+  values_.insert_or_assign(std::string(property.name), std::move(value));
+}
+
+void OSTRecord::setValue(NSAny value, std::string_view key) {
+  const OSTPropertyInfo* property = propertyNamed(key);
+  if (property == nullptr) {
+    throw std::invalid_argument("setValue:forKey: " + className() + " has no property '" +
+                                std::string(key) + "'");
+  }
+  store(*property, std::move(value));
+}
+
+NSAny OSTRecord::valueForKey(const std::string& key) const {
+  if (key == "extras")
+    return NSDictionary::dictionaryWithDictionary({extras_.begin(), extras_.end()});
+  if (propertyNamed(key) == nullptr) {
+    throw std::invalid_argument("valueForKey: " + className() + " has no property '" + key + "'");
+  }
+  auto it = values_.find(key);
+  return it == values_.end() ? NSAny() : it->second;
+}
+
+void OSTRecord::setExtraValue(NSAny value, const std::string& key) {
+  if (value.isNil()) {
+    extras_.erase(key);
+    return;
+  }
+  if (!value.isNumber() && !value.isString()) {
+    throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" + key +
+                                "' takes a number, boolean or string, not " + value.kindName());
+  }
+  if (!isFinite(value)) {
+    throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" + key +
+                                "' must be finite, not " + value.description());
+  }
+  extras_.insert_or_assign(key, std::move(value));
+}
+
+NSAny OSTRecord::numberValue(std::string_view name) const {
+  auto it = values_.find(name);
+  return it == values_.end() ? NSAny() : it->second;
+}
+
+std::optional<std::string> OSTRecord::stringValue(std::string_view name) const {
+  auto it = values_.find(name);
+  if (it == values_.end()) return std::nullopt;
+  return it->second.stringValue();
+}
+
+std::optional<NSDate> OSTRecord::dateValue(std::string_view name) const {
+  auto it = values_.find(name);
+  if (it == values_.end()) return std::nullopt;
+  return it->second.dateValue();
+}
+
+void OSTRecord::setNumberValue(std::string_view name, NSAny value) {
+  setValue(std::move(value), name);
+}
+
+void OSTRecord::setStringValue(std::string_view name, std::optional<std::string> value) {
+  setValue(value ? NSAny(std::move(*value)) : NSAny(), name);
+}
+
+void OSTRecord::setDateValue(std::string_view name, std::optional<NSDate> value) {
+  setValue(NSAny(value), name);
+}
+
+namespace {
+
+bool sameMaps(const std::map<std::string, NSAny, std::less<>>& a,
+              const std::map<std::string, NSAny, std::less<>>& b) {
+  if (a.size() != b.size()) return false;
+  for (auto ia = a.begin(), ib = b.begin(); ia != a.end(); ++ia, ++ib) {
+    if (ia->first != ib->first || !OSTValuesIdentical(ia->second, ib->second)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool OSTRecord::isEqual(const NSObject& other) const {
+  const auto* record = dynamic_cast<const OSTRecord*>(&other);
+  return record != nullptr && record->className() == className() &&
+         sameMaps(values_, record->values_) && sameMaps(extras_, record->extras_);
+}
+
+std::size_t OSTRecord::hash() const {
+  std::size_t seed = std::hash<std::string>{}(className());
+  if (auto id = activityID()) seed ^= std::hash<std::string>{}(*id) + 0x9e3779b9 + (seed << 6);
+  return seed;
+}
+
+std::string OSTRecord::description() const {
+  std::ostringstream out;
+  out << "<" << className();
+  for (const auto& [name, value] : values_) out << " " << name << "=" << value.description();
+  for (const auto& [name, value] : extras_) out << " extras." << name << "=" << value.description();
+  out << ">";
+  return out.str();
+}

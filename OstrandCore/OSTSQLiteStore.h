@@ -1,0 +1,63 @@
+#pragma once
+
+// OSTSQLiteStore: the session's store in one SQLite database file per user session.
+//
+// The database runs in WAL mode with full synchronisation, so a committed transaction survives a
+// crash of the process (and of the machine); every operation is one transaction, begun
+// IMMEDIATE so that waiting for another writer happens up front, for at most the busy timeout.
+// Statements are prepared once and reused. The schema's version is PRAGMA user_version (now 1);
+// a database of a newer version, or one that holds other tables, is refused at open() and
+// never written to.
+//
+// Not thread-safe (see OSTStore); the connection belongs to the object and is closed with it.
+//
+//   OSTSQLiteStore store("/path/user-42.sqlite");
+//   if (auto error = store.open()) OSTLog::log(0, "%@", error->localizedDescription());
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "OstrandCore/OSTStore.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+class OSTSQLiteStore final : public OSTStore {
+ public:
+  static constexpr int kSchemaVersion = 1;
+
+  // `path` ":memory:" keeps the database in memory. `busyTimeout` is how long an operation waits
+  // for another connection's lock before it fails with "database is locked".
+  explicit OSTSQLiteStore(std::string path,
+                          std::chrono::milliseconds busyTimeout = std::chrono::seconds(5));
+  ~OSTSQLiteStore() override;
+  OSTSQLiteStore(const OSTSQLiteStore&) = delete;
+  OSTSQLiteStore& operator=(const OSTSQLiteStore&) = delete;
+
+  std::string path() const override { return path_; }
+  [[nodiscard]] OSTStatus open() override;
+  [[nodiscard]] OSTResult<OSTStoredSessionData> loadSessionData() override;
+  [[nodiscard]] OSTStatus saveSessionData(const OSTStoredSessionData& data) override;
+  [[nodiscard]] OSTStatus addToOutbox(const std::vector<OSTOutboxRow>& rows) override;
+  [[nodiscard]] OSTResult<std::vector<OSTOutboxRow>> outbox(std::size_t limit) override;
+  [[nodiscard]] OSTStatus removeFromOutbox(const std::vector<std::int64_t>& identifiers) override;
+
+ private:
+  class Statement;
+
+  // The cached statement for `sql` (a string literal), reset and with its bindings cleared.
+  Statement statement(const char* sql);
+  bool execute(const char* sql);
+  // Runs `body` in an IMMEDIATE transaction; on failure rolls back and returns the error
+  // "cannot <action> the database at <path>: <SQLite's reason>".
+  template <class Body>
+  OSTStatus transaction(const char* action, Body body);
+  OSTStatus failure(OSTCoreErrorCode code, const std::string& action) const;
+  void close();
+
+  std::string path_;
+  std::chrono::milliseconds busyTimeout_;
+  sqlite3* db_ = nullptr;
+  std::vector<std::pair<const char*, sqlite3_stmt*>> statements_;
+};

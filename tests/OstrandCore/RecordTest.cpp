@@ -1,0 +1,130 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "Foundation/NSDictionary.h"
+#include "OstrandCore/OSTBiometrics.h"
+#include "OstrandCore/OSTFitness.h"
+#include "OstrandCore/OSTIntraDay.h"
+#include "OstrandCore/OSTRecord.h"
+#include "OstrandCore/OSTWeight.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr NSDate kDate = NSDate::dateWithTimeIntervalSince1970(1710003600.25);
+
+std::string thrownMessage(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+  return "(nothing thrown)";
+}
+
+TEST(RecordTest, FactoryMakesTheClassOfEachType) {
+  const std::pair<OSTRecordType, const char*> expected[] = {
+      {OSTRecordTypeBiometrics, "OSTBiometrics"}, {OSTRecordTypeDiabetes, "OSTDiabetes"},
+      {OSTRecordTypeWeight, "OSTWeight"},         {OSTRecordTypeRoutine, "OSTRoutine"},
+      {OSTRecordTypeNutrition, "OSTNutrition"},   {OSTRecordTypeFitness, "OSTFitness"},
+      {OSTRecordTypeSleep, "OSTSleep"},           {OSTRecordTypeIntraday, "OSTIntraDay"},
+  };
+  for (const auto& [type, name] : expected) {
+    auto record = OSTRecord::newRecordWithType(type);
+    ASSERT_NE(record, nullptr) << name;
+    EXPECT_EQ(record->className(), name);
+    EXPECT_EQ(record->recordType(), type);
+  }
+  EXPECT_EQ(OSTRecord::newRecordWithType(OSTRecordTypeNone), nullptr);
+  EXPECT_EQ(OSTRecord::newRecordWithType(static_cast<OSTRecordType>(9)), nullptr);
+}
+
+TEST(RecordTest, SettingByNameReachesTheTypedProperty) {
+  auto biometrics = std::make_shared<OSTBiometrics>();
+  biometrics->setValue(120.0, "systolic");
+  biometrics->setValue(58.0, "restingHeartrate");
+  biometrics->setValue("com.apple.health", "sourcePeripheral");
+  EXPECT_EQ(biometrics->systolic(), NSAny(120.0));
+  EXPECT_EQ(biometrics->restingHeartrate(), NSAny(58.0));
+  EXPECT_EQ(biometrics->sourcePeripheral(), "com.apple.health");
+  EXPECT_EQ(biometrics->valueForKey("systolic"), NSAny(120.0));
+
+  auto fitness = std::make_shared<OSTFitness>();
+  fitness->setValue(kDate, "startTime");
+  EXPECT_EQ(fitness->startTime(), kDate);
+  fitness->setValue(nullptr, "startTime");  // nil clears
+  EXPECT_EQ(fitness->startTime(), std::nullopt);
+  EXPECT_TRUE(fitness->valueForKey("distance").isNil());
+}
+
+TEST(RecordTest, UnknownNamesAndWrongKindsFailLoudly) {
+  auto weight = std::make_shared<OSTWeight>();
+  // A property of another record class is as unknown as a misspelt one.
+  EXPECT_EQ(thrownMessage([&] { weight->setValue(1, "wieght"); }),
+            "setValue:forKey: OSTWeight has no property 'wieght'");
+  EXPECT_EQ(thrownMessage([&] { weight->setValue(1, "systolic"); }),
+            "setValue:forKey: OSTWeight has no property 'systolic'");
+  EXPECT_EQ(thrownMessage([&] { weight->setValue("heavy", "weight"); }),
+            "OSTWeight property 'weight' takes a number, not a string");
+  EXPECT_EQ(thrownMessage([&] { weight->setValue(3, "timestamp"); }),
+            "OSTWeight property 'timestamp' takes a date, not a number");
+  EXPECT_THAT(thrownMessage([&] { weight->setValue(std::nan(""), "weight"); }),
+              HasSubstr("'weight' must be finite"));
+  EXPECT_EQ(thrownMessage([&] { (void)weight->valueForKey("steps"); }),
+            "valueForKey: OSTWeight has no property 'steps'");
+  EXPECT_EQ(
+      thrownMessage([&] { weight->setExtraValue(kDate, "when"); }),
+      "setExtraValue:forKey: OSTWeight extra 'when' takes a number, boolean or string, not a date");
+  // Nothing was written by the failed calls.
+  EXPECT_TRUE(weight->propertyValues().empty());
+  EXPECT_TRUE(weight->extras().empty());
+}
+
+TEST(RecordTest, ExtrasAreSetReadAndRemoved) {
+  OSTWeight record;
+  record.setExtraValue(81.5, "lean_body_mass");
+  record.setExtraValue("bolus", "insulin_type");
+  record.setExtraValue(true, "flag");
+  EXPECT_EQ(record.extras().at("lean_body_mass"), NSAny(81.5));
+  EXPECT_EQ(record.extras().at("insulin_type"), NSAny("bolus"));
+  record.setExtraValue(nullptr, "flag");
+  EXPECT_EQ(record.extras().count("flag"), 0u);
+  EXPECT_EQ(record.valueForKey("extras").objectAs<NSDictionary>()->count(), 2u);
+}
+
+TEST(RecordTest, EqualityKeepsBoxingAndExactDates) {
+  auto make = [](NSAny validated, NSDate timestamp) {
+    auto record = std::make_shared<OSTWeight>();
+    record->setValidated(std::move(validated));
+    record->setTimestamp(timestamp);
+    return record;
+  };
+  EXPECT_TRUE(make(true, kDate)->isEqual(*make(true, kDate)));
+  EXPECT_FALSE(make(true, kDate)->isEqual(*make(1, kDate)));
+  EXPECT_FALSE(make(1, kDate)->isEqual(*make(1.0, kDate)));
+  EXPECT_FALSE(make(1, kDate)->isEqual(*make(1, kDate.dateByAddingTimeInterval(1e-6))));
+  // Same values, different classes.
+  auto sleep = OSTRecord::newRecordWithType(OSTRecordTypeSleep);
+  auto nutrition = OSTRecord::newRecordWithType(OSTRecordTypeNutrition);
+  EXPECT_FALSE(sleep->isEqual(*nutrition));
+}
+
+TEST(RecordTest, IntradayMinuteAddedTwiceKeepsTheLaterValue) {
+  OSTIntraDay series;
+  const NSDate minute = kDate;
+  series.addValue(10, minute, minute.dateByAddingTimeInterval(60));
+  series.addValue(12, minute.dateByAddingTimeInterval(60), minute.dateByAddingTimeInterval(120));
+  series.addValue(15, minute, minute.dateByAddingTimeInterval(60));
+  ASSERT_EQ(series.values().size(), 2u);
+  EXPECT_EQ(series.values().begin()->second.value, 15);
+  EXPECT_THAT(
+      thrownMessage([&] { series.addValue(1, minute, minute.dateByAddingTimeInterval(-1)); }),
+      HasSubstr("is before start"));
+  EXPECT_EQ(series.values().size(), 2u);
+}
+
+}  // namespace

@@ -1,0 +1,301 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <thread>
+
+#include "HealthKit/HKTypeIdentifiers.h"
+#include "OstrandCore/OSTFitness.h"
+#include "OstrandCore/OSTSQLiteStore.h"
+#include "OstrandCore/OSTSession.h"
+#include "OstrandCore/OSTWeight.h"
+#include "support/EnvironmentFixture.h"
+#include "support/FaultInjectingStore.h"
+#include "support/LogCapture.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing_support::FaultInjectingStore;
+using testing_support::LogCapture;
+
+std::shared_ptr<OSTRecord> weightRecord(const std::string& id, double kilograms) {
+  auto record = std::make_shared<OSTWeight>();
+  record->setActivityID(id);
+  record->setWeight(kilograms);
+  return record;
+}
+
+std::string fileContents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Runs SQL on the file through a connection of its own, as another process would.
+class RawDatabase {
+ public:
+  explicit RawDatabase(const std::string& path) { sqlite3_open(path.c_str(), &db_); }
+  ~RawDatabase() { sqlite3_close(db_); }
+  bool run(const std::string& sql) {
+    return sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+  }
+
+ private:
+  sqlite3* db_ = nullptr;
+};
+
+class SessionTest : public testing_support::EnvironmentFixture {
+ protected:
+  std::shared_ptr<const HKSampleType> type(const std::string& identifier) {
+    return std::dynamic_pointer_cast<const HKSampleType>(
+        HKObjectType::typeForIdentifier(identifier));
+  }
+  std::vector<std::shared_ptr<OSTRecord>> outbox(OSTSession& session) {
+    auto rows = session.outboxRecords(1000);
+    EXPECT_TRUE(rows.ok());
+    std::vector<std::shared_ptr<OSTRecord>> records;
+    for (auto& row : rows.value) records.push_back(row.record);
+    return records;
+  }
+
+  testing_support::TemporaryDirectory directory_;
+  const std::string path_ = directory_.file("user.sqlite");
+};
+
+TEST_F(SessionTest, SessionDataAndOutboxSurviveARestart) {
+  const auto steps = type(HKQuantityTypeIdentifierStepCount);
+  const auto heartRate = type(HKQuantityTypeIdentifierHeartRate);
+  const NSDate queryDate = kStart.dateByAddingTimeInterval(-3600.5);
+  auto record = weightRecord("W1", 72.4);
+  {
+    OSTSession session;
+    ASSERT_EQ(session.startSession("user-42", path_), nullptr);
+    auto data = session.sessionData();
+    EXPECT_THAT(data->anchors(), IsEmpty());
+    EXPECT_THAT(data->queryDates(), IsEmpty());
+    data->setAnchors({{steps, HKQueryAnchor::anchorFromValue(5)}, {heartRate, std::uint64_t{17}}});
+    data->setQueryDates({{steps, queryDate}});
+    data->setRoutineFetchTimestamp(kStart);
+    ASSERT_EQ(session.saveSessionData(), nullptr);
+    ASSERT_EQ(session.submitRecords({record}), nullptr);
+    // Changed after the last save: not persisted.
+    data->setIntradayStepsQueryTimestamp(kStart);
+    session.endSession();
+    EXPECT_EQ(session.user(), nullptr);
+  }
+  OSTSession session;
+  ASSERT_EQ(session.startSession("user-42", path_), nullptr);
+  EXPECT_EQ(session.user()->ostrandUserID(), "user-42");
+  auto data = session.sessionData();
+  auto anchors = data->anchors();
+  ASSERT_EQ(anchors.size(), 2u);
+  EXPECT_EQ(*std::get<std::shared_ptr<const HKQueryAnchor>>(anchors.at(steps)),
+            *HKQueryAnchor::anchorFromValue(5));
+  EXPECT_EQ(std::get<std::uint64_t>(anchors.at(heartRate)), 17u);  // the older form stays a number
+  EXPECT_EQ(data->queryDates().at(steps), queryDate);
+  EXPECT_EQ(data->routineFetchTimestamp(), kStart);
+  EXPECT_EQ(data->routineQueryTimestamp(), std::nullopt);
+  EXPECT_EQ(data->intradayStepsQueryTimestamp(), std::nullopt);
+  auto records = outbox(session);
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_TRUE(records[0]->isEqual(*record));
+}
+
+TEST_F(SessionTest, SameKindAndActivityIDReplacesAndUploadedRecordsAreRemoved) {
+  OSTSession session;
+  ASSERT_EQ(session.startSession("u", path_), nullptr);
+  auto sameIDOtherKind = std::make_shared<OSTFitness>();
+  sameIDOtherKind->setActivityID("A");
+  auto noID = std::make_shared<OSTWeight>();
+  ASSERT_EQ(session.submitRecords({weightRecord("A", 70), sameIDOtherKind, noID, noID}), nullptr);
+  auto first = session.outboxRecords(10);
+  ASSERT_TRUE(first.ok());
+  ASSERT_EQ(first.value.size(), 4u);
+  // A newer version of "A" arrives while the old one is being uploaded.
+  ASSERT_EQ(session.submitRecords({weightRecord("A", 71)}), nullptr);
+  ASSERT_EQ(session.removeOutboxRecords({first.value[0].identifier, first.value[1].identifier}),
+            nullptr);
+  auto records = outbox(session);
+  ASSERT_EQ(records.size(), 3u);  // the two without an identifier, and the newer "A"
+  EXPECT_TRUE(records.back()->isEqual(*weightRecord("A", 71)));
+}
+
+TEST_F(SessionTest, SubmissionsFromSeveralThreadsAreAllStoredOnce) {
+  OSTSession session;
+  ASSERT_EQ(session.startSession("u", path_), nullptr);
+  constexpr int kThreads = 4, kBatches = 20, kPerBatch = 5;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&session, t] {
+      for (int b = 0; b < kBatches; ++b) {
+        std::vector<std::shared_ptr<OSTRecord>> batch;
+        // Every thread also resubmits the shared identifiers "shared-0".."shared-4".
+        for (int r = 0; r < kPerBatch; ++r) {
+          batch.push_back(
+              weightRecord("t" + std::to_string(t) + "-" + std::to_string(b * kPerBatch + r), r));
+        }
+        batch.push_back(weightRecord("shared-" + std::to_string(b % 5), t));
+        EXPECT_EQ(session.submitRecords(batch), nullptr);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::set<std::string> ids;
+  for (const auto& record : outbox(session)) ids.insert(*record->activityID());
+  EXPECT_EQ(ids.size(), static_cast<std::size_t>(kThreads * kBatches * kPerBatch + 5));
+  EXPECT_EQ(outbox(session).size(), ids.size());
+}
+
+TEST_F(SessionTest, UnreadableDatabasesAreReportedAndLeftUntouched) {
+  struct Case {
+    std::string name;
+    std::function<void(const std::string&)> prepare;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"corrupt", [](const std::string& path) { std::ofstream(path) << std::string(4096, 'x'); },
+       "file is not a database"},
+      {"newer",
+       [](const std::string& path) {
+         RawDatabase db(path);
+         db.run("CREATE TABLE outbox(id); PRAGMA user_version = 7");
+       },
+       "its schema version 7 is newer than this library's 1; it is left as it is"},
+      {"foreign",
+       [](const std::string& path) { RawDatabase(path).run("CREATE TABLE notes(text)"); },
+       "it holds tables of another program; it is left as it is"},
+  };
+  for (const Case& c : cases) {
+    const std::string path = directory_.file(c.name + ".sqlite");
+    c.prepare(path);
+    const std::string before = fileContents(path);
+    LogCapture log;
+    OSTSession session;
+    OSTStatus error = session.startSession("u", path);
+    const std::string message = "cannot open the database at " + path + ": " + c.reason;
+    ASSERT_NE(error, nullptr) << c.name;
+    EXPECT_EQ(error->code(), OSTCoreErrorStorageUnavailable);
+    EXPECT_EQ(error->localizedDescription(), message);
+    EXPECT_THAT(log.lines(), ElementsAre("OSTSession: " + message));
+    // The session runs in memory: it works, and says that nothing reached the disk.
+    OSTStatus submitted = session.submitRecords({weightRecord("A", 70)});
+    ASSERT_NE(submitted, nullptr);
+    EXPECT_EQ(submitted->localizedDescription(), "records stored in memory only: " + message);
+    EXPECT_EQ(outbox(session).size(), 1u);
+    EXPECT_NE(session.saveSessionData(), nullptr);
+    session.endSession();
+    EXPECT_EQ(fileContents(path), before) << c.name;
+  }
+
+  LogCapture log;
+  OSTSession session;
+  const std::string missing = directory_.file("no-such-directory/user.sqlite");
+  OSTStatus error = session.startSession("u", missing);
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->localizedDescription(),
+            "cannot open the database at " + missing + ": unable to open database file");
+}
+
+TEST_F(SessionTest, LockedDatabaseFailsTheSubmissionWhichIsWrittenLater) {
+  OSTSession session;
+  ASSERT_EQ(session.startSession(
+                "u", std::make_unique<OSTSQLiteStore>(path_, std::chrono::milliseconds(0))),
+            nullptr);
+  RawDatabase other(path_);
+  ASSERT_TRUE(other.run("BEGIN IMMEDIATE"));
+  LogCapture log;
+  OSTStatus error = session.submitRecords({weightRecord("A", 70)});
+  ASSERT_NE(error, nullptr);
+  const std::string message =
+      "cannot add records to the outbox of the database at " + path_ + ": database is locked";
+  EXPECT_EQ(error->localizedDescription(), message);
+  EXPECT_THAT(log.lines(), ElementsAre("OSTSession: " + message));
+  ASSERT_TRUE(other.run("ROLLBACK"));
+  ASSERT_EQ(session.submitRecords({weightRecord("B", 80)}), nullptr);
+  EXPECT_EQ(outbox(session).size(), 2u);
+
+  // A database locked by a writer in rollback-journal mode cannot even be read at open.
+  const std::string busy = directory_.file("busy.sqlite");
+  RawDatabase holder(busy);
+  ASSERT_TRUE(holder.run("CREATE TABLE t(x); BEGIN EXCLUSIVE; INSERT INTO t VALUES (1)"));
+  OSTSession second;
+  OSTStatus openError = second.startSession(
+      "u", std::make_unique<OSTSQLiteStore>(busy, std::chrono::milliseconds(0)));
+  ASSERT_NE(openError, nullptr);
+  EXPECT_EQ(openError->localizedDescription(),
+            "cannot open the database at " + busy + ": database is locked");
+}
+
+TEST_F(SessionTest, InjectedFaultsAreReportedAndNothingIsLost) {
+  auto faults = std::make_shared<FaultInjectingStore::Faults>();
+  OSTSession session;
+  ASSERT_EQ(session.startSession("u", std::make_unique<FaultInjectingStore>(
+                                          std::make_unique<OSTSQLiteStore>(path_), faults)),
+            nullptr);
+  LogCapture log;
+  faults->failSave = 1;
+  session.sessionData()->setRoutineQueryTimestamp(kStart);
+  OSTStatus saved = session.saveSessionData();
+  ASSERT_NE(saved, nullptr);
+  EXPECT_EQ(saved->localizedDescription(),
+            FaultInjectingStore::message("save session data in", path_));
+  ASSERT_EQ(session.saveSessionData(), nullptr);
+
+  faults->failAddToOutbox = 2;
+  EXPECT_NE(session.submitRecords({weightRecord("A", 70)}), nullptr);
+  EXPECT_NE(session.submitRecords({weightRecord("A", 71), weightRecord("B", 1)}), nullptr);
+  ASSERT_EQ(session.submitRecords({}), nullptr);  // the kept records are written now
+  auto records = outbox(session);
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_TRUE(records[0]->isEqual(*weightRecord("A", 71)));  // the later version won
+  EXPECT_EQ(log.lines().size(), 3u);
+
+  // A plain record has no kind: the whole batch is refused.
+  OSTStatus refused = session.submitRecords({weightRecord("C", 1), std::make_shared<OSTRecord>()});
+  ASSERT_NE(refused, nullptr);
+  EXPECT_EQ(refused->code(), OSTCoreErrorInvalidRecord);
+  EXPECT_EQ(outbox(session).size(), 2u);
+  session.endSession();
+
+  OSTSession reopened;
+  ASSERT_EQ(reopened.startSession("u", path_), nullptr);
+  EXPECT_EQ(reopened.sessionData()->routineQueryTimestamp(), kStart);
+}
+
+TEST_F(SessionTest, EntriesThisVersionCannotReadAreKept) {
+  {
+    OSTSession session;
+    ASSERT_EQ(session.startSession("u", path_), nullptr);
+  }
+  RawDatabase(path_).run(
+      "INSERT INTO anchor VALUES ('HKQuantityTypeIdentifierFromTheFuture', NULL, 9);"
+      "INSERT INTO anchor VALUES ('HKQuantityTypeIdentifierStepCount', 'not an archive', NULL)");
+  LogCapture log;
+  OSTSession session;
+  ASSERT_EQ(session.startSession("u", path_), nullptr);
+  EXPECT_THAT(session.sessionData()->anchors(), IsEmpty());
+  EXPECT_EQ(log.lines().size(), 2u);
+  ASSERT_EQ(session.saveSessionData(), nullptr);
+  OSTSQLiteStore store(path_);
+  ASSERT_EQ(store.open(), nullptr);
+  auto stored = store.loadSessionData();
+  ASSERT_TRUE(stored.ok());
+  EXPECT_EQ(stored.value.anchors.size(), 2u);
+}
+
+TEST_F(SessionTest, WithoutASessionNothingIsStored) {
+  LogCapture log;
+  OSTSession session;
+  EXPECT_NE(session.sessionData(), nullptr);
+  OSTStatus error = session.submitRecords({weightRecord("A", 1)});
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), OSTCoreErrorNoSession);
+  EXPECT_EQ(OSTSession::sharedInstance(), OSTSession::sharedInstance());
+}
+
+}  // namespace

@@ -41,6 +41,11 @@ void HKObserverQuery::databaseDidChange(const platform::healthkit::QueryExecutio
   if (relevant) fire(execution);
 }
 
+void HKObserverQuery::applicationDidBecomeActive(
+    const platform::healthkit::QueryExecution& execution) {
+  if (heldBackWhileSuspended_) fire(execution);
+}
+
 void HKObserverQuery::fire(const platform::healthkit::QueryExecution& execution) {
   const bool inBackground =
       UIApplication::sharedApplication()->applicationState() == UIApplicationStateBackground;
@@ -48,14 +53,17 @@ void HKObserverQuery::fire(const platform::healthkit::QueryExecution& execution)
   const std::string& type = objectType()->identifier();
   if (inBackground) {
     if (!state.backgroundDelivery(execution.reader, type)) {
-      return;  // HealthKit does not wake the app for this type
+      heldBackWhileSuspended_ = true;  // HealthKit does not wake the app for this type
+      return;
     }
     if (state.unansweredBackgroundInvocations(execution.reader, type) >= kUnansweredLimit) {
       // The app never calls its completion handler: HealthKit gives up on waking it.
       state.setBackgroundDelivery(execution.reader, type, std::nullopt);
+      heldBackWhileSuspended_ = true;
       return;
     }
   }
+  heldBackWhileSuspended_ = false;
   auto completion = state.recordObserverInvocation(execution.reader, type, inBackground);
   if (updateHandler_) {
     updateHandler_(std::static_pointer_cast<HKObserverQuery>(shared_from_this()), completion,

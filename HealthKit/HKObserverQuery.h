@@ -6,7 +6,8 @@
 //
 // While the application is in the background (UIApplication's state), the handler runs only for
 // types with background delivery enabled (HKHealthStore::enableBackgroundDeliveryForType), as
-// HealthKit wakes an app only for those. As on an iPhone the handler also runs once right after
+// HealthKit wakes an app only for those; a change it held back that way is delivered with one
+// call when the app next becomes active. As on an iPhone the handler also runs once right after
 // execution (see SimulatedHealthDevice::setObserverQueriesFireOnExecute).
 //
 // The handler receives a completion handler, which the app calls when it has processed the
@@ -39,6 +40,7 @@ class HKObserverQuery : public HKQuery {
   void run(const platform::healthkit::QueryExecution& execution) override;
   void databaseDidChange(const platform::healthkit::QueryExecution& execution,
                          const platform::healthkit::DatabaseChange& change) override;
+  void applicationDidBecomeActive(const platform::healthkit::QueryExecution& execution) override;
 
  private:
   static constexpr int kUnansweredLimit = 3;
@@ -47,4 +49,7 @@ class HKObserverQuery : public HKQuery {
   void fire(const platform::healthkit::QueryExecution& execution);
 
   const UpdateHandler updateHandler_;
+  // A change arrived while the app was suspended and could not wake it. Touched only on the
+  // query's queue.
+  bool heldBackWhileSuspended_ = false;
 };

@@ -43,27 +43,34 @@ void HKQuery::execute(std::shared_ptr<platform::healthkit::QueryExecution> execu
 
 void HKQuery::stop() {
   gate_.close();
-  std::shared_ptr<platform::healthkit::QueryExecution> execution;
-  {
-    std::lock_guard<std::mutex> lock(executionMutex_);
-    execution = execution_;
-  }
-  if (execution) execution->state().unregisterQuery(this);
+  if (auto execution = currentExecution()) execution->state().unregisterQuery(this);
 }
 
 void HKQuery::finish(const platform::healthkit::QueryExecution& execution) {
   execution.state().unregisterQuery(this);
 }
 
+std::shared_ptr<platform::healthkit::QueryExecution> HKQuery::currentExecution() const {
+  std::lock_guard<std::mutex> lock(executionMutex_);
+  return execution_;
+}
+
 void HKQuery::notifyChange(std::shared_ptr<const platform::healthkit::DatabaseChange> change) {
-  std::shared_ptr<platform::healthkit::QueryExecution> execution;
-  {
-    std::lock_guard<std::mutex> lock(executionMutex_);
-    execution = execution_;
-  }
+  auto execution = currentExecution();
   if (!execution) return;
   auto self = std::static_pointer_cast<HKQuery>(shared_from_this());
   dispatch_async(execution->queue, [self, execution, change] {
     self->gate_.run([&] { self->databaseDidChange(*execution, *change); });
+  });
+}
+
+void HKQuery::applicationDidBecomeActive(const platform::healthkit::QueryExecution&) {}
+
+void HKQuery::notifyApplicationDidBecomeActive() {
+  auto execution = currentExecution();
+  if (!execution) return;
+  auto self = std::static_pointer_cast<HKQuery>(shared_from_this());
+  dispatch_async(execution->queue, [self, execution] {
+    self->gate_.run([&] { self->applicationDidBecomeActive(*execution); });
   });
 }

@@ -97,6 +97,9 @@ class HKQuery : public NSObject {
   // Runs on the query's queue for every database change while the query is registered.
   virtual void databaseDidChange(const platform::healthkit::QueryExecution& execution,
                                  const platform::healthkit::DatabaseChange& change);
+  // Runs on the query's queue when the app comes back to the foreground while the query is
+  // registered. Does nothing unless a subclass has something held back for that moment.
+  virtual void applicationDidBecomeActive(const platform::healthkit::QueryExecution& execution);
 
   // Whether execution has begun (handlers set afterwards are refused by some subclasses).
   bool hasExecuted() const { return executed_.load(); }
@@ -113,6 +116,10 @@ class HKQuery : public NSObject {
   void stop();
   // Queues databaseDidChange() on the query's queue.
   void notifyChange(std::shared_ptr<const platform::healthkit::DatabaseChange> change);
+  // Queues applicationDidBecomeActive() on the query's queue.
+  void notifyApplicationDidBecomeActive();
+  // The execution, or nullptr before execute.
+  std::shared_ptr<platform::healthkit::QueryExecution> currentExecution() const;
 
   const std::shared_ptr<const HKObjectType> objectType_;
   const std::shared_ptr<const NSPredicate> predicate_;

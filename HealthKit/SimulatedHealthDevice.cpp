@@ -2,7 +2,9 @@
 
 #include <mutex>
 
+#include "Foundation/NSNotificationCenter.h"
 #include "HealthKit/HKQuery.h"
+#include "HealthKit/UIKit/UIApplication.h"
 #include "HealthKit/internal/DeviceState.h"
 
 namespace platform {
@@ -18,10 +20,20 @@ SimulatedHealthDevice::SimulatedHealthDevice()
     : state_(std::make_unique<healthkit::DeviceState>(
           HKSourceRevision::sourceRevisionWithSource(HKSource::defaultSource(), std::nullopt))) {}
 
-SimulatedHealthDevice::~SimulatedHealthDevice() = default;
+SimulatedHealthDevice::~SimulatedHealthDevice() {
+  NSNotificationCenter::defaultCenter().removeObserver(foregroundObserver_);
+}
 
 std::shared_ptr<SimulatedHealthDevice> SimulatedHealthDevice::create() {
-  return std::shared_ptr<SimulatedHealthDevice>(new SimulatedHealthDevice());
+  auto device = std::shared_ptr<SimulatedHealthDevice>(new SimulatedHealthDevice());
+  // HealthKit learns when the app comes back to the foreground, to hand its queries what they
+  // held back while it was suspended.
+  std::weak_ptr<SimulatedHealthDevice> weakDevice = device;
+  device->foregroundObserver_ = NSNotificationCenter::defaultCenter().addObserverForName(
+      UIApplicationDidBecomeActiveNotification, nullptr, [weakDevice](const std::shared_ptr<const NSNotification>&) {
+        if (auto strong = weakDevice.lock()) strong->state_->applicationDidBecomeActive();
+      });
+  return device;
 }
 
 std::shared_ptr<SimulatedHealthDevice> SimulatedHealthDevice::current() {

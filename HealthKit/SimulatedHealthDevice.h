@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "Foundation/NSCalendar.h"
+#include "Foundation/NSObject.h"
 #include "Foundation/NSTimeZone.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/ScriptedHealthUser.h"
@@ -109,6 +110,8 @@ class SimulatedHealthDevice : public std::enable_shared_from_this<SimulatedHealt
   SimulatedHealthDevice();
 
   std::unique_ptr<healthkit::DeviceState> state_;
+  // Observes the app becoming active; removed when the device goes.
+  std::shared_ptr<const NSObject> foregroundObserver_;
 };
 
 }  // namespace platform

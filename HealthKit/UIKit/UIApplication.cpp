@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Foundation/Dispatch.h"
+#include "Foundation/NSNotificationCenter.h"
 
 std::shared_ptr<UIApplication> UIApplication::sharedApplication() {
   // Never destroyed: expiration blocks and HealthKit workers may still reach it at exit.
@@ -16,8 +17,24 @@ UIApplicationState UIApplication::applicationState() const {
 }
 
 void UIApplication::setApplicationState(UIApplicationState state) {
-  std::lock_guard lock(mutex_);
-  state_ = state;
+  UIApplicationState previous;
+  {
+    std::lock_guard lock(mutex_);
+    previous = state_;
+    state_ = state;
+  }
+  if (previous == state) return;
+  auto& center = NSNotificationCenter::defaultCenter();
+  if (state == UIApplicationStateBackground) {
+    center.postNotificationName(UIApplicationDidEnterBackgroundNotification, nullptr, nullptr);
+    return;
+  }
+  if (previous == UIApplicationStateBackground) {
+    center.postNotificationName(UIApplicationWillEnterForegroundNotification, nullptr, nullptr);
+  }
+  if (state == UIApplicationStateActive) {
+    center.postNotificationName(UIApplicationDidBecomeActiveNotification, nullptr, nullptr);
+  }
 }
 
 UIBackgroundTaskIdentifier UIApplication::beginBackgroundTaskWithExpirationHandler(

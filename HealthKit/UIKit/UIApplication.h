@@ -24,12 +24,23 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 using UIBackgroundTaskIdentifier = unsigned long;
 
 // Never returned by beginBackgroundTaskWithExpirationHandler(); ending it does nothing.
 inline constexpr UIBackgroundTaskIdentifier UIBackgroundTaskInvalid = 0;
+
+// Posted on the default notification center by setApplicationState(), on the calling thread (the
+// main thread, as UIKit posts them), when the state changes: entering the background, leaving it,
+// and becoming active.
+inline const std::string UIApplicationDidEnterBackgroundNotification =
+    "UIApplicationDidEnterBackgroundNotification";
+inline const std::string UIApplicationWillEnterForegroundNotification =
+    "UIApplicationWillEnterForegroundNotification";
+inline const std::string UIApplicationDidBecomeActiveNotification =
+    "UIApplicationDidBecomeActiveNotification";
 
 enum UIApplicationState : long {
   UIApplicationStateActive = 0,
@@ -55,6 +66,7 @@ class UIApplication {
 
   // --- For the host and tests ---
 
+  // Changes the state and posts the notifications above that the change calls for.
   void setApplicationState(UIApplicationState state);
 
   std::size_t openBackgroundTaskCount() const;

@@ -192,6 +192,10 @@ void DeviceState::stopAllQueries() {
   for (const auto& query : runningQueries()) query->stop();
 }
 
+void DeviceState::applicationDidBecomeActive() const {
+  for (const auto& query : runningQueries()) query->notifyApplicationDidBecomeActive();
+}
+
 void DeviceState::broadcast(const DatabaseChange& change) const {
   if (change.added.empty() && change.deleted.empty()) return;
   auto shared = std::make_shared<const DatabaseChange>(change);

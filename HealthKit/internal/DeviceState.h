@@ -85,6 +85,8 @@ class DeviceState {
   void stopAllQueries();
   // Tells every running query about a change (each on its own queue).
   void broadcast(const DatabaseChange& change) const;
+  // Tells every running query that the app is back in the foreground (each on its own queue).
+  void applicationDidBecomeActive() const;
 
   // --- Observer calls ---
 

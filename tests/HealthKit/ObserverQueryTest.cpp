@@ -88,6 +88,32 @@ TEST_F(ObserverQueryTest, InTheBackgroundOnlyTypesWithBackgroundDeliveryWakeTheA
   EXPECT_EQ(calls, 1);
 }
 
+TEST_F(ObserverQueryTest, ChangesHeldBackWhileSuspendedArriveOnceWhenTheAppBecomesActive) {
+  authorize({}, {stepType()});
+  observe();
+  auto app = UIApplication::sharedApplication();
+  app->setApplicationState(UIApplicationStateBackground);
+  app->setApplicationState(UIApplicationStateActive);
+  runUntilIdle();
+  EXPECT_EQ(calls, 0);  // nothing changed meanwhile
+
+  app->setApplicationState(UIApplicationStateBackground);
+  ASSERT_EQ(save(iPhone, {phoneSteps(10, at(0), at(1))}), nullptr);
+  ASSERT_EQ(save(iPhone, {phoneSteps(10, at(1), at(2))}), nullptr);
+  EXPECT_EQ(calls, 0);
+  app->setApplicationState(UIApplicationStateInactive);
+  runUntilIdle();
+  EXPECT_EQ(calls, 0);  // not yet running in the foreground
+  app->setApplicationState(UIApplicationStateActive);
+  runUntilIdle();
+  EXPECT_EQ(calls, 1);
+  app->setApplicationState(UIApplicationStateBackground);
+  app->setApplicationState(UIApplicationStateActive);
+  runUntilIdle();
+  EXPECT_EQ(calls, 1);
+  EXPECT_FALSE(device->observerInvocations().back().inBackground);
+}
+
 TEST_F(ObserverQueryTest, AnAppThatNeverAnswersStopsBeingWoken) {
   authorize({}, {stepType()});
   observe(false);

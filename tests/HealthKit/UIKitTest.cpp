@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Foundation/Dispatch.h"
+#include "Foundation/NSNotificationCenter.h"
 #include "Foundation/NSThread.h"
 #include "HealthKit/UIKit/UIApplication.h"
 #include "HealthKit/UIKit/UIDevice.h"
@@ -13,6 +14,25 @@
 namespace {
 
 using UIKitTest = testing_support::EnvironmentFixture;
+
+TEST_F(UIKitTest, StateChangesPostUIKitsNotificationsInOrder) {
+  std::vector<std::string> posted;
+  auto& center = NSNotificationCenter::defaultCenter();
+  auto token = center.addObserverForName("", nullptr, [&](const auto& note) {
+    if (note->name().rfind("UIApplication", 0) == 0) posted.push_back(note->name());
+  });
+  auto app = UIApplication::sharedApplication();
+  app->setApplicationState(UIApplicationStateBackground);
+  app->setApplicationState(UIApplicationStateBackground);  // no change, no notification
+  app->setApplicationState(UIApplicationStateActive);
+  app->setApplicationState(UIApplicationStateInactive);
+  app->setApplicationState(UIApplicationStateActive);
+  center.removeObserver(token);
+  EXPECT_EQ(posted, (std::vector<std::string>{UIApplicationDidEnterBackgroundNotification,
+                                              UIApplicationWillEnterForegroundNotification,
+                                              UIApplicationDidBecomeActiveNotification,
+                                              UIApplicationDidBecomeActiveNotification}));
+}
 
 TEST_F(UIKitTest, BackgroundTaskIdentifiersAreUniqueAndEndingIsIdempotent) {
   auto app = UIApplication::sharedApplication();

@@ -6,8 +6,7 @@ namespace platform {
 
 NSDate SystemClock::now() const {
   const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
-  return NSDate::dateWithTimeIntervalSince1970(
-      std::chrono::duration<double>(sinceEpoch).count());
+  return NSDate::dateWithTimeIntervalSince1970(std::chrono::duration<double>(sinceEpoch).count());
 }
 
 Environment& Environment::shared() {

@@ -30,7 +30,8 @@ std::shared_ptr<SimulatedHealthDevice> SimulatedHealthDevice::create() {
   // held back while it was suspended.
   std::weak_ptr<SimulatedHealthDevice> weakDevice = device;
   device->foregroundObserver_ = NSNotificationCenter::defaultCenter().addObserverForName(
-      UIApplicationDidBecomeActiveNotification, nullptr, [weakDevice](const std::shared_ptr<const NSNotification>&) {
+      UIApplicationDidBecomeActiveNotification, nullptr,
+      [weakDevice](const std::shared_ptr<const NSNotification>&) {
         if (auto strong = weakDevice.lock()) strong->state_->applicationDidBecomeActive();
       });
   return device;

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "support/EnvironmentFixture.h"
 #include "Foundation/NSProcessInfo.h"
+#include "support/EnvironmentFixture.h"
 
 namespace {
 

@@ -69,12 +69,11 @@ void HealthKitFixture::authorize(const HKSampleTypeSet& share, const HKObjectTyp
   EXPECT_TRUE(succeeded);
 }
 
-std::shared_ptr<const NSError> HealthKitFixture::save(
-    const std::shared_ptr<HKHealthStore>& target,
-    std::vector<std::shared_ptr<const HKObject>> objects) {
+std::shared_ptr<const NSError> HealthKitFixture::waitForCompletion(
+    const std::function<void(HKHealthStore::HKCompletion)>& start) {
   std::shared_ptr<const NSError> result;
   bool called = false;
-  target->saveObjects(objects, [&](bool success, auto error) {
+  start([&](bool success, auto error) {
     called = true;
     EXPECT_EQ(success, error == nullptr);
     result = error;
@@ -84,19 +83,20 @@ std::shared_ptr<const NSError> HealthKitFixture::save(
   return result;
 }
 
+std::shared_ptr<const NSError> HealthKitFixture::save(
+    const std::shared_ptr<HKHealthStore>& target,
+    std::vector<std::shared_ptr<const HKObject>> objects) {
+  return waitForCompletion([&](HKHealthStore::HKCompletion completion) {
+    target->saveObjects(objects, std::move(completion));
+  });
+}
+
 std::shared_ptr<const NSError> HealthKitFixture::remove(
     const std::shared_ptr<HKHealthStore>& target,
     std::vector<std::shared_ptr<const HKObject>> objects) {
-  std::shared_ptr<const NSError> result;
-  bool called = false;
-  target->deleteObjects(objects, [&](bool success, auto error) {
-    called = true;
-    EXPECT_EQ(success, error == nullptr);
-    result = error;
+  return waitForCompletion([&](HKHealthStore::HKCompletion completion) {
+    target->deleteObjects(objects, std::move(completion));
   });
-  runUntilIdle();
-  EXPECT_TRUE(called);
-  return result;
 }
 
 }  // namespace testing_support

@@ -6,6 +6,7 @@
 // own sources do; and helpers to save and wait. On TearDown every query of the device is stopped
 // and the queues run until idle, so nothing of one test reaches the next.
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -47,6 +48,10 @@ class HealthKitFixture : public EnvironmentFixture {
   std::shared_ptr<HKHealthStore> watch;   // the watch's
 
  private:
+  // Runs `start` with a completion that records its error, waits, and returns the error.
+  std::shared_ptr<const NSError> waitForCompletion(
+      const std::function<void(HKHealthStore::HKCompletion)>& start);
+
   HKDevice::Pointer phoneDevice_;
   HKDevice::Pointer watchDevice_;
 };

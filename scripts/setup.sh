@@ -4,10 +4,9 @@
 set -euo pipefail
 
 packages=(
-  g++ cmake ninja-build pkg-config tzdata
-  libgtest-dev libgmock-dev libbenchmark-dev
+  g++ cmake ninja-build tzdata
+  libgtest-dev libgmock-dev
   libicu-dev libsqlite3-dev nlohmann-json3-dev
-  libexpat1-dev libzip-dev libcli11-dev
 )
 
 missing=()

@@ -2,6 +2,7 @@
 
 #include <unicode/locid.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -11,8 +12,6 @@
 namespace foundation_internal {
 
 namespace {
-
-bool isSet(long value) { return value != NSDateComponentUndefined; }
 
 bool fitsInt32(long value) {
   return value >= std::numeric_limits<int32_t>::min() &&

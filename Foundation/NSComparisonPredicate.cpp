@@ -6,7 +6,7 @@
 
 NSComparisonPredicate::NSComparisonPredicate(std::string keyPath, NSPredicateOperatorType type,
                                              NSAny value)
-    : NSPredicate(keyPath + " " + operatorSymbol(type) + " %@", {value}),
+    : NSPredicate(std::string("%K ") + operatorSymbol(type) + " %@", {keyPath, value}),
       keyPath_(std::move(keyPath)),
       type_(type),
       value_(std::move(value)) {

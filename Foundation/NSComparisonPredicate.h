@@ -5,8 +5,8 @@
 //
 // Foundation builds these from a pair of expressions; this layer only ever compares a key path
 // with a constant, so it takes the two directly (predicateWithKeyPath). Immutable and
-// thread-safe to evaluate. Its format() is the one predicateWithFormat would accept:
-// "metadata.HKWasUserEntered == %@" with the value as the one argument.
+// thread-safe to evaluate. Its format() is one predicateWithFormat accepts whatever characters
+// the key path holds: "%K == %@" with the key path and the value as the two arguments.
 
 #include <memory>
 #include <string>

@@ -141,6 +141,7 @@ TEST(NSPredicateTest, KeyPathsWalkThroughDictionariesAndStopAtNil) {
   TestSample bare(kFrom, kTo);
   auto userEntered = NSComparisonPredicate::predicateWithKeyPath(
       "metadata.HKWasUserEntered", NSEqualToPredicateOperatorType, true);
+  EXPECT_EQ(userEntered->format(), "metadata.HKWasUserEntered == %@");
   EXPECT_EQ(userEntered->predicateFormat(), "metadata.HKWasUserEntered == 1");
   // A key no format name could spell still makes a format that parses back.
   auto custom = NSComparisonPredicate::predicateWithKeyPath("metadata.my key-2",

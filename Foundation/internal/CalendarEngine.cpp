@@ -123,6 +123,7 @@ std::optional<NSDate> CalendarEngine::add(const NSDateComponents& components, NS
   const SplitDate start = splitDate(date);
   UErrorCode status = U_ZERO_ERROR;
   calendar_->setTime(start.wholeMillis, status);
+  if (U_FAILURE(status)) return std::nullopt;
   for (const Step& step : steps) {
     if (!isSet(step.value) || step.value == 0) continue;
     if (!fitsInt32(step.value) || !fitsInt32(step.value * step.factor)) return std::nullopt;

@@ -54,8 +54,11 @@ class Parser {
     tokenize();
   }
 
-  // Whether the whole format is a single key path name.
-  bool isOneName() const { return tokens_.size() == 2 && tokens_[0].type == TokenType::Name; }
+  // Whether the whole format, blanks included, is a single key path name.
+  bool isOneName() const {
+    return tokens_.size() == 2 && tokens_[0].type == TokenType::Name &&
+           tokens_[0].length == format_.size();
+  }
 
   std::shared_ptr<const NSPredicate> parse() {
     auto predicate = parseOr();

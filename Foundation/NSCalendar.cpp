@@ -6,12 +6,9 @@
 #include "Foundation/internal/CalendarEngine.h"
 
 using foundation_internal::CalendarEngine;
+using foundation_internal::kMatchOptions;
 
 namespace {
-
-constexpr NSCalendarOptions kMatchOptions =
-    NSCalendarMatchStrictly | NSCalendarMatchNextTimePreservingSmallerUnits |
-    NSCalendarMatchPreviousTimePreservingSmallerUnits | NSCalendarMatchNextTime;
 
 void requireOneMatchOption(NSCalendarOptions options, const char* operation) {
   if (std::popcount(static_cast<std::uint64_t>(options & kMatchOptions)) != 1) {

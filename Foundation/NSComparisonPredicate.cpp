@@ -3,10 +3,28 @@
 #include <stdexcept>
 
 #include "Foundation/NSArray.h"
+#include "Foundation/internal/PredicateFormatParser.h"
+
+namespace {
+
+// "metadata.HKWasUserEntered == %@"; a key path no format could spell as a name (a custom
+// metadata key with blanks or dashes) goes in as a %K argument instead, so the format always
+// parses back.
+std::string formatFor(const std::string& keyPath, NSPredicateOperatorType type) {
+  const std::string left = platform::internal::isLiteralKeyPath(keyPath) ? keyPath : "%K";
+  return left + " " + NSComparisonPredicate::operatorSymbol(type) + " %@";
+}
+
+std::vector<NSAny> argumentsFor(const std::string& keyPath, const NSAny& value) {
+  if (platform::internal::isLiteralKeyPath(keyPath)) return {value};
+  return {keyPath, value};
+}
+
+}  // namespace
 
 NSComparisonPredicate::NSComparisonPredicate(std::string keyPath, NSPredicateOperatorType type,
                                              NSAny value)
-    : NSPredicate(keyPath + " " + operatorSymbol(type) + " %@", {value}),
+    : NSPredicate(formatFor(keyPath, type), argumentsFor(keyPath, value)),
       keyPath_(std::move(keyPath)),
       type_(type),
       value_(std::move(value)) {

@@ -6,7 +6,8 @@
 // Foundation builds these from a pair of expressions; this layer only ever compares a key path
 // with a constant, so it takes the two directly (predicateWithKeyPath). Immutable and
 // thread-safe to evaluate. Its format() is the one predicateWithFormat would accept:
-// "metadata.HKWasUserEntered == %@" with the value as the one argument.
+// "metadata.HKWasUserEntered == %@" with the value as the one argument, or, for a key path that
+// is not a plain dotted name, "%K == %@" with the key path and the value as arguments.
 
 #include <memory>
 #include <string>

@@ -2,6 +2,7 @@
 
 #include <unicode/locid.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -11,8 +12,6 @@
 namespace foundation_internal {
 
 namespace {
-
-bool isSet(long value) { return value != NSDateComponentUndefined; }
 
 bool fitsInt32(long value) {
   return value >= std::numeric_limits<int32_t>::min() &&
@@ -124,6 +123,7 @@ std::optional<NSDate> CalendarEngine::add(const NSDateComponents& components, NS
   const SplitDate start = splitDate(date);
   UErrorCode status = U_ZERO_ERROR;
   calendar_->setTime(start.wholeMillis, status);
+  if (U_FAILURE(status)) return std::nullopt;
   for (const Step& step : steps) {
     if (!isSet(step.value) || step.value == 0) continue;
     if (!fitsInt32(step.value) || !fitsInt32(step.value * step.factor)) return std::nullopt;

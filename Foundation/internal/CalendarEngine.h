@@ -17,6 +17,14 @@
 
 namespace foundation_internal {
 
+inline bool isSet(long value) { return value != NSDateComponentUndefined; }
+
+// The options that decide what a match on a skipped local time gives; operations that match
+// take exactly one of them.
+inline constexpr NSCalendarOptions kMatchOptions =
+    NSCalendarMatchStrictly | NSCalendarMatchNextTimePreservingSmallerUnits |
+    NSCalendarMatchPreviousTimePreservingSmallerUnits | NSCalendarMatchNextTime;
+
 class CalendarEngine {
  public:
   struct Match {

@@ -14,8 +14,6 @@ namespace foundation_internal {
 
 namespace {
 
-bool isSet(long value) { return value != NSDateComponentUndefined; }
-
 bool outside(long value, long low, long high) {
   return isSet(value) && (value < low || value > high);
 }
@@ -51,10 +49,6 @@ std::vector<int> candidateValues(long value, bool smallerSet, int count) {
 }
 
 long positiveModulo(long value, long modulus) { return ((value % modulus) + modulus) % modulus; }
-
-constexpr NSCalendarOptions kMatchOptions =
-    NSCalendarMatchStrictly | NSCalendarMatchNextTimePreservingSmallerUnits |
-    NSCalendarMatchPreviousTimePreservingSmallerUnits | NSCalendarMatchNextTime;
 
 // The widest distance, in years, the search covers: the Gregorian calendar repeats every 400.
 constexpr int kSearchYears = 400;

@@ -54,6 +54,12 @@ class Parser {
     tokenize();
   }
 
+  // Whether the whole format, blanks included, is a single key path name.
+  bool isOneName() const {
+    return tokens_.size() == 2 && tokens_[0].type == TokenType::Name &&
+           tokens_[0].length == format_.size();
+  }
+
   std::shared_ptr<const NSPredicate> parse() {
     auto predicate = parseOr();
     if (peek().type != TokenType::End) {
@@ -398,6 +404,15 @@ std::string literal(const NSAny& value) {
 std::shared_ptr<const NSPredicate> parsePredicateFormat(const std::string& format,
                                                         const std::vector<NSAny>& arguments) {
   return Parser(format, arguments).parse();
+}
+
+bool isLiteralKeyPath(const std::string& keyPath) {
+  const std::vector<NSAny> noArguments;
+  try {
+    return Parser(keyPath, noArguments).isOneName();
+  } catch (const std::invalid_argument&) {
+    return false;  // characters no name may hold
+  }
 }
 
 std::string renderPredicateFormat(const std::string& format, const std::vector<NSAny>& arguments) {

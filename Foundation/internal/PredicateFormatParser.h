@@ -17,6 +17,10 @@ namespace platform::internal {
 std::shared_ptr<const NSPredicate> parsePredicateFormat(const std::string& format,
                                                         const std::vector<NSAny>& arguments);
 
+// Whether the key path can stand in a format as it is (a dotted name that is no keyword), so
+// that parsing the format gives the key path back.
+bool isLiteralKeyPath(const std::string& keyPath);
+
 // Writes the arguments into the format for predicateFormat(): %K becomes the key path, %@ the
 // value as a predicate literal (strings quoted, dates as CAST(<seconds>, "NSDate")).
 std::string renderPredicateFormat(const std::string& format, const std::vector<NSAny>& arguments);

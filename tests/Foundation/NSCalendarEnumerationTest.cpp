@@ -2,11 +2,12 @@
 
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "Foundation/Dispatch.h"
 #include "Foundation/NSCalendar.h"
 #include "support/CalendarTestSupport.h"
+#include "support/EnvironmentFixture.h"
 
 namespace {
 
@@ -195,12 +196,14 @@ TEST(NSCalendarEnumeration, RequiresExactlyOneMatchOption) {
 }
 
 // Statistics buckets are computed on HealthKit's worker threads with one shared calendar.
-TEST(NSCalendarThreads, OneCalendarServesSeveralThreads) {
+using NSCalendarThreads = testing_support::EnvironmentFixture;
+
+TEST_F(NSCalendarThreads, OneCalendarServesSeveralWorkers) {
   auto calendar = calendarIn("America/New_York");
   std::vector<std::vector<std::string>> results(4);
-  std::vector<std::thread> threads;
+  auto workers = dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0);
   for (size_t t = 0; t < results.size(); ++t) {
-    threads.emplace_back([&, t] {
+    dispatch_async(workers, [&, t] {
       NSDate date = utc(2024, 3, 8, 17);
       for (int i = 0; i < 50; ++i) {
         auto start = calendar->startOfDayForDate(date);
@@ -210,7 +213,7 @@ TEST(NSCalendarThreads, OneCalendarServesSeveralThreads) {
       }
     });
   }
-  for (auto& thread : threads) thread.join();
+  runUntilIdle();
   for (const auto& result : results) EXPECT_EQ(result, results[0]);
   EXPECT_EQ(results[0].front(), "2024-03-08 05:00:00");
 }

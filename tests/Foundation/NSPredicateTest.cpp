@@ -143,6 +143,18 @@ TEST(NSPredicateTest, KeyPathsWalkThroughDictionariesAndStopAtNil) {
       "metadata.HKWasUserEntered", NSEqualToPredicateOperatorType, true);
   EXPECT_EQ(userEntered->format(), "metadata.HKWasUserEntered == %@");
   EXPECT_EQ(userEntered->predicateFormat(), "metadata.HKWasUserEntered == 1");
+  // A key no format name could spell still makes a format that parses back.
+  for (const char* key : {"in", " value "}) {
+    EXPECT_EQ(NSComparisonPredicate::predicateWithKeyPath(key, NSEqualToPredicateOperatorType, 3)
+                  ->format(),
+              "%K == %@")
+        << key;
+  }
+  auto custom = NSComparisonPredicate::predicateWithKeyPath("metadata.my key-2",
+                                                            NSEqualToPredicateOperatorType, 3);
+  auto reparsed = NSPredicate::predicateWithFormat(custom->format(), custom->arguments());
+  EXPECT_TRUE(reparsed->evaluateWithObject(
+      TestSample(kFrom, kTo, nullptr, NSDictionary::dictionaryWithDictionary({{"my key-2", 3}}))));
   EXPECT_TRUE(userEntered->evaluateWithObject(entered));
   EXPECT_FALSE(userEntered->evaluateWithObject(bare));
   EXPECT_TRUE(entered.valueForKeyPath("metadata.missing").isNil());

@@ -9,7 +9,8 @@ namespace testing_support {
 void EnvironmentFixture::SetUp() {
   clock_ = std::make_shared<ManualClock>(kStart);
   platform::Environment::shared().setClock(clock_);
-  platform::Environment::shared().setOperatingSystemVersion({17, 0, 0});
+  platform::Environment::shared().setOperatingSystemVersion(
+      platform::Environment::kDefaultOperatingSystemVersion);
   UIApplication::sharedApplication()->reset();
   UIDevice::currentDevice()->reset();
 }

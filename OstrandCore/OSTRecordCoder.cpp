@@ -139,7 +139,8 @@ std::string OSTRecordCoder::JSONFromRecord(const OSTRecord& record) {
     }
     json["values"] = std::move(entries);
   }
-  return json.dump();
+  // A string that is not valid UTF-8 gets U+FFFD for each bad byte instead of an exception.
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string_view text) {

@@ -44,9 +44,10 @@ unsigned daysInMonth(std::int64_t year, unsigned month) {
   return month == 2 && isLeapYear(year) ? 29 : kDays[month - 1];
 }
 
-constexpr std::int64_t kReferenceDateUnixSeconds = 978307200;  // 2001-01-01 00:00:00 UTC
-constexpr std::int64_t kFirstSecond = -62135596800;            // 0001-01-01 00:00:00 UTC
-constexpr std::int64_t kLastSecond = 253402300799;             // 9999-12-31 23:59:59 UTC
+constexpr auto kReferenceDateUnixSeconds =
+    static_cast<std::int64_t>(NSDate::kTimeIntervalBetween1970AndReferenceDate);
+constexpr std::int64_t kFirstSecond = -62135596800;  // 0001-01-01 00:00:00 UTC
+constexpr std::int64_t kLastSecond = 253402300799;   // 9999-12-31 23:59:59 UTC
 
 // Reads exactly `count` decimal digits at `pos`.
 bool readDigits(std::string_view text, std::size_t& pos, std::size_t count, unsigned& out) {

@@ -102,6 +102,8 @@ class OSTRecord : public OSTModel {
   // The properties every record has, and those this record's class adds to them.
   static std::span<const OSTPropertyInfo> commonProperties();
   virtual std::span<const OSTPropertyInfo> ownProperties() const { return {}; }
+  // The property of that name, among the common ones and this class's own; nullptr when none.
+  const OSTPropertyInfo* propertyNamed(std::string_view name) const;
   // The properties that are set, by name.
   const std::map<std::string, NSAny, std::less<>>& propertyValues() const { return values_; }
 
@@ -119,7 +121,6 @@ class OSTRecord : public OSTModel {
   void setDateValue(std::string_view name, std::optional<NSDate> value);
 
  private:
-  const OSTPropertyInfo* propertyNamed(std::string_view name) const;
   void store(const OSTPropertyInfo& property, NSAny value);
 
   std::map<std::string, NSAny, std::less<>> values_;

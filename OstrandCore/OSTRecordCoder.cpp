@@ -84,16 +84,6 @@ std::string pointer(const std::string& parent, const std::string& member) {
   return parent + "/" + escaped;
 }
 
-const OSTPropertyInfo* findProperty(const OSTRecord& record, const std::string& name) {
-  for (const auto& property : OSTRecord::commonProperties()) {
-    if (property.name == name) return &property;
-  }
-  for (const auto& property : record.ownProperties()) {
-    if (property.name == name) return &property;
-  }
-  return nullptr;
-}
-
 void decodeIntradayValues(OSTIntraDay& series, const ordered_json& json) {
   if (!json.is_array())
     throw DecodeError("/values", "expected an array, found " + std::string(json.type_name()));
@@ -149,7 +139,8 @@ std::string OSTRecordCoder::JSONFromRecord(const OSTRecord& record) {
     }
     json["values"] = std::move(entries);
   }
-  return json.dump();
+  // A string that is not valid UTF-8 gets U+FFFD for each bad byte instead of an exception.
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string_view text) {
@@ -188,7 +179,7 @@ OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string
         }
       } else if (name == "values" && kind == OSTRecordTypeIntraday) {
         decodeIntradayValues(static_cast<OSTIntraDay&>(*record), member);
-      } else if (const OSTPropertyInfo* property = findProperty(*record, name)) {
+      } else if (const OSTPropertyInfo* property = record->propertyNamed(name)) {
         record->setValue(decodeValue(member, property->kind, where), name);
       } else {
         throw DecodeError(where, "unknown field for a " + kindName + " record");

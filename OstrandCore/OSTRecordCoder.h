@@ -8,7 +8,8 @@
 // OSTIntraDay "values", an array of {"start", "end", "value"} in order of start. Numbers keep how
 // they were boxed: a boolean is true/false, an integer has no decimal point, a floating-point
 // number always has one ("3.0"). Dates are strings from the shared ISO 8601 formatter, which
-// round-trip exactly, so recordFromJSON(JSONFromRecord(r)) isEqual r for every record.
+// round-trip exactly, so recordFromJSON(JSONFromRecord(r)) isEqual r for every record whose
+// strings are valid UTF-8 (a byte that is not is written as U+FFFD, so encoding never throws).
 //
 // Decoding is strict: anything that is not exactly such an object is an error value of
 // kOSTCoreErrorDomain code OSTCoreErrorInvalidRecord that says what was wrong and where, e.g.

@@ -80,10 +80,12 @@ constexpr const char* kTimestampNames[] = {
     "intradayStepsFetchTimestamp",
 };
 
-std::optional<NSDate>* timestampField(OSTStoredSessionData& data, std::size_t index) {
-  std::optional<NSDate>* fields[] = {&data.routineQueryTimestamp, &data.routineFetchTimestamp,
-                                     &data.intradayStepsQueryTimestamp,
-                                     &data.intradayStepsFetchTimestamp};
+// The timestamp named kTimestampNames[index], of stored data const or not.
+template <class Data>
+auto* timestampField(Data& data, std::size_t index) {
+  decltype(&data.routineQueryTimestamp) fields[] = {
+      &data.routineQueryTimestamp, &data.routineFetchTimestamp, &data.intradayStepsQueryTimestamp,
+      &data.intradayStepsFetchTimestamp};
   return fields[index];
 }
 
@@ -278,13 +280,12 @@ OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
       insert.bind(2, date.timeIntervalSinceReferenceDate());
       if (!insert.run()) return false;
     }
-    OSTStoredSessionData copy = data;
     for (std::size_t i = 0; i < std::size(kTimestampNames); ++i) {
       Statement upsert =
           statement("INSERT OR REPLACE INTO session_timestamp(name, date) VALUES (?, ?)");
       if (!upsert.valid()) return false;
       upsert.bind(1, std::string(kTimestampNames[i]));
-      upsert.bind(2, *timestampField(copy, i));
+      upsert.bind(2, *timestampField(data, i));
       if (!upsert.run()) return false;
     }
     return true;

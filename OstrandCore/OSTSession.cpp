@@ -141,8 +141,8 @@ void OSTSession::endSession() {
 void OSTSession::endSessionLocked() {
   if (store_ && !pending_.empty() && !unavailable_) {
     if (OSTStatus error = flushPendingLocked()) {
-      OSTLog::log(OSTLog::Error, "OSTSession: %lu submitted records were never stored in %s",
-                  pending_.size(), store_->path());
+      OSTLog::log(OSTLog::Error, "OSTSession: %lu submitted records were never stored: %s",
+                  pending_.size(), error->localizedDescription());
     }
   }
   pending_.clear();
@@ -177,22 +177,17 @@ OSTStatus OSTSession::flushPendingLocked() {
 }
 
 OSTStatus OSTSession::saveSessionData() {
-  std::shared_ptr<OSTSessionData> data;
-  OSTStoredSessionData unreadable;
-  {
-    std::lock_guard lock(mutex_);
-    if (!store_) {
-      return report(
-          OSTCoreError(OSTCoreErrorNoSession, "cannot save session data: no session is running"));
-    }
-    data = sessionData_;
-    unreadable = unreadable_;
-  }
-  // Read without mutex_: the session data has a lock of its own, and no code holds two.
-  const OSTStoredSessionData snapshot = toStored(*data, unreadable);
+  // The snapshot is taken under mutex_ so that two saves at once write in the order they read:
+  // an older snapshot never overwrites a newer one. The session data's own lock is only ever
+  // taken inside mutex_, never the other way round.
   std::lock_guard lock(mutex_);
-  if (data != sessionData_) return nullptr;  // the session ended meanwhile; its data went with it
-  if (OSTStatus error = store_->saveSessionData(snapshot)) return report(error);
+  if (!store_) {
+    return report(
+        OSTCoreError(OSTCoreErrorNoSession, "cannot save session data: no session is running"));
+  }
+  if (OSTStatus error = store_->saveSessionData(toStored(*sessionData_, unreadable_))) {
+    return report(error);
+  }
   return inMemoryResultLocked("session data saved");
 }
 

@@ -87,6 +87,13 @@ TEST(RecordCoderTest, FieldNamesAndFormatAreStable) {
   EXPECT_EQ(OSTRecordCoder::JSONFromRecord(record),
             R"({"kind":"weight","activityID":"A1","timestamp":"2024-03-09T17:00:00.25Z",)"
             R"("validated":true,"weight":72.5,"extras":{"lean_body_mass":60}})");
+
+  // Bytes that are not UTF-8 (a source name from another app) cannot go into JSON as they are:
+  // they become U+FFFD rather than stopping the submission.
+  record.setOriginalSource(std::string("Scale \xff\xfe"));
+  auto decoded = OSTRecordCoder::recordFromJSON(OSTRecordCoder::JSONFromRecord(record));
+  ASSERT_TRUE(decoded.ok());
+  EXPECT_EQ(decoded.value->originalSource(), "Scale \uFFFD\uFFFD");
 }
 
 TEST(RecordCoderTest, MalformedInputIsAnErrorSayingWhereAndWhat) {

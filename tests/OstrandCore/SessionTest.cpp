@@ -260,11 +260,19 @@ TEST_F(SessionTest, InjectedFaultsAreReportedAndNothingIsLost) {
   ASSERT_NE(refused, nullptr);
   EXPECT_EQ(refused->code(), OSTCoreErrorInvalidRecord);
   EXPECT_EQ(outbox(session).size(), 2u);
+
+  // Records still unwritten when the session ends are lost, and the log says so and why.
+  faults->failAddToOutbox = 2;
+  EXPECT_NE(session.submitRecords({weightRecord("D", 1)}), nullptr);
   session.endSession();
+  EXPECT_EQ(log.lines().back(),
+            "OSTSession: 1 submitted records were never stored: " +
+                FaultInjectingStore::message("add records to the outbox of", path_));
 
   OSTSession reopened;
   ASSERT_EQ(reopened.startSession("u", path_), nullptr);
   EXPECT_EQ(reopened.sessionData()->routineQueryTimestamp(), kStart);
+  EXPECT_EQ(outbox(reopened).size(), 2u);
 }
 
 TEST_F(SessionTest, EntriesThisVersionCannotReadAreKept) {

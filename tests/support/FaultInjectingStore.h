@@ -20,20 +20,15 @@ class FaultInjectingStore final : public OSTStore {
  public:
   struct Faults {
     // How many of the next calls of each operation fail.
-    std::atomic<int> failOpen{0};
     std::atomic<int> failSave{0};
     std::atomic<int> failAddToOutbox{0};
-    std::atomic<int> failOutbox{0};
   };
 
   FaultInjectingStore(std::unique_ptr<OSTStore> store, std::shared_ptr<Faults> faults)
       : store_(std::move(store)), faults_(std::move(faults)) {}
 
   std::string path() const override { return store_->path(); }
-  [[nodiscard]] OSTStatus open() override {
-    if (take(faults_->failOpen)) return fault("open");
-    return store_->open();
-  }
+  [[nodiscard]] OSTStatus open() override { return store_->open(); }
   [[nodiscard]] OSTResult<OSTStoredSessionData> loadSessionData() override {
     return store_->loadSessionData();
   }
@@ -46,7 +41,6 @@ class FaultInjectingStore final : public OSTStore {
     return store_->addToOutbox(rows);
   }
   [[nodiscard]] OSTResult<std::vector<OSTOutboxRow>> outbox(std::size_t limit) override {
-    if (take(faults_->failOutbox)) return {{}, fault("read the outbox of")};
     return store_->outbox(limit);
   }
   [[nodiscard]] OSTStatus removeFromOutbox(const std::vector<std::int64_t>& identifiers) override {

@@ -250,10 +250,11 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
       if (!completion) return;
       runOnWorker([completion, count, error] { completion(error == nullptr, count, error); });
     };
+    const std::string& bundle = self->bundleIdentifier();
     // A correlation type is never granted itself (asking for it raises): its objects are
     // governed by their members' types, checked per object below as deleteObjects() does.
     if (!isCorrelationType(*objectType)) {
-      const auto share = state.permission(self->bundleIdentifier(), *objectType).share;
+      const auto share = state.permission(bundle, *objectType).share;
       if (share != true) {
         finish(0, makeHealthKitError(
                       share ? HKErrorAuthorizationDenied : HKErrorAuthorizationNotDetermined,
@@ -261,13 +262,12 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
         return;
       }
     }
-    const std::string& bundle = self->bundleIdentifier();
+    const auto ownMatching = [&](const HKObject& object, const std::string& owner) {
+      return owner == bundle && (!predicate || predicate->evaluateWithObject(object));
+    };
     std::vector<std::shared_ptr<const HKObject>> doomed;
     try {
-      for (const auto& stored : state.database().objects(
-               objectType->identifier(), [&](const HKObject&object, const std::string&owner) {
-                 return owner == bundle && (!predicate || predicate->evaluateWithObject(object));
-               })) {
+      for (const auto& stored : state.database().objects(objectType->identifier(), ownMatching)) {
         doomed.push_back(stored.object);
       }
     } catch (const std::exception& error) {

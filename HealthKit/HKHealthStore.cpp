@@ -250,26 +250,38 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
       if (!completion) return;
       runOnWorker([completion, count, error] { completion(error == nullptr, count, error); });
     };
-    const auto share = state.permission(self->bundleIdentifier(), *objectType).share;
-    if (share != true) {
-      finish(0, makeHealthKitError(
-                    share ? HKErrorAuthorizationDenied : HKErrorAuthorizationNotDetermined,
-                    "Not authorized to delete " + objectType->identifier()));
-      return;
+    const std::string& bundle = self->bundleIdentifier();
+    // A correlation type is never granted itself (asking for it raises): its objects are
+    // governed by their members' types, checked per object below as deleteObjects() does.
+    if (!isCorrelationType(*objectType)) {
+      const auto share = state.permission(bundle, *objectType).share;
+      if (share != true) {
+        finish(0, makeHealthKitError(
+                      share ? HKErrorAuthorizationDenied : HKErrorAuthorizationNotDetermined,
+                      "Not authorized to delete " + objectType->identifier()));
+        return;
+      }
     }
-    platform::healthkit::DatabaseChange change;
+    const auto ownMatching = [&](const HKObject& object, const std::string& owner) {
+      return owner == bundle && (!predicate || predicate->evaluateWithObject(object));
+    };
+    std::vector<std::shared_ptr<const HKObject>> doomed;
     try {
-      change = state.database().removeMatching(
-          objectType->identifier(), self->bundleIdentifier(),
-          [&predicate](const HKObject& object, const std::string&) {
-            return !predicate || predicate->evaluateWithObject(object);
-          });
+      for (const auto& stored : state.database().objects(objectType->identifier(), ownMatching)) {
+        doomed.push_back(stored.object);
+      }
     } catch (const std::exception& error) {
       finish(0, makeHealthKitError(HKErrorInvalidArgument, error.what()));
       return;
     }
-    state.broadcast(change);
-    finish(change.deleted.size(), nullptr);
+    if (auto error = self->checkSharing(doomed, "delete")) {
+      finish(0, error);
+      return;
+    }
+    // Cannot fail: the objects were just found, are the app's own, and only this queue writes.
+    auto result = state.database().remove(doomed, bundle);
+    state.broadcast(result.change);
+    finish(result.change.deleted.size(), nullptr);
   });
 }
 

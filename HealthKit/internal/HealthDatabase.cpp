@@ -105,22 +105,6 @@ HealthDatabase::DeleteResult HealthDatabase::remove(
   return result;
 }
 
-DatabaseChange HealthDatabase::removeMatching(const std::string& typeIdentifier,
-                                              const std::string& owner, const Filter& filter) {
-  DatabaseChange change;
-  std::lock_guard<std::mutex> lock(mutex_);
-  auto table = tables_.find(typeIdentifier);
-  if (table == tables_.end()) return change;
-  std::vector<StoredObject> doomed;
-  for (const auto& [anchor, stored] : table->second.objects) {
-    if (stored.owner == owner && (!filter || filter(*stored.object, stored.owner))) {
-      doomed.push_back(stored);
-    }
-  }
-  for (const auto& stored : doomed) eraseLocked(stored, change);
-  return change;
-}
-
 std::vector<StoredObject> HealthDatabase::objects(const std::string& typeIdentifier,
                                                   const Filter& filter) const {
   std::vector<StoredObject> found;

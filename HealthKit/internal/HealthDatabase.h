@@ -76,9 +76,6 @@ class HealthDatabase {
   };
   DeleteResult remove(const std::vector<std::shared_ptr<const HKObject>>& objects,
                       const std::string& owner);
-  // Deletes the owner's objects of the type that pass the filter.
-  DatabaseChange removeMatching(const std::string& typeIdentifier, const std::string& owner,
-                                const Filter& filter);
 
   // The type's stored objects that pass the filter, in the order they were saved.
   std::vector<StoredObject> objects(const std::string& typeIdentifier, const Filter& filter) const;

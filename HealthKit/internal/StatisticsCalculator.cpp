@@ -37,7 +37,6 @@ struct Sample {
   double end;
   double value;
   std::string bundle;
-  std::shared_ptr<const HKSource> source;
 };
 
 // Interval starts, computed once each (the calendar is not free).
@@ -104,11 +103,10 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
   for (const auto& stored : samples) {
     auto sample = std::dynamic_pointer_cast<const HKQuantitySample>(stored.object);
     if (!sample) continue;
-    auto source = sample->sourceRevision()->source();
-    sourceOf.emplace(stored.owner, source);
+    sourceOf.emplace(stored.owner, sample->sourceRevision()->source());
     values.push_back({sample->startDate().timeIntervalSinceReferenceDate(),
                       sample->endDate().timeIntervalSinceReferenceDate(),
-                      sample->quantity()->doubleValueForUnit(*unit), stored.owner, source});
+                      sample->quantity()->doubleValueForUnit(*unit), stored.owner});
   }
 
   Starts starts(grid);
@@ -127,15 +125,17 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
                       }
                     });
   }
+  // Sources not ranked come after every ranked one.
+  auto rankOf = [&](const std::string& bundle) {
+    auto rank = ranks.find(bundle);
+    return rank == ranks.end() ? static_cast<int>(ranks.size()) : rank->second;
+  };
   // The merged sum, each stretch of time from its best source only.
   if (cumulative) {
-    const int unranked = static_cast<int>(ranks.size());
     std::vector<RankedAmount> ranked;
     ranked.reserve(values.size());
     for (const Sample& sample : values) {
-      auto rank = ranks.find(sample.bundle);
-      ranked.push_back({{sample.start, sample.end, sample.value},
-                        rank == ranks.end() ? unranked : rank->second});
+      ranked.push_back({{sample.start, sample.end, sample.value}, rankOf(sample.bundle)});
     }
     for (const TimedAmount& piece : mergeBySourcePriority(ranked)) {
       forEachInterval(grid, starts, piece.start, piece.end,
@@ -147,10 +147,6 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
     }
   }
 
-  auto rankOf = [&](const std::string& bundle) {
-    auto rank = ranks.find(bundle);
-    return rank == ranks.end() ? static_cast<int>(ranks.size()) : rank->second;
-  };
   std::map<long, std::shared_ptr<const HKStatistics>> statistics;
   for (auto& [index, interval] : intervals) {
     std::vector<HKStatistics::SourceValues> perSource;

@@ -4,6 +4,7 @@
 
 #include "Foundation/NSThread.h"
 #include "HealthKit/HKAnchoredObjectQuery.h"
+#include "HealthKit/HKCorrelation.h"
 #include "HealthKit/HKError.h"
 #include "HealthKit/HKSampleQuery.h"
 #include "support/HealthKitFixture.h"
@@ -114,6 +115,46 @@ TEST_F(HealthStoreTest, AnAppDeletesOnlyWhatItSaved) {
   EXPECT_EQ(left[0]->UUID(), watchs->UUID());
   // Deleted once, gone: deleting again is an error too.
   EXPECT_NE(remove(store, {own}), nullptr);
+}
+
+// The app is granted its readings' member types, never the correlation type itself, yet may
+// delete the correlations it saved by their type, members included.
+TEST_F(HealthStoreTest, CorrelationsAreDeletedByTypeUnderTheirMembersPermissions) {
+  auto systolic =
+      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureSystolic);
+  auto diastolic =
+      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureDiastolic);
+  auto pressure =
+      HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
+  auto reading = [&] {
+    return HKCorrelation::correlationWithType(
+        pressure, at(0), at(1),
+        {quantitySample(systolic, 120, at(0), at(1)), quantitySample(diastolic, 80, at(0), at(1))});
+  };
+  authorize({systolic, diastolic}, {});
+  ASSERT_EQ(save(store, {reading()}), nullptr);
+  ASSERT_EQ(save(watch, {reading()}), nullptr);
+
+  auto deleteAll = [&](std::size_t& deleted) {
+    std::shared_ptr<const NSError> result;
+    store->deleteObjectsOfType(pressure, nullptr, [&](bool, std::size_t count, auto error) {
+      deleted = count;
+      result = error;
+    });
+    runUntilIdle();
+    return result;
+  };
+  std::size_t deleted = 99;
+  EXPECT_EQ(deleteAll(deleted), nullptr);
+  EXPECT_EQ(deleted, 3u);  // the app's reading and its two members; the watch's stays
+
+  // Once the user withdraws a member type, the app may no longer delete such readings.
+  ASSERT_EQ(save(store, {reading()}), nullptr);
+  device->setAuthorization(diastolic, std::nullopt, false);
+  auto error = deleteAll(deleted);
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), HKErrorAuthorizationDenied);
+  EXPECT_EQ(deleted, 0u);
 }
 
 TEST_F(HealthStoreTest, SamplesBeforeTheEarliestPermittedDateAreRefused) {

@@ -5,7 +5,7 @@
 #include <ctime>
 #include <ostream>
 
-#include "Foundation/PlatformEnvironment.h"
+#include "Foundation/Platform/PlatformEnvironment.h"
 
 NSDate NSDate::date() { return platform::Environment::shared().now(); }
 

@@ -1,6 +1,6 @@
 #include "Foundation/NSProcessInfo.h"
 
-#include "Foundation/PlatformEnvironment.h"
+#include "Foundation/Platform/PlatformEnvironment.h"
 
 NSProcessInfo& NSProcessInfo::processInfo() {
   static NSProcessInfo info;

@@ -5,7 +5,7 @@
 #include "Foundation/Dispatch.h"
 #include "HealthKit/HKError.h"
 #include "HealthKit/HKQuery.h"
-#include "HealthKit/SimulatedHealthDevice.h"
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/DeviceState.h"
 #include "HealthKit/internal/HKObjectAccess.h"
 #include "HealthKit/internal/QueryExecution.h"

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "Foundation/NSThread.h"
-#include "Foundation/PlatformEnvironment.h"
+#include "Foundation/Platform/PlatformEnvironment.h"
 
 namespace platform::internal {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Foundation/PlatformEnvironment.h"
+#include "Foundation/Platform/PlatformEnvironment.h"
 
 std::shared_ptr<UIDevice> UIDevice::currentDevice() {
   // Never destroyed, like the shared application.

@@ -22,8 +22,8 @@
 #include "Foundation/NSCalendar.h"
 #include "Foundation/NSPredicate.h"
 #include "HealthKit/HKHealthStore.h"
-#include "HealthKit/ScriptedHealthUser.h"
-#include "HealthKit/SimulatedHealthDevice.h"
+#include "HealthKit/Simulator/ScriptedHealthUser.h"
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/HealthDatabase.h"
 
 class HKQuery;

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "Foundation/Dispatch.h"
-#include "HealthKit/SimulatedHealthDevice.h"
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/DeviceState.h"
 
 namespace platform::healthkit {

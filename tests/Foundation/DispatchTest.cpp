@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Foundation/Dispatch.h"
-#include "Foundation/DispatchRuntime.h"
+#include "Foundation/Platform/DispatchRuntime.h"
 #include "Foundation/NSThread.h"
 #include "support/EnvironmentFixture.h"
 

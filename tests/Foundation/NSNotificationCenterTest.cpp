@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Foundation/Dispatch.h"
-#include "Foundation/DispatchRuntime.h"
+#include "Foundation/Platform/DispatchRuntime.h"
 #include "Foundation/NSNotificationCenter.h"
 
 namespace {

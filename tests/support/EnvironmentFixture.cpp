@@ -1,6 +1,6 @@
 #include "EnvironmentFixture.h"
 
-#include "Foundation/DispatchRuntime.h"
+#include "Foundation/Platform/DispatchRuntime.h"
 #include "HealthKit/UIKit/UIApplication.h"
 #include "HealthKit/UIKit/UIDevice.h"
 

@@ -13,7 +13,7 @@
 #include "EnvironmentFixture.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/HKQuantitySample.h"
-#include "HealthKit/SimulatedHealthDevice.h"
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
 
 namespace testing_support {
 

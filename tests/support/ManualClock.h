@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-#include "Foundation/PlatformEnvironment.h"
+#include "Foundation/Platform/PlatformEnvironment.h"
 
 namespace testing_support {
 

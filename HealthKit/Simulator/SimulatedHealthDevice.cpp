@@ -1,4 +1,4 @@
-#include "HealthKit/SimulatedHealthDevice.h"
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
 
 #include <mutex>
 

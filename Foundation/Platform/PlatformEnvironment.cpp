@@ -1,4 +1,4 @@
-#include "Foundation/PlatformEnvironment.h"
+#include "Foundation/Platform/PlatformEnvironment.h"
 
 #include <chrono>
 

@@ -1,4 +1,4 @@
-#include "Foundation/DispatchRuntime.h"
+#include "Foundation/Platform/DispatchRuntime.h"
 
 #include "Foundation/internal/DispatchScheduler.h"
 

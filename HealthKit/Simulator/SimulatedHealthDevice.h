@@ -30,7 +30,7 @@
 #include "Foundation/NSObject.h"
 #include "Foundation/NSTimeZone.h"
 #include "HealthKit/HKHealthStore.h"
-#include "HealthKit/ScriptedHealthUser.h"
+#include "HealthKit/Simulator/ScriptedHealthUser.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "HealthKit/ScriptedHealthUser.h"
+#include "HealthKit/Simulator/ScriptedHealthUser.h"
 
 namespace platform {
 

@@ -1,0 +1,81 @@
+#include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+
+#include "OstrandCore/OSTLog.h"
+
+namespace {
+
+// Saves the session data; a failure is logged with the operation that caused the save.
+OSTStatus save(OSTSession& session, const char* operation) {
+  auto status = session.saveSessionData();
+  if (status) {
+    OSTLog::log(OSTLog::Error, "%s cannot save the session data: %@", operation,
+                status->localizedDescription());
+  }
+  return status;
+}
+
+}  // namespace
+
+std::optional<NSDate> routineQueryTimestamp(const OSTSession& session) {
+  return session.sessionData()->routineQueryTimestamp();
+}
+void setRoutineQueryTimestamp(OSTSession& session, std::optional<NSDate> date) {
+  session.sessionData()->setRoutineQueryTimestamp(date);
+}
+std::optional<NSDate> routineFetchTimestamp(const OSTSession& session) {
+  return session.sessionData()->routineFetchTimestamp();
+}
+void setRoutineFetchTimestamp(OSTSession& session, std::optional<NSDate> date) {
+  session.sessionData()->setRoutineFetchTimestamp(date);
+}
+std::optional<NSDate> intradayStepsQueryTimestamp(const OSTSession& session) {
+  return session.sessionData()->intradayStepsQueryTimestamp();
+}
+void setIntradayStepsQueryTimestamp(OSTSession& session, std::optional<NSDate> date) {
+  session.sessionData()->setIntradayStepsQueryTimestamp(date);
+}
+std::optional<NSDate> intradayStepsFetchTimestamp(const OSTSession& session) {
+  return session.sessionData()->intradayStepsFetchTimestamp();
+}
+void setIntradayStepsFetchTimestamp(OSTSession& session, std::optional<NSDate> date) {
+  session.sessionData()->setIntradayStepsFetchTimestamp(date);
+}
+
+std::shared_ptr<const HKQueryAnchor> anchorForKey(const OSTSession& session,
+                                                  const OSTSampleTypePointer& type) {
+  return anchorForKey(*session.sessionData(), type);
+}
+
+OSTStatus setAnchor(OSTSession& session, std::shared_ptr<const HKQueryAnchor> anchor,
+                    const OSTSampleTypePointer& type) {
+  setAnchor(*session.sessionData(), std::move(anchor), type);
+  return save(session, __func__);
+}
+
+OSTStatus removeAnchorForKey(OSTSession& session, const OSTSampleTypePointer& type) {
+  removeAnchorForKey(*session.sessionData(), type);
+  return save(session, __func__);
+}
+
+NSDate queryDateForKey(const OSTSession& session, const OSTSampleTypePointer& type) {
+  return queryDateForKey(*session.sessionData(), type);
+}
+
+OSTStatus setQueryDate(OSTSession& session, NSDate date, const OSTSampleTypePointer& type) {
+  setQueryDate(*session.sessionData(), date, type);
+  return save(session, __func__);
+}
+
+OSTQueryDateDictionary queryDates(const OSTSession& session) {
+  return session.sessionData()->queryDates();
+}
+
+OSTStatus setQueryDates(OSTSession& session, OSTQueryDateDictionary queryDates) {
+  session.sessionData()->setQueryDates(std::move(queryDates));
+  return save(session, __func__);
+}
+
+OSTStatus setAnchors(OSTSession& session, OSTAnchorDictionary anchors) {
+  session.sessionData()->setAnchors(std::move(anchors));
+  return save(session, __func__);
+}

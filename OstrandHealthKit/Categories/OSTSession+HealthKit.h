@@ -1,0 +1,48 @@
+#pragma once
+
+// OSTSession(HealthKit): the engine's sync positions on the core session: anchors and query
+// dates per sample type (saved at once) and the four routine and intraday-step timestamps (kept
+// in memory until the next save), plus endHealthKitSession, the host's way to end every
+// subscription.
+//
+// The asymmetry is deliberate: every anchor or query-date change is written to the database
+// before the call returns, the timestamp setters change the session data only and reach the
+// disk with the next save. A failed save is logged at level 0 with the reason and returned; the
+// change stays in memory and is written by the next save that succeeds.
+//
+// Called on the main thread (the engine's HealthKit callbacks hop there first); see
+// OSTSessionData+HealthKit.h for why.
+//
+//   setQueryDate(*OSTSession::sharedInstance(), NSDate::date(), stepType);  // saved
+//   setRoutineFetchTimestamp(*OSTSession::sharedInstance(), std::nullopt);  // not saved yet
+
+#include <memory>
+#include <optional>
+
+#include "OstrandCore/OSTError.h"
+#include "OstrandCore/OSTSession.h"
+#include "OstrandHealthKit/Models/OSTSessionData+HealthKit.h"
+
+// --- Timestamps: not saved ---
+
+std::optional<NSDate> routineQueryTimestamp(const OSTSession& session);
+void setRoutineQueryTimestamp(OSTSession& session, std::optional<NSDate> date);
+std::optional<NSDate> routineFetchTimestamp(const OSTSession& session);
+void setRoutineFetchTimestamp(OSTSession& session, std::optional<NSDate> date);
+std::optional<NSDate> intradayStepsQueryTimestamp(const OSTSession& session);
+void setIntradayStepsQueryTimestamp(OSTSession& session, std::optional<NSDate> date);
+std::optional<NSDate> intradayStepsFetchTimestamp(const OSTSession& session);
+void setIntradayStepsFetchTimestamp(OSTSession& session, std::optional<NSDate> date);
+
+// --- Anchors and query dates: saved at once ---
+
+std::shared_ptr<const HKQueryAnchor> anchorForKey(const OSTSession& session,
+                                                  const OSTSampleTypePointer& type);
+OSTStatus setAnchor(OSTSession& session, std::shared_ptr<const HKQueryAnchor> anchor,
+                    const OSTSampleTypePointer& type);
+OSTStatus removeAnchorForKey(OSTSession& session, const OSTSampleTypePointer& type);
+NSDate queryDateForKey(const OSTSession& session, const OSTSampleTypePointer& type);
+OSTStatus setQueryDate(OSTSession& session, NSDate date, const OSTSampleTypePointer& type);
+OSTQueryDateDictionary queryDates(const OSTSession& session);
+OSTStatus setQueryDates(OSTSession& session, OSTQueryDateDictionary queryDates);
+OSTStatus setAnchors(OSTSession& session, OSTAnchorDictionary anchors);

@@ -151,7 +151,10 @@ std::vector<std::shared_ptr<OSTBiometrics>> heartRateRecordsFromStatistics(
         const auto minimum = dayStatistics->minimumQuantityForSource(*source);
         const auto maximum = dayStatistics->maximumQuantityForSource(*source);
         const auto average = dayStatistics->averageQuantityForSource(*source);
-        if (!minimum || !maximum || !average) continue;
+        if (!minimum || !maximum || !average || !minimum->isCompatibleWithUnit(*bpm) ||
+            !maximum->isCompatibleWithUnit(*bpm) || !average->isCompatibleWithUnit(*bpm)) {
+          continue;
+        }
         OSTBiometrics& record = recordFor(heartRateKeyFromDate(day, *source));
         setHealthKitSource(record, *source);
         record.setTimestamp(day);

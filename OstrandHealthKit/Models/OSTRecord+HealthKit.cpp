@@ -1,0 +1,278 @@
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <string_view>
+
+#include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKMetadata.h"
+#include "HealthKit/HKQuantitySample.h"
+#include "HealthKit/HKTypeIdentifiers.h"
+#include "HealthKit/UIKit/UIDevice.h"
+#include "OstrandCore/OSTSession.h"
+#include "OstrandHealthKit/Categories/HKSource+Ostrand.h"
+#include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
+#include "OstrandHealthKit/Categories/OSTNutrition+HealthKit.h"
+#include "OstrandHealthKit/Categories/OSTSleep+HealthKit.h"
+#include "OstrandHealthKit/Categories/OSTWeight+HealthKit.h"
+#include "OstrandHealthKit/Models/OSTBiometrics+HealthKit.h"
+#include "OstrandHealthKit/Models/OSTDiabetes+HealthKit.h"
+#include "OstrandHealthKit/Models/OSTFitness+HealthKit.h"
+#include "OstrandHealthKit/Models/OSTRecord+HealthKit.h"
+#include "OstrandHealthKit/Models/OSTRoutine+HealthKit.h"
+#include "OstrandHealthKit/OSTHealthKitSubscription.h"
+
+const char kOSTWeatherConditionKey[] = "weather_condition";
+const char kOSTWeatherTemperatureKey[] = "weather_temperature";
+const char kOSTWeatherHumidityKey[] = "weather_humidity";
+const char kOSTOriginalSourceAppleWatch[] = "Apple Watch";
+const char kHKAggregateBundleIdentifier[] = "com.Apple.Health.AggregateRecord";
+const char kHKAggregateSourceName[] = "Apple Health Aggregate";
+
+namespace {
+
+// The Health app's own bundle identifier; workouts and mindful sessions of the watch come from
+// identifiers that continue it ("com.apple.health.<device>").
+constexpr std::string_view kHealthBundleIdentifier = "com.apple.health";
+constexpr std::string_view kClockBundleIdentifier = "com.apple.mobiletimer";
+
+std::string lowercased(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower;
+}
+
+std::string typeIdentifier(const HKObject& object) {
+  const auto* sample = dynamic_cast<const HKSample*>(&object);
+  return sample && sample->sampleType() ? sample->sampleType()->identifier() : std::string();
+}
+
+// The metadata value under the key as a quantity readable in `unit`, or nullptr.
+HKQuantity::Pointer metadataQuantity(const HKMetadata& metadata, const std::string& key,
+                                     const HKUnit& unit) {
+  auto quantity = metadata->objectForKey(key).objectAs<HKQuantity>();
+  return quantity && quantity->isCompatibleWithUnit(unit) ? quantity : nullptr;
+}
+
+void setWeather(OSTRecord& record, const HKMetadata& metadata) {
+  const NSAny condition = metadata->objectForKey(HKMetadataKeyWeatherCondition);
+  if (condition.isNumber()) {
+    record.setExtraValue(weatherConditionString(condition.integerValue()), kOSTWeatherConditionKey);
+  }
+  const auto celsius = HKUnit::degreeCelsiusUnit();
+  if (auto temperature = metadataQuantity(metadata, HKMetadataKeyWeatherTemperature, *celsius)) {
+    record.setExtraValue(temperature->doubleValueForUnit(*celsius), kOSTWeatherTemperatureKey);
+  }
+  // Humidity stays HealthKit's fraction (0.45 for 45 %): unlike setQuantity, no factor of 100.
+  const auto percent = HKUnit::percentUnit();
+  if (auto humidity = metadataQuantity(metadata, HKMetadataKeyWeatherHumidity, *percent)) {
+    record.setExtraValue(humidity->doubleValueForUnit(*percent), kOSTWeatherHumidityKey);
+  }
+}
+
+// The common conversion, by the kind of the sample; the record kind's own parts are reached
+// through setCategorySample and setWorkout.
+void setSampleValues(OSTRecord& record, const HKObject& sample) {
+  if (const auto* correlation = dynamic_cast<const HKCorrelation*>(&sample)) {
+    for (const auto& member : correlation->objects()) {
+      if (member) setHealthKitSample(record, *member);
+    }
+  } else if (const auto* quantitySample = dynamic_cast<const HKQuantitySample*>(&sample)) {
+    if (!quantitySample->quantity() || !quantitySample->quantityType()) return;
+    const auto unit = OSTHealthKitSubscription::unitForQuantityTypeIdentifier(
+        quantitySample->quantityType()->identifier());
+    if (unit)
+      setQuantity(record, *quantitySample->quantity(), *quantitySample->quantityType(), *unit);
+  } else if (const auto* categorySample = dynamic_cast<const HKCategorySample*>(&sample)) {
+    setCategorySample(record, *categorySample);
+  } else if (const auto* workout = dynamic_cast<const HKWorkout*>(&sample)) {
+    setWorkout(record, *workout);
+  }
+}
+
+}  // namespace
+
+// --- The one place that picks a record kind's behaviour ---
+
+std::shared_ptr<const OSTHealthKitKeyPaths> healthKitKeyPaths(OSTRecordType recordType) {
+  switch (recordType) {
+    case OSTRecordTypeBiometrics:
+      return biometricsHealthKitKeyPaths();
+    case OSTRecordTypeDiabetes:
+      return diabetesHealthKitKeyPaths();
+    case OSTRecordTypeWeight:
+      return weightHealthKitKeyPaths();
+    case OSTRecordTypeRoutine:
+      return routineHealthKitKeyPaths();
+    case OSTRecordTypeNutrition:
+      return nutritionHealthKitKeyPaths();
+    case OSTRecordTypeFitness:
+      return fitnessHealthKitKeyPaths();
+    default:  // none, sleep, intraday
+      return nullptr;
+  }
+}
+
+std::shared_ptr<const OSTHealthKitKeyPaths> healthKitKeyPaths(const OSTRecord& record) {
+  return healthKitKeyPaths(record.recordType());
+}
+
+void setHealthKitSample(OSTRecord& record, const HKObject& sample) {
+  setSampleValues(record, sample);
+  if (auto* diabetes = dynamic_cast<OSTDiabetes*>(&record)) {
+    setDiabetesHealthKitSample(*diabetes, sample);
+  }
+}
+
+void setCategorySample(OSTRecord& record, const HKCategorySample& sample) {
+  if (auto* biometrics = dynamic_cast<OSTBiometrics*>(&record)) {
+    setBiometricsCategorySample(*biometrics, sample);
+  } else if (auto* sleep = dynamic_cast<OSTSleep*>(&record)) {
+    setSleepCategorySample(*sleep, sample);
+  }
+}
+
+void setWorkout(OSTRecord& record, const HKWorkout& workout) {
+  if (auto* fitness = dynamic_cast<OSTFitness*>(&record)) setFitnessWorkout(*fitness, workout);
+}
+
+// --- Common fields ---
+
+std::string weatherConditionString(NSInteger condition) {
+  static constexpr std::array<std::string_view, 28> kNames = {
+      "None",
+      "Clear",
+      "Fair",
+      "Partly Cloudy",
+      "Mostly Cloudy",
+      "Cloudy",
+      "Foggy",
+      "Haze",
+      "Windy",
+      "Blustery",
+      "Smoky",
+      "Dust",
+      "Snow",
+      "Hail",
+      "Sleet",
+      "Freezing Drizzle",
+      "Freezing Rain",
+      "Mixed Rain And Hail",
+      "Mixed Rain And Snow",
+      "Mixed Rain And Sleet",
+      "Mixed Snow And Sleet",
+      "Drizzle",
+      "Scattered Showers",
+      "Showers",
+      "Thunderstorms",
+      "Tropical Storm",
+      "Hurricane",
+      "Tornado",
+  };
+  if (condition < 0 || condition >= static_cast<NSInteger>(kNames.size())) return "Unknown";
+  return std::string(kNames[static_cast<std::size_t>(condition)]);
+}
+
+void setHealthKitMetadata(OSTRecord& record, const HKObject& object) {
+  const HKSource::Pointer source =
+      object.sourceRevision() ? object.sourceRevision()->source() : nullptr;
+  if (source) setHealthKitSource(record, *source);
+  const std::string bundle = source ? lowercased(source->bundleIdentifier()) : std::string();
+  const std::string type = typeIdentifier(object);
+
+  const HKMetadata& metadata = object.metadata();
+  if (metadata) {
+    const NSAny userEntered = metadata->objectForKey(HKMetadataKeyWasUserEntered);
+    if (userEntered.isNumber()) record.setValidated(userEntered.boolValue() ? 0 : 1);
+  }
+  // Workouts and mindful sessions recorded by a watch: only identifiers that continue past the
+  // Health app's own ("com.apple.health." and more) qualify.
+  if (dynamic_cast<const HKWorkout*>(&object) || type == HKCategoryTypeIdentifierMindfulSession) {
+    const std::string prefix = std::string(kHealthBundleIdentifier) + ".";
+    if (bundle.starts_with(prefix)) {
+      record.setOriginalSource(kOSTOriginalSourceAppleWatch);
+      record.setValidated(true);
+    }
+  }
+  // Sleep recorded by the Clock app's bedtime schedule.
+  if (type == HKCategoryTypeIdentifierSleepAnalysis && bundle == kClockBundleIdentifier) {
+    record.setValidated(true);
+  }
+  if (metadata) setWeather(record, metadata);
+  if (object.device() && object.device()->name()) {
+    record.setOriginalSource(*object.device()->name());
+  }
+}
+
+void setHealthKitSource(OSTRecord& record, const HKSource& source) {
+  if (lowercased(source.bundleIdentifier()) == kHealthBundleIdentifier) {
+    record.setOriginalSource("Apple Health");
+  } else if (isCurrentDevice(source)) {
+    record.setOriginalSource(UIDevice::currentDevice()->model());
+  } else {
+    record.setOriginalSource(sanitizedName(source));
+  }
+  record.setSourcePeripheral(source.bundleIdentifier());
+  record.setIntermediarySource(kOSTIntermediarySourceAppleHealth);
+}
+
+void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantityType& type,
+                 const HKUnit& unit) {
+  const auto keyPaths = healthKitKeyPaths(record);
+  if (!keyPaths) return;
+  const auto entry = keyPaths->find(type.identifier());
+  if (entry == keyPaths->end() || !quantity.isCompatibleWithUnit(unit)) return;
+
+  // Counts are whole, except the body-mass index, which HealthKit also reads as a count.
+  const bool round =
+      unit.unitString() == "count" && type.identifier() != HKQuantityTypeIdentifierBodyMassIndex;
+  double value = quantity.doubleValueForUnit(unit);
+  if (round) value = std::round(value);  // halves away from zero
+  // HealthKit's percent is a fraction; records keep percentages.
+  if (unit.unitString() == "%") value *= 100.0;
+
+  const std::string& keyPath = entry->second;
+  const auto dot = keyPath.find('.');
+  if (dot == std::string::npos) {
+    record.setValue(value, keyPath);
+  } else if (keyPath.substr(0, dot) == "extras" &&
+             keyPath.find('.', dot + 1) == std::string::npos) {
+    record.setExtraValue(value, keyPath.substr(dot + 1));
+  }
+}
+
+void addHeartRateSamples(OSTRecord& record,
+                         const std::vector<std::shared_ptr<const HKSample>>& samples) {
+  const auto bpm = HKUnit::unitFromString("count/min");
+  double minimum = 999.0;
+  double maximum = 0.0;
+  double sum = 0.0;
+  int count = 0;
+  for (const auto& entry : samples) {
+    const auto* sample = dynamic_cast<const HKQuantitySample*>(entry.get());
+    if (!sample || !sample->quantity() || !sample->quantity()->isCompatibleWithUnit(*bpm)) continue;
+    const double value = sample->quantity()->doubleValueForUnit(*bpm);
+    if (value < minimum) minimum = value;
+    if (value > maximum) maximum = value;
+    sum += value;
+    ++count;
+  }
+  if (count == 0) return;
+  record.setExtraValue(std::round(sum / count), "avg_heart_rate");
+  record.setExtraValue(minimum, "min_heart_rate");
+  record.setExtraValue(maximum, "max_heart_rate");
+}
+
+std::string dayRecordKey(std::string_view prefix, std::string_view source, NSDate date) {
+  const auto calendar = ost_gregorianCalendar();
+  const auto day =
+      calendar->components(NSCalendarUnitYear | NSCalendarUnitMonth | NSCalendarUnitDay, date);
+  const auto user = OSTSession::sharedInstance()->user();
+  std::string key(prefix);
+  key += "-" + (user ? user->ostrandUserID() : std::string("(null)"));
+  key += "-" + std::string(source);
+  key += "-" + std::to_string(day.year()) + "-" + std::to_string(day.month()) + "-" +
+         std::to_string(day.day());
+  return key;
+}

@@ -122,8 +122,8 @@ TEST_F(ExportFixturesTest, ReadingTwiceIntoFreshDevicesGivesTheSameUUIDs) {
       if (!asSample) asSample = HKObjectType::categoryTypeForIdentifier(type);
       from->setAuthorization(asSample, true, std::nullopt);
       reader->executeQuery(std::make_shared<HKSampleQuery>(
-          asSample, nullptr, HKObjectQueryNoLimit, std::vector<std::shared_ptr<const NSSortDescriptor>>{},
-          [&](auto, auto results, auto) {
+          asSample, nullptr, HKObjectQueryNoLimit,
+          std::vector<std::shared_ptr<const NSSortDescriptor>>{}, [&](auto, auto results, auto) {
             for (const auto& sample : results) found.insert(sample->UUID().UUIDString());
           }));
       runUntilIdle();

@@ -1,0 +1,448 @@
+#include "AppleHealthExport/internal/ExportDocument.h"
+
+#include <stdexcept>
+
+#include "AppleHealthExport/internal/ContentUUID.h"
+#include "AppleHealthExport/internal/ExportNames.h"
+#include "AppleHealthExport/internal/ExportValues.h"
+#include "HealthKit/HKCategorySample.h"
+#include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKQuantitySample.h"
+#include "HealthKit/HKWorkout.h"
+#include "HealthKit/Simulator/ImportedObjectIdentity.h"
+
+namespace apple_health_export {
+
+namespace {
+
+// An element holding more children than this is not an export's.
+constexpr std::size_t kMaxChildren = 100000;
+
+const std::string& attribute(const std::map<std::string, std::string>& attributes,
+                             const std::string& name) {
+  static const std::string kEmpty;
+  auto found = attributes.find(name);
+  return found == attributes.end() ? kEmpty : found->second;
+}
+
+bool has(const std::map<std::string, std::string>& attributes, const std::string& name) {
+  return attributes.count(name) != 0;
+}
+
+ContentUUID& addCommon(ContentUUID& id, const std::map<std::string, std::string>& attributes,
+                       const MetadataEntries& metadata) {
+  for (const char* name : {"sourceName", "sourceVersion", "device", "startDate", "endDate"}) {
+    id.add(attribute(attributes, name));
+  }
+  auto sorted = metadata;
+  std::sort(sorted.begin(), sorted.end());
+  for (const auto& [key, value] : sorted) id.add(key).add(value);
+  return id;
+}
+
+std::optional<double> secondsIn(double value, const std::string& unit) {
+  if (unit.empty() || unit == "min") return value * 60;
+  if (unit == "s") return value;
+  if (unit == "hr" || unit == "h") return value * 3600;
+  return std::nullopt;
+}
+
+// Parses `unit`, counting it as unknown when it parses to nothing.
+HKUnit::Pointer unitNamed(const std::string& unit, AppleHealthExportSummary& summary) {
+  try {
+    return HKUnit::unitFromString(unit);
+  } catch (const std::invalid_argument&) {
+    ++summary.unknownUnits[unit];
+    return nullptr;
+  }
+}
+
+bool isDistance(const std::string& type) {
+  return type == HKQuantityTypeIdentifierDistanceWalkingRunning ||
+         type == HKQuantityTypeIdentifierDistanceCycling ||
+         type == HKQuantityTypeIdentifierDistanceSwimming ||
+         type == HKQuantityTypeIdentifierDistanceWheelchair ||
+         type == HKQuantityTypeIdentifierDistanceDownhillSnowSports;
+}
+
+}  // namespace
+
+std::shared_ptr<const NSDictionary> ExportDocument::metadataFor(const MetadataEntries& entries) {
+  return exportMetadata(entries, {&summary_.unknownUnits, &summary_.skipped});
+}
+
+HKSourceRevision::Pointer ExportDocument::revisionFor(const Attributes& attributes,
+                                                      const HKDevice* device) {
+  const std::string& name = attribute(attributes, "sourceName");
+  // Exports name sources but not their bundle identifiers; one is derived from the name, so a
+  // source is the same source throughout the export and across reads.
+  const std::string bundle =
+      name == "Health" ? "com.apple.Health"
+                       : "com.apple.health." + ContentUUID("source").add(name).uuid().UUIDString();
+  std::optional<std::string> version;
+  if (has(attributes, "sourceVersion")) version = attribute(attributes, "sourceVersion");
+  std::optional<std::string> productType;
+  NSOperatingSystemVersion os{0, 0, 0};
+  if (device != nullptr) {
+    productType = device->hardwareVersion();
+    if (device->softwareVersion()) {
+      long parts[3] = {0, 0, 0};
+      std::size_t at = 0;
+      const std::string& text = *device->softwareVersion();
+      for (int i = 0; i < 3 && at < text.size(); ++i) {
+        auto dot = text.find('.', at);
+        auto number = parseExportNumber(text.substr(at, dot == std::string::npos ? dot : dot - at));
+        parts[i] = number ? static_cast<long>(*number) : 0;
+        at = dot == std::string::npos ? text.size() : dot + 1;
+      }
+      os = NSOperatingSystemVersion{parts[0], parts[1], parts[2]};
+    }
+  }
+  return HKSourceRevision::sourceRevisionWithSource(HKSource::sourceWithName(name, bundle), version,
+                                                    productType, os);
+}
+
+ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
+  BuiltSample built;
+  const auto& attributes = record.attributes;
+  built.typeIdentifier = attribute(attributes, "type");
+  ContentUUID id("record");
+  id.add(built.typeIdentifier)
+      .add(attribute(attributes, "unit"))
+      .add(attribute(attributes, "value"));
+  built.contentUUID = addCommon(id, attributes, record.metadata).uuid();
+
+  auto quantityType = HKObjectType::quantityTypeForIdentifier(built.typeIdentifier);
+  auto categoryType =
+      quantityType ? nullptr : HKObjectType::categoryTypeForIdentifier(built.typeIdentifier);
+  if (!quantityType && !categoryType) {
+    ++summary_.unknownTypes[built.typeIdentifier];
+    return built;
+  }
+  auto start = parseExportDate(attribute(attributes, "startDate"));
+  auto end = parseExportDate(attribute(attributes, "endDate"));
+  if (!start || !end) return skip("unreadable date"), built;
+  if (*end < *start) return skip("end before start"), built;
+  HKDevice::Pointer device;
+  if (has(attributes, "device")) {
+    device = parseExportDevice(attribute(attributes, "device"));
+    if (!device) ++summary_.elementsNotStored["unreadable device description"];
+  }
+  auto metadata = metadataFor(record.metadata);
+  try {
+    if (quantityType) {
+      auto unit = unitNamed(attribute(attributes, "unit"), summary_);
+      if (!unit) return built;
+      auto value = parseExportNumber(attribute(attributes, "value"));
+      if (!value) return skip("unreadable value"), built;
+      if (!quantityType->isCompatibleWithUnit(*unit)) return skip("unit does not suit type"), built;
+      built.sample = HKQuantitySample::quantitySampleWithType(
+          quantityType, HKQuantity::quantityWithUnit(unit, *value), *start, *end, device, metadata);
+    } else {
+      long value = HKCategoryValueNotApplicable;
+      if (has(attributes, "value")) {
+        const std::string& text = attribute(attributes, "value");
+        auto named = categoryValueNamed(text);
+        auto number = named ? std::nullopt : parseExportNumber(text);
+        if (!named && !number) return skip("unknown category value"), built;
+        value = named ? *named : static_cast<long>(*number);
+      }
+      if (!categoryType->isValidValue(value)) return skip("category value out of range"), built;
+      built.sample = HKCategorySample::categorySampleWithType(categoryType, value, *start, *end,
+                                                              device, metadata);
+    }
+  } catch (const std::invalid_argument&) {
+    skip("refused by HealthKit (" + built.typeIdentifier + ")");
+  }
+  return built;
+}
+
+void ExportDocument::finishRecord(Draft record) {
+  auto built = buildRecord(record);
+  if (!built.sample) return;
+  if (saver_.seen(built.contentUUID)) {
+    // Identical content seen before: a duplicate, or the top-level twin of a correlation's record.
+    return skip("duplicate record");
+  }
+  auto sample = platform::objectWithUUID(*built.sample, built.contentUUID);
+  const std::string source = attribute(record.attributes, "sourceName");
+  saver_.add(revisionFor(record.attributes, sample->device().get()), sample,
+             [type = built.typeIdentifier, source](AppleHealthExportSummary& summary) {
+               ++summary.samplesByType[type];
+               ++summary.objectsBySource[source];
+             });
+}
+
+void ExportDocument::finishCorrelation() {
+  Draft correlation = std::move(*correlation_);
+  correlation_.reset();
+  auto records = std::move(correlationRecords_);
+  correlationRecords_.clear();
+  const auto& attributes = correlation.attributes;
+  const std::string typeIdentifier = attribute(attributes, "type");
+  auto type = HKObjectType::correlationTypeForIdentifier(typeIdentifier);
+  if (!type) return void(++summary_.unknownTypes[typeIdentifier]);
+
+  ContentUUID id("correlation");
+  id.add(typeIdentifier);
+  addCommon(id, attributes, correlation.metadata);
+  HKCorrelation::Objects objects;
+  std::vector<BuiltSample> twins;
+  std::vector<std::string> memberTypes;
+  for (const auto& record : records) {
+    auto built = buildRecord(record);
+    if (!built.sample) return skip("correlation with an unusable record");
+    id.add(built.contentUUID);
+    // The correlation's own copy: a UUID apart from the top-level twin's, which the store has
+    // seen (and would refuse again even after it is removed).
+    objects.push_back(platform::objectWithUUID(
+        *built.sample, ContentUUID("correlated record").add(built.contentUUID).uuid()));
+    memberTypes.push_back(built.typeIdentifier);
+    if (saver_.seen(built.contentUUID)) twins.push_back(built);
+  }
+  const NSUUID uuid = id.uuid();
+  if (saver_.seen(uuid)) return skip("duplicate correlation");
+  auto start = parseExportDate(attribute(attributes, "startDate"));
+  auto end = parseExportDate(attribute(attributes, "endDate"));
+  if (!start || !end) return skip("unreadable date");
+  if (*end < *start) return skip("end before start");
+  HKDevice::Pointer device;
+  if (has(attributes, "device")) device = parseExportDevice(attribute(attributes, "device"));
+  std::shared_ptr<const HKCorrelation> built;
+  try {
+    built = HKCorrelation::correlationWithType(type, *start, *end, objects, device,
+                                               metadataFor(correlation.metadata));
+  } catch (const std::invalid_argument&) {
+    return skip("refused by HealthKit (" + typeIdentifier + ")");
+  }
+  const std::string source = attribute(attributes, "sourceName");
+  for (const auto& twin : twins) {
+    // The export lists a correlation's records at the top level too; the app saved them once,
+    // inside the correlation.
+    auto saved = platform::objectWithUUID(*twin.sample, twin.contentUUID);
+    if (saver_.remove(revisionFor(records.front().attributes, saved->device().get()), saved,
+                      [type = twin.typeIdentifier, source](AppleHealthExportSummary& summary) {
+                        --summary.samplesByType[type];
+                        --summary.objectsBySource[source];
+                        ++summary.correlationTwinsReplaced;
+                      })) {
+    }
+  }
+  for (const auto& record : records) {
+    // A top-level twin read later is the same record again.
+    saver_.markSeen(buildRecord(record).contentUUID);
+  }
+  saver_.add(revisionFor(attributes, device.get()), platform::objectWithUUID(*built, uuid),
+             [typeIdentifier, memberTypes, source](AppleHealthExportSummary& summary) {
+               ++summary.correlationsByType[typeIdentifier];
+               ++summary.objectsBySource[source];
+               for (const auto& member : memberTypes) ++summary.samplesByType[member];
+             });
+}
+
+void ExportDocument::finishWorkout() {
+  Draft workout = std::move(*workout_);
+  workout_.reset();
+  auto events = std::move(workoutEvents_);
+  auto statistics = std::move(workoutStatistics_);
+  workoutEvents_.clear();
+  workoutStatistics_.clear();
+  const auto& attributes = workout.attributes;
+  const std::string activityName = attribute(attributes, "workoutActivityType");
+  auto activity = workoutActivityTypeNamed(activityName);
+  if (!activity) return void(++summary_.unknownTypes[activityName]);
+  auto start = parseExportDate(attribute(attributes, "startDate"));
+  auto end = parseExportDate(attribute(attributes, "endDate"));
+  if (!start || !end) return skip("unreadable date");
+  if (*end < *start) return skip("end before start");
+
+  ContentUUID id("workout");
+  id.add(activityName);
+  for (const char* name : {"duration", "durationUnit", "totalDistance", "totalDistanceUnit",
+                           "totalEnergyBurned", "totalEnergyBurnedUnit"}) {
+    id.add(attribute(attributes, name));
+  }
+  addCommon(id, attributes, workout.metadata);
+
+  HKWorkout::Events built;
+  for (const auto& event : events) {
+    const auto& eventAttributes = event.attributes;
+    for (const char* name : {"type", "date", "duration", "durationUnit"}) {
+      id.add(attribute(eventAttributes, name));
+    }
+    for (const auto& [key, value] : event.metadata) id.add(key).add(value);
+    auto type = workoutEventTypeNamed(attribute(eventAttributes, "type"));
+    auto date = parseExportDate(attribute(eventAttributes, "date"));
+    if (!type) {
+      skip("unknown workout event type");
+      continue;
+    }
+    if (!date) {
+      skip("unreadable date");
+      continue;
+    }
+    double seconds = 0;
+    if (has(eventAttributes, "duration")) {
+      auto value = parseExportNumber(attribute(eventAttributes, "duration"));
+      auto inSeconds =
+          value ? secondsIn(*value, attribute(eventAttributes, "durationUnit")) : std::nullopt;
+      if (!inSeconds) {
+        skip("unreadable workout event duration");
+        continue;
+      }
+      seconds = *inSeconds;
+    }
+    if (*type != HKWorkoutEventTypeLap && *type != HKWorkoutEventTypeSegment) seconds = 0;
+    if (*date < *start || date->dateByAddingTimeInterval(seconds) > *end) {
+      skip("workout event outside its workout");
+      continue;
+    }
+    try {
+      built.push_back(HKWorkoutEvent::workoutEventWithType(*type, NSDateInterval(*date, seconds),
+                                                           metadataFor(event.metadata)));
+    } catch (const std::invalid_argument&) {
+      skip("refused by HealthKit (workout event)");
+    }
+  }
+
+  auto quantity = [&](const std::string& value,
+                      const std::string& unitText) -> HKQuantity::Pointer {
+    auto number = parseExportNumber(value);
+    if (!number) return nullptr;
+    auto unit = unitNamed(unitText, summary_);
+    return unit ? HKQuantity::quantityWithUnit(unit, *number) : nullptr;
+  };
+  HKQuantity::Pointer energy, distance, strokes;
+  if (has(attributes, "totalEnergyBurned")) {
+    energy = quantity(attribute(attributes, "totalEnergyBurned"),
+                      attribute(attributes, "totalEnergyBurnedUnit"));
+  }
+  if (has(attributes, "totalDistance")) {
+    distance = quantity(attribute(attributes, "totalDistance"),
+                        attribute(attributes, "totalDistanceUnit"));
+  }
+  for (const auto& statistic : statistics) {
+    for (const char* name :
+         {"type", "startDate", "endDate", "sum", "average", "minimum", "maximum", "unit"}) {
+      id.add(attribute(statistic, name));
+    }
+    const std::string& type = attribute(statistic, "type");
+    if (!has(statistic, "sum")) continue;
+    // The newer exports give a workout's totals only as statistics.
+    if (type == HKQuantityTypeIdentifierActiveEnergyBurned && !energy) {
+      energy = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+    } else if (isDistance(type) && !distance) {
+      distance = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+    } else if (type == HKQuantityTypeIdentifierSwimmingStrokeCount && !strokes) {
+      strokes = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+    }
+  }
+  const NSUUID uuid = id.uuid();
+  if (saver_.seen(uuid)) return skip("duplicate workout");
+  HKDevice::Pointer device;
+  if (has(attributes, "device")) device = parseExportDevice(attribute(attributes, "device"));
+  std::shared_ptr<const HKWorkout> saved;
+  try {
+    saved = HKWorkout::workoutWithActivityType(*activity, *start, *end, built, energy, distance,
+                                               strokes, device, metadataFor(workout.metadata));
+  } catch (const std::invalid_argument&) {
+    return skip("refused by HealthKit (workout)");
+  }
+  const std::string source = attribute(attributes, "sourceName");
+  const std::size_t eventCount = built.size();
+  const std::size_t statisticCount = statistics.size();
+  saver_.add(revisionFor(attributes, device.get()), platform::objectWithUUID(*saved, uuid),
+             [activityName, source, eventCount, statisticCount](AppleHealthExportSummary& summary) {
+               ++summary.workoutsByActivityType[activityName];
+               ++summary.objectsBySource[source];
+               summary.workoutEvents += eventCount;
+               summary.workoutStatistics += statisticCount;
+             });
+}
+
+std::string ExportDocument::startElement(const char* name, const char** attributes) {
+  const std::string element = name;
+  path_.push_back(element);
+  Attributes values;
+  for (const char** a = attributes; *a != nullptr; a += 2) values[a[0]] = a[1];
+  const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
+
+  if (element == "HealthData") {
+    if (path_.size() != 1) return "HealthData inside another element";
+    summary_.locale = attribute(values, "locale");
+  } else if (path_.size() == 1) {
+    return "the root element is <" + element + ">, not <HealthData>: not a Health export";
+  } else if (element == "ExportDate") {
+    summary_.exportDate = attribute(values, "value");
+  } else if (element == "Record" && (parent == "HealthData" || parent == "Correlation")) {
+    record_ = Draft{std::move(values), {}};
+  } else if (element == "Correlation" && parent == "HealthData") {
+    correlation_ = Draft{std::move(values), {}};
+  } else if (element == "Workout" && parent == "HealthData") {
+    workout_ = Draft{std::move(values), {}};
+  } else if (element == "WorkoutActivity" && workout_) {
+    ++activityDepth_;
+    ++summary_.elementsNotStored[element];
+  } else if (element == "WorkoutRoute" && workout_) {
+    ++routeDepth_;
+    ++summary_.elementsNotStored[element];
+  } else if (element == "WorkoutEvent" && workout_ && activityDepth_ == 0 && routeDepth_ == 0) {
+    if (workoutEvents_.size() >= kMaxChildren) return "a workout with too many events";
+    event_ = Draft{std::move(values), {}};
+  } else if (element == "WorkoutStatistics" && workout_ && activityDepth_ == 0) {
+    if (workoutStatistics_.size() >= kMaxChildren) return "a workout with too many statistics";
+    workoutStatistics_.push_back(std::move(values));
+  } else if (element == "MetadataEntry") {
+    Draft* owner = event_                                    ? &*event_
+                   : (activityDepth_ > 0 || routeDepth_ > 0) ? nullptr
+                   : record_                                 ? &*record_
+                   : correlation_                            ? &*correlation_
+                   : workout_                                ? &*workout_
+                                                             : nullptr;
+    if (owner == nullptr) {
+      ++summary_.elementsNotStored["MetadataEntry in " + parent];
+    } else {
+      if (owner->metadata.size() >= kMaxChildren) return "an element with too much metadata";
+      owner->metadata.emplace_back(attribute(values, "key"), attribute(values, "value"));
+    }
+  } else if (element == "InstantaneousBeatsPerMinute") {
+    // HealthKit keeps these as a heartbeat series, which the simulator does not have.
+    ++summary_.elementsNotStored[element];
+    if (!parseTimeOfDay(attribute(values, "time")) ||
+        !parseExportNumber(attribute(values, "bpm"))) {
+      skip("unreadable heartbeat");
+    }
+  } else if (element != "HeartRateVariabilityMetadataList") {
+    ++summary_.elementsNotStored[parent == "HealthData" ? element : element + " in " + parent];
+  }
+  return {};
+}
+
+std::string ExportDocument::endElement(const char* name) {
+  const std::string element = name;
+  const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
+  path_.pop_back();
+  if (element == "Record" && record_) {
+    if (parent == "Correlation" && correlation_) {
+      if (correlationRecords_.size() >= kMaxChildren) return "a correlation with too many records";
+      correlationRecords_.push_back(std::move(*record_));
+    } else {
+      finishRecord(std::move(*record_));
+    }
+    record_.reset();
+  } else if (element == "Correlation" && correlation_) {
+    finishCorrelation();
+  } else if (element == "Workout" && workout_) {
+    finishWorkout();
+  } else if (element == "WorkoutEvent" && event_) {
+    workoutEvents_.push_back(std::move(*event_));
+    event_.reset();
+  } else if (element == "WorkoutActivity" && activityDepth_ > 0) {
+    --activityDepth_;
+  } else if (element == "WorkoutRoute" && routeDepth_ > 0) {
+    --routeDepth_;
+  }
+  return {};
+}
+
+}  // namespace apple_health_export

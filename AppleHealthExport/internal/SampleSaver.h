@@ -1,0 +1,73 @@
+#pragma once
+
+// SampleSaver: saves what the reader builds into the simulated device, each object through a
+// store acting as the app that wrote it, in batches of at most batchSize objects, waiting for
+// each batch to be saved before the next is gathered (so at most one batch is held). It counts
+// objects into the summary only once they are saved, and refuses a second object with a UUID
+// it has seen (a duplicate record in the export).
+//
+// Used on one thread (the reader's); the stores complete on HealthKit's worker threads.
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "AppleHealthExport/AppleHealthExportSummary.h"
+#include "HealthKit/HKHealthStore.h"
+#include "HealthKit/HKSample.h"
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
+
+namespace apple_health_export {
+
+class SampleSaver {
+ public:
+  using Count = std::function<void(AppleHealthExportSummary&)>;
+
+  SampleSaver(std::shared_ptr<platform::SimulatedHealthDevice> device, std::size_t batchSize,
+              AppleHealthExportSummary& summary)
+      : device_(std::move(device)), batchSize_(batchSize), summary_(summary) {}
+
+  // Queues `object` for the source revision; false (nothing queued) when its UUID was seen.
+  // `count` runs once the object is saved.
+  bool add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
+           Count count);
+  bool seen(const NSUUID& uuid) const { return seen_.count(uuid) != 0; }
+  void markSeen(const NSUUID& uuid) { seen_.insert(uuid); }
+
+  // Removes a saved object again (by UUID, through the revision's store); `uncount` runs when it
+  // is gone. Saves what is queued first.
+  bool remove(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
+              Count uncount);
+
+  // Saves everything queued and waits; false when a store refused a batch (its objects are
+  // counted as skipped).
+  bool flush();
+
+ private:
+  struct Pending {
+    std::shared_ptr<const HKObject> object;
+    Count count;
+  };
+  struct Source {
+    std::shared_ptr<HKHealthStore> store;
+    std::vector<Pending> pending;
+  };
+
+  Source& sourceFor(const HKSourceRevision::Pointer& revision);
+  // Runs `start` with a completion and waits for it; the error, or nullptr.
+  static std::shared_ptr<const NSError> wait(
+      const std::function<void(HKHealthStore::HKCompletion)>& start);
+
+  std::shared_ptr<platform::SimulatedHealthDevice> device_;
+  std::size_t batchSize_;
+  AppleHealthExportSummary& summary_;
+  std::map<std::string, Source> sources_;  // by the revision's description
+  std::size_t pendingCount_ = 0;
+  std::unordered_set<NSUUID> seen_;
+};
+
+}  // namespace apple_health_export

@@ -1,6 +1,5 @@
-#include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
-
 #include "OstrandCore/OSTLog.h"
+#include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
 
 namespace {
 
@@ -78,4 +77,10 @@ OSTStatus setQueryDates(OSTSession& session, OSTQueryDateDictionary queryDates) 
 OSTStatus setAnchors(OSTSession& session, OSTAnchorDictionary anchors) {
   session.sessionData()->setAnchors(std::move(anchors));
   return save(session, __func__);
+}
+
+void endHealthKitSession(OSTSession& session, OSTHealthKitManager& manager) {
+  manager.setSubscriptions({}, nullptr);
+  setRoutineFetchTimestamp(session, std::nullopt);
+  setRoutineQueryTimestamp(session, std::nullopt);
 }

@@ -1,6 +1,8 @@
 // The engine's control path: subscribing, authorization, background delivery, observation with
 // the observer's handler, the routine listener and the per-type choice of fetch.
 
+#include "OstrandHealthKit/OSTHealthKitManager.h"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -14,7 +16,6 @@
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
 #include "OstrandHealthKit/OSTBackgroundTask.h"
-#include "OstrandHealthKit/OSTHealthKitManager.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
 
 // Saves of the session data (query dates, anchors) report a failure by logging it in the session

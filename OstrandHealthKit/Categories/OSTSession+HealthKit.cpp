@@ -1,5 +1,6 @@
-#include "OstrandCore/OSTLog.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+
+#include "OstrandCore/OSTLog.h"
 
 namespace {
 

@@ -35,9 +35,19 @@ std::weak_ptr<OSTHealthKitManager> OSTHealthKitManager::weakSelf() {
 
 // --- State ---
 
+namespace {
+
+// The lazy getters: the field's object, made (empty, or a new store) on first read.
+template <class T>
+const std::shared_ptr<T>& madeOnFirstRead(std::shared_ptr<T>& field) {
+  if (!field) field = std::make_shared<T>();
+  return field;
+}
+
+}  // namespace
+
 const std::shared_ptr<HKHealthStore>& OSTHealthKitManager::store() {
-  if (!store_) store_ = std::make_shared<HKHealthStore>();
-  return store_;
+  return madeOnFirstRead(store_);
 }
 
 void OSTHealthKitManager::setStore(std::shared_ptr<HKHealthStore> store) {
@@ -45,8 +55,7 @@ void OSTHealthKitManager::setStore(std::shared_ptr<HKHealthStore> store) {
 }
 
 const std::shared_ptr<OSTObserverQueryArray>& OSTHealthKitManager::observerQueries() {
-  if (!observerQueries_) observerQueries_ = std::make_shared<OSTObserverQueryArray>();
-  return observerQueries_;
+  return madeOnFirstRead(observerQueries_);
 }
 
 void OSTHealthKitManager::setObserverQueries(
@@ -55,8 +64,7 @@ void OSTHealthKitManager::setObserverQueries(
 }
 
 const std::shared_ptr<OSTAnchoredQueryDictionary>& OSTHealthKitManager::anchorQueries() {
-  if (!anchorQueries_) anchorQueries_ = std::make_shared<OSTAnchoredQueryDictionary>();
-  return anchorQueries_;
+  return madeOnFirstRead(anchorQueries_);
 }
 
 void OSTHealthKitManager::setAnchorQueries(
@@ -65,10 +73,7 @@ void OSTHealthKitManager::setAnchorQueries(
 }
 
 const std::shared_ptr<OSTAnchoredQueryDictionary>& OSTHealthKitManager::routineAnchorQueries() {
-  if (!routineAnchorQueries_) {
-    routineAnchorQueries_ = std::make_shared<OSTAnchoredQueryDictionary>();
-  }
-  return routineAnchorQueries_;
+  return madeOnFirstRead(routineAnchorQueries_);
 }
 
 void OSTHealthKitManager::setRoutineAnchorQueries(

@@ -79,3 +79,9 @@ OSTStatus setAnchors(OSTSession& session, OSTAnchorDictionary anchors) {
   session.sessionData()->setAnchors(std::move(anchors));
   return save(session, __func__);
 }
+
+void endHealthKitSession(OSTSession& session, OSTHealthKitManager& manager) {
+  manager.setSubscriptions({}, nullptr);
+  setRoutineFetchTimestamp(session, std::nullopt);
+  setRoutineQueryTimestamp(session, std::nullopt);
+}

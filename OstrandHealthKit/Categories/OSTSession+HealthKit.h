@@ -15,6 +15,7 @@
 //
 //   setQueryDate(*OSTSession::sharedInstance(), NSDate::date(), stepType);  // saved
 //   setRoutineFetchTimestamp(*OSTSession::sharedInstance(), std::nullopt);  // not saved yet
+//   endHealthKitSession(*OSTSession::sharedInstance());                      // at sign-out
 
 #include <memory>
 #include <optional>
@@ -22,6 +23,7 @@
 #include "OstrandCore/OSTError.h"
 #include "OstrandCore/OSTSession.h"
 #include "OstrandHealthKit/Models/OSTSessionData+HealthKit.h"
+#include "OstrandHealthKit/OSTHealthKitManager.h"
 
 // --- Timestamps: not saved ---
 
@@ -46,3 +48,16 @@ OSTStatus setQueryDate(OSTSession& session, NSDate date, const OSTSampleTypePoin
 OSTQueryDateDictionary queryDates(const OSTSession& session);
 OSTStatus setQueryDates(OSTSession& session, OSTQueryDateDictionary queryDates);
 OSTStatus setAnchors(OSTSession& session, OSTAnchorDictionary anchors);
+
+// --- Ending every subscription ---
+
+// The host's way to end every subscription when the user's session ends: the engine subscribes
+// to nothing (query dates and anchors cleared and saved, background delivery disabled, every
+// query stopped), then both routine timestamps become nil. The intraday-step timestamps stay as
+// they are, on purpose. Call on the main thread.
+//
+// Ends the subscriptions of `manager`, which is the shared engine unless a test passes its own:
+// the shared engine binds its store to the device that is current when first used, so a test
+// that reached it would leave a store behind for the tests after it.
+void endHealthKitSession(OSTSession& session,
+                         OSTHealthKitManager& manager = *OSTHealthKitManager::sharedInstance());

@@ -14,8 +14,8 @@ using Identifiers = std::initializer_list<std::string>;
 // The interned sample type of any kind for an identifier the catalog names. A name HealthKit
 // does not know is a defect of the catalog itself, so it is refused loudly.
 std::shared_ptr<const HKSampleType> sampleType(const std::string& identifier) {
-  auto type = std::dynamic_pointer_cast<const HKSampleType>(
-      HKObjectType::typeForIdentifier(identifier));
+  auto type =
+      std::dynamic_pointer_cast<const HKSampleType>(HKObjectType::typeForIdentifier(identifier));
   if (!type) throw std::logic_error("catalog names an unknown sample type: " + identifier);
   return type;
 }
@@ -36,8 +36,7 @@ HKSampleTypeSet set(Identifiers base, Identifiers fromIOS11 = {}) {
 }
 
 std::shared_ptr<const OSTSampleTypeList> cachedList(OSTCachedValue<OSTSampleTypeList>& cache,
-                                                    Identifiers base,
-                                                    Identifiers fromIOS11 = {}) {
+                                                    Identifiers base, Identifiers fromIOS11 = {}) {
   return cache.get([&] { return list(base, fromIOS11); });
 }
 
@@ -55,16 +54,12 @@ bool contains(const HKSampleTypeSet& types, const HKSampleType& type) {
 
 std::shared_ptr<const OSTSampleTypeList> routineSet() {
   static auto* const slot = new OSTCachedValue<OSTSampleTypeList>();
-  return cachedList(*slot, {HKQuantityTypeIdentifierFlightsClimbed,
-                            HKQuantityTypeIdentifierActiveEnergyBurned,
-                            HKQuantityTypeIdentifierDistanceWalkingRunning,
-                            HKQuantityTypeIdentifierStepCount,
-                            HKQuantityTypeIdentifierBasalEnergyBurned,
-                            HKCategoryTypeIdentifierAppleStandHour,
-                            HKQuantityTypeIdentifierAppleExerciseTime,
-                            HKCategoryTypeIdentifierMindfulSession,
-                            HKQuantityTypeIdentifierDistanceWheelchair,
-                            HKQuantityTypeIdentifierPushCount});
+  return cachedList(
+      *slot, {HKQuantityTypeIdentifierFlightsClimbed, HKQuantityTypeIdentifierActiveEnergyBurned,
+              HKQuantityTypeIdentifierDistanceWalkingRunning, HKQuantityTypeIdentifierStepCount,
+              HKQuantityTypeIdentifierBasalEnergyBurned, HKCategoryTypeIdentifierAppleStandHour,
+              HKQuantityTypeIdentifierAppleExerciseTime, HKCategoryTypeIdentifierMindfulSession,
+              HKQuantityTypeIdentifierDistanceWheelchair, HKQuantityTypeIdentifierPushCount});
 }
 
 std::shared_ptr<const OSTSampleTypeList> diabetesSet() {
@@ -97,40 +92,33 @@ std::shared_ptr<const OSTSampleTypeList> sleepSet() {
 
 std::shared_ptr<const OSTSampleTypeList> basicNutritionSet() {
   static auto* const slot = new OSTCachedValue<OSTSampleTypeList>();
-  return cachedList(*slot, {HKQuantityTypeIdentifierDietaryCalcium,
-                            HKQuantityTypeIdentifierDietaryCarbohydrates,
-                            HKQuantityTypeIdentifierDietaryCholesterol,
-                            HKQuantityTypeIdentifierDietaryFiber,
-                            HKQuantityTypeIdentifierDietaryIron,
-                            HKQuantityTypeIdentifierDietaryPotassium,
-                            HKQuantityTypeIdentifierDietaryProtein,
-                            HKQuantityTypeIdentifierDietaryFatSaturated,
-                            HKQuantityTypeIdentifierDietarySodium,
-                            HKQuantityTypeIdentifierDietarySugar,
-                            HKQuantityTypeIdentifierDietaryFatTotal,
-                            HKQuantityTypeIdentifierDietaryEnergyConsumed,
-                            HKCorrelationTypeIdentifierFood,
-                            HKQuantityTypeIdentifierDietaryWater});
+  return cachedList(
+      *slot,
+      {HKQuantityTypeIdentifierDietaryCalcium, HKQuantityTypeIdentifierDietaryCarbohydrates,
+       HKQuantityTypeIdentifierDietaryCholesterol, HKQuantityTypeIdentifierDietaryFiber,
+       HKQuantityTypeIdentifierDietaryIron, HKQuantityTypeIdentifierDietaryPotassium,
+       HKQuantityTypeIdentifierDietaryProtein, HKQuantityTypeIdentifierDietaryFatSaturated,
+       HKQuantityTypeIdentifierDietarySodium, HKQuantityTypeIdentifierDietarySugar,
+       HKQuantityTypeIdentifierDietaryFatTotal, HKQuantityTypeIdentifierDietaryEnergyConsumed,
+       HKCorrelationTypeIdentifierFood, HKQuantityTypeIdentifierDietaryWater});
 }
 
 std::shared_ptr<const OSTSampleTypeList> reproductiveHealthSet() {
   static auto* const slot = new OSTCachedValue<OSTSampleTypeList>();
-  return cachedList(*slot, {HKCategoryTypeIdentifierSexualActivity,
-                            HKCategoryTypeIdentifierCervicalMucusQuality,
-                            HKCategoryTypeIdentifierIntermenstrualBleeding,
-                            HKCategoryTypeIdentifierMenstrualFlow,
-                            HKCategoryTypeIdentifierOvulationTestResult,
-                            HKQuantityTypeIdentifierBasalBodyTemperature});
+  return cachedList(
+      *slot,
+      {HKCategoryTypeIdentifierSexualActivity, HKCategoryTypeIdentifierCervicalMucusQuality,
+       HKCategoryTypeIdentifierIntermenstrualBleeding, HKCategoryTypeIdentifierMenstrualFlow,
+       HKCategoryTypeIdentifierOvulationTestResult, HKQuantityTypeIdentifierBasalBodyTemperature});
 }
 
 std::shared_ptr<const OSTSampleTypeList> biometricsSet() {
   static auto* const slot = new OSTCachedValue<OSTSampleTypeList>();
-  return cachedList(*slot,
-                    {HKCorrelationTypeIdentifierBloodPressure, HKQuantityTypeIdentifierHeartRate,
-                     HKQuantityTypeIdentifierBodyTemperature,
-                     HKQuantityTypeIdentifierOxygenSaturation},
-                    {HKQuantityTypeIdentifierRestingHeartRate,
-                     HKQuantityTypeIdentifierWalkingHeartRateAverage});
+  return cachedList(
+      *slot,
+      {HKCorrelationTypeIdentifierBloodPressure, HKQuantityTypeIdentifierHeartRate,
+       HKQuantityTypeIdentifierBodyTemperature, HKQuantityTypeIdentifierOxygenSaturation},
+      {HKQuantityTypeIdentifierRestingHeartRate, HKQuantityTypeIdentifierWalkingHeartRateAverage});
 }
 
 // --- Historical sets ---
@@ -139,14 +127,11 @@ std::shared_ptr<const OSTSampleTypeList> biometricsSet() {
 // moved up behind the stand hour.
 std::shared_ptr<const OSTSampleTypeList> routineHistoricalSet() {
   static auto* const slot = new OSTCachedValue<OSTSampleTypeList>();
-  return cachedList(*slot, {HKQuantityTypeIdentifierFlightsClimbed,
-                            HKQuantityTypeIdentifierActiveEnergyBurned,
-                            HKQuantityTypeIdentifierDistanceWalkingRunning,
-                            HKQuantityTypeIdentifierStepCount,
-                            HKQuantityTypeIdentifierBasalEnergyBurned,
-                            HKCategoryTypeIdentifierAppleStandHour,
-                            HKQuantityTypeIdentifierDistanceWheelchair,
-                            HKQuantityTypeIdentifierPushCount});
+  return cachedList(
+      *slot, {HKQuantityTypeIdentifierFlightsClimbed, HKQuantityTypeIdentifierActiveEnergyBurned,
+              HKQuantityTypeIdentifierDistanceWalkingRunning, HKQuantityTypeIdentifierStepCount,
+              HKQuantityTypeIdentifierBasalEnergyBurned, HKCategoryTypeIdentifierAppleStandHour,
+              HKQuantityTypeIdentifierDistanceWheelchair, HKQuantityTypeIdentifierPushCount});
 }
 
 std::shared_ptr<const OSTSampleTypeList> fitnessHistoricalSet() {
@@ -171,26 +156,38 @@ bool OSTPlatformIsAtLeastIOS13() {
 std::shared_ptr<const OSTSampleTypeList> OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
     NSInteger set) {
   switch (set) {
-    case OSTHealthKitSubscriptionSetRoutine: return routineSet();
-    case OSTHealthKitSubscriptionSetDiabetes: return diabetesSet();
-    case OSTHealthKitSubscriptionSetWeight: return weightSet();
-    case OSTHealthKitSubscriptionSetFitness: return fitnessSet();
-    case OSTHealthKitSubscriptionSetSleep: return sleepSet();
-    case OSTHealthKitSubscriptionSetBasicNutrition: return basicNutritionSet();
-    case OSTHealthKitSubscriptionSetReproductiveHealth: return reproductiveHealthSet();
-    case OSTHealthKitSubscriptionSetBiometrics: return biometricsSet();
-    default: return nullptr;
+    case OSTHealthKitSubscriptionSetRoutine:
+      return routineSet();
+    case OSTHealthKitSubscriptionSetDiabetes:
+      return diabetesSet();
+    case OSTHealthKitSubscriptionSetWeight:
+      return weightSet();
+    case OSTHealthKitSubscriptionSetFitness:
+      return fitnessSet();
+    case OSTHealthKitSubscriptionSetSleep:
+      return sleepSet();
+    case OSTHealthKitSubscriptionSetBasicNutrition:
+      return basicNutritionSet();
+    case OSTHealthKitSubscriptionSetReproductiveHealth:
+      return reproductiveHealthSet();
+    case OSTHealthKitSubscriptionSetBiometrics:
+      return biometricsSet();
+    default:
+      return nullptr;
   }
 }
 
 std::shared_ptr<const OSTSampleTypeList> OSTHealthKitSubscription::sampleTypesForHistoricalSet(
     NSInteger set) {
   switch (set) {
-    case OSTHealthKitHistoricalSetRoutine: return routineHistoricalSet();
-    case OSTHealthKitHistoricalSetFitness: return fitnessHistoricalSet();
+    case OSTHealthKitHistoricalSetRoutine:
+      return routineHistoricalSet();
+    case OSTHealthKitHistoricalSetFitness:
+      return fitnessHistoricalSet();
     case OSTHealthKitHistoricalSetIntradaySteps:
       return std::make_shared<const OSTSampleTypeList>(list({HKQuantityTypeIdentifierStepCount}));
-    default: return nullptr;
+    default:
+      return nullptr;
   }
 }
 
@@ -217,8 +214,8 @@ std::shared_ptr<const HKSampleTypeSet> OSTHealthKitSubscription::_sampleTypesFor
   using ListOperation = std::shared_ptr<const HKSampleTypeSet> (*)();
   // Indexed by record type minus one.
   static constexpr ListOperation kLists[] = {
-      &biometricsObjectTypes, &diabetesObjectTypes,  &weightObjectTypes, &routineObjectTypes,
-      &nutritionObjectTypes,  &fitnessObjectTypes,   &sleepObjectTypes,
+      &biometricsObjectTypes, &diabetesObjectTypes, &weightObjectTypes, &routineObjectTypes,
+      &nutritionObjectTypes,  &fitnessObjectTypes,  &sleepObjectTypes,
   };
   const auto index = static_cast<NSUInteger>(recordType) - 1;
   if (index >= std::size(kLists)) return nullptr;
@@ -227,52 +224,48 @@ std::shared_ptr<const HKSampleTypeSet> OSTHealthKitSubscription::_sampleTypesFor
 
 std::shared_ptr<const HKSampleTypeSet> OSTHealthKitSubscription::routineObjectTypes() {
   static auto* const slot = new OSTCachedValue<HKSampleTypeSet>();
-  return cachedSet(*slot, {HKQuantityTypeIdentifierFlightsClimbed,
-                           HKQuantityTypeIdentifierActiveEnergyBurned,
-                           HKQuantityTypeIdentifierDistanceWalkingRunning,
-                           HKQuantityTypeIdentifierStepCount,
-                           HKQuantityTypeIdentifierBasalEnergyBurned,
-                           HKQuantityTypeIdentifierInhalerUsage,
-                           HKCategoryTypeIdentifierAppleStandHour,
-                           HKQuantityTypeIdentifierAppleExerciseTime,
-                           HKQuantityTypeIdentifierDistanceWheelchair,
-                           HKQuantityTypeIdentifierPushCount,
-                           HKCategoryTypeIdentifierMindfulSession});
+  return cachedSet(
+      *slot, {HKQuantityTypeIdentifierFlightsClimbed, HKQuantityTypeIdentifierActiveEnergyBurned,
+              HKQuantityTypeIdentifierDistanceWalkingRunning, HKQuantityTypeIdentifierStepCount,
+              HKQuantityTypeIdentifierBasalEnergyBurned, HKQuantityTypeIdentifierInhalerUsage,
+              HKCategoryTypeIdentifierAppleStandHour, HKQuantityTypeIdentifierAppleExerciseTime,
+              HKQuantityTypeIdentifierDistanceWheelchair, HKQuantityTypeIdentifierPushCount,
+              HKCategoryTypeIdentifierMindfulSession});
 }
 
 std::shared_ptr<const HKSampleTypeSet> OSTHealthKitSubscription::biometricsObjectTypes() {
   static auto* const slot = new OSTCachedValue<HKSampleTypeSet>();
-  return cachedSet(*slot,
-                   {HKQuantityTypeIdentifierHeartRate,
-                    HKQuantityTypeIdentifierBodyTemperature,
-                    HKQuantityTypeIdentifierRespiratoryRate,
-                    HKQuantityTypeIdentifierBloodPressureSystolic,
-                    HKQuantityTypeIdentifierBloodPressureDiastolic,
-                    HKQuantityTypeIdentifierBloodAlcoholContent,
-                    HKQuantityTypeIdentifierElectrodermalActivity,
-                    HKQuantityTypeIdentifierForcedExpiratoryVolume1,
-                    HKQuantityTypeIdentifierForcedVitalCapacity,
-                    HKQuantityTypeIdentifierNumberOfTimesFallen,
-                    HKQuantityTypeIdentifierPeakExpiratoryFlowRate,
-                    HKQuantityTypeIdentifierPeripheralPerfusionIndex,
-                    HKQuantityTypeIdentifierOxygenSaturation,
-                    HKCategoryTypeIdentifierSexualActivity,
-                    HKCategoryTypeIdentifierCervicalMucusQuality,
-                    HKCategoryTypeIdentifierIntermenstrualBleeding,
-                    HKCategoryTypeIdentifierMenstrualFlow,
-                    HKCategoryTypeIdentifierOvulationTestResult,
-                    HKQuantityTypeIdentifierBasalBodyTemperature,
-                    HKQuantityTypeIdentifierUVExposure},
-                   {HKQuantityTypeIdentifierRestingHeartRate,
-                    HKQuantityTypeIdentifierWalkingHeartRateAverage});
+  return cachedSet(
+      *slot,
+      {HKQuantityTypeIdentifierHeartRate,
+       HKQuantityTypeIdentifierBodyTemperature,
+       HKQuantityTypeIdentifierRespiratoryRate,
+       HKQuantityTypeIdentifierBloodPressureSystolic,
+       HKQuantityTypeIdentifierBloodPressureDiastolic,
+       HKQuantityTypeIdentifierBloodAlcoholContent,
+       HKQuantityTypeIdentifierElectrodermalActivity,
+       HKQuantityTypeIdentifierForcedExpiratoryVolume1,
+       HKQuantityTypeIdentifierForcedVitalCapacity,
+       HKQuantityTypeIdentifierNumberOfTimesFallen,
+       HKQuantityTypeIdentifierPeakExpiratoryFlowRate,
+       HKQuantityTypeIdentifierPeripheralPerfusionIndex,
+       HKQuantityTypeIdentifierOxygenSaturation,
+       HKCategoryTypeIdentifierSexualActivity,
+       HKCategoryTypeIdentifierCervicalMucusQuality,
+       HKCategoryTypeIdentifierIntermenstrualBleeding,
+       HKCategoryTypeIdentifierMenstrualFlow,
+       HKCategoryTypeIdentifierOvulationTestResult,
+       HKQuantityTypeIdentifierBasalBodyTemperature,
+       HKQuantityTypeIdentifierUVExposure},
+      {HKQuantityTypeIdentifierRestingHeartRate, HKQuantityTypeIdentifierWalkingHeartRateAverage});
 }
 
 std::shared_ptr<const HKSampleTypeSet> OSTHealthKitSubscription::weightObjectTypes() {
   static auto* const slot = new OSTCachedValue<HKSampleTypeSet>();
   return cachedSet(*slot,
                    {HKQuantityTypeIdentifierBodyMass, HKQuantityTypeIdentifierHeight,
-                    HKQuantityTypeIdentifierBodyFatPercentage,
-                    HKQuantityTypeIdentifierLeanBodyMass, HKQuantityTypeIdentifierBodyMassIndex},
+                    HKQuantityTypeIdentifierBodyFatPercentage, HKQuantityTypeIdentifierLeanBodyMass,
+                    HKQuantityTypeIdentifierBodyMassIndex},
                    {HKQuantityTypeIdentifierWaistCircumference});
 }
 
@@ -332,17 +325,17 @@ std::shared_ptr<const HKSampleTypeSet> OSTHealthKitSubscription::nutritionObject
 
 std::shared_ptr<const HKSampleTypeSet> OSTHealthKitSubscription::fitnessObjectTypes() {
   static auto* const slot = new OSTCachedValue<HKSampleTypeSet>();
-  return cachedSet(*slot,
-                   {HKWorkoutTypeIdentifier, HKQuantityTypeIdentifierNikeFuel,
-                    HKQuantityTypeIdentifierDistanceCycling,
-                    HKQuantityTypeIdentifierSwimmingStrokeCount,
-                    HKQuantityTypeIdentifierDistanceSwimming},
-                   {HKQuantityTypeIdentifierVO2Max});
+  return cachedSet(
+      *slot,
+      {HKWorkoutTypeIdentifier, HKQuantityTypeIdentifierNikeFuel,
+       HKQuantityTypeIdentifierDistanceCycling, HKQuantityTypeIdentifierSwimmingStrokeCount,
+       HKQuantityTypeIdentifierDistanceSwimming},
+      {HKQuantityTypeIdentifierVO2Max});
 }
 
 bool OSTHealthKitSubscription::isHeartRateSample(const HKSampleType& type) {
-  return contains(set({HKQuantityTypeIdentifierHeartRate},
-                      {HKQuantityTypeIdentifierWalkingHeartRateAverage,
-                       HKQuantityTypeIdentifierRestingHeartRate}),
-                  type);
+  return contains(
+      set({HKQuantityTypeIdentifierHeartRate}, {HKQuantityTypeIdentifierWalkingHeartRateAverage,
+                                                HKQuantityTypeIdentifierRestingHeartRate}),
+      type);
 }

@@ -1,6 +1,5 @@
-#include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
-
 #include "Foundation/Dispatch.h"
+#include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 
 std::shared_ptr<NSCalendar> ost_gregorianCalendar() {
   static dispatch_once_t once;

@@ -1,18 +1,17 @@
-#include "OstrandHealthKit/Models/OSTSessionData+HealthKit.h"
-
 #include <variant>
 
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
+#include "OstrandHealthKit/Models/OSTSessionData+HealthKit.h"
 
 namespace {
 
 // The date at the start of its minute, in the library's calendar.
 NSDate wholeMinute(NSDate date) {
   const auto calendar = ost_gregorianCalendar();
-  auto components = calendar->components(NSCalendarUnitYear | NSCalendarUnitMonth |
-                                             NSCalendarUnitDay | NSCalendarUnitHour |
-                                             NSCalendarUnitMinute,
-                                         date);
+  auto components =
+      calendar->components(NSCalendarUnitYear | NSCalendarUnitMonth | NSCalendarUnitDay |
+                               NSCalendarUnitHour | NSCalendarUnitMinute,
+                           date);
   components.setSecond(0);
   return calendar->dateFromComponents(components).value_or(date);
 }

@@ -111,11 +111,12 @@ TEST(SubscriptionCatalog, RecordKindListsByNumber) {
 }
 
 TEST(SubscriptionCatalog, HeartRateTypes) {
-  EXPECT_TRUE(OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierHeartRate)));
-  EXPECT_TRUE(OSTHealthKitSubscription::isHeartRateSample(
-      *type(HKQuantityTypeIdentifierRestingHeartRate)));
-  EXPECT_FALSE(OSTHealthKitSubscription::isHeartRateSample(
-      *type(HKQuantityTypeIdentifierRespiratoryRate)));
+  EXPECT_TRUE(
+      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierHeartRate)));
+  EXPECT_TRUE(
+      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRestingHeartRate)));
+  EXPECT_FALSE(
+      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRespiratoryRate)));
 }
 
 TEST(SubscriptionCatalog, BelowIOS11TheNewerTypesAreAbsent) {
@@ -123,14 +124,15 @@ TEST(SubscriptionCatalog, BelowIOS11TheNewerTypesAreAbsent) {
   EXPECT_THAT(identifiers(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
                   OSTHealthKitSubscriptionSetDiabetes)),
               ElementsAre(HKQuantityTypeIdentifierBloodGlucose));
-  EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
-                OSTHealthKitSubscriptionSetBiometrics)
-                ->size(),
-            4U);
+  EXPECT_EQ(
+      OSTHealthKitSubscription::sampleTypesForSubscriptionSet(OSTHealthKitSubscriptionSetBiometrics)
+          ->size(),
+      4U);
   EXPECT_EQ(recordType(HKQuantityTypeIdentifierInsulinDelivery), OSTRecordTypeNone);
-  EXPECT_FALSE(OSTHealthKitSubscription::isHeartRateSample(
-      *type(HKQuantityTypeIdentifierRestingHeartRate)));
-  EXPECT_TRUE(OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierHeartRate)));
+  EXPECT_FALSE(
+      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRestingHeartRate)));
+  EXPECT_TRUE(
+      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierHeartRate)));
 }
 
 TEST(SubscriptionCatalog, FromIOS11BiometricsEndWithTheHeartRateAverages) {
@@ -148,8 +150,8 @@ TEST(SubscriptionCatalog, ACacheKeepsThePlatformItWasBuiltOn) {
   EXPECT_EQ(OSTHealthKitSubscription::diabetesObjectTypes(), built);
   EXPECT_EQ(recordType(HKQuantityTypeIdentifierInsulinDelivery), OSTRecordTypeDiabetes);
   // The heart-rate list is decided anew on every call.
-  EXPECT_FALSE(OSTHealthKitSubscription::isHeartRateSample(
-      *type(HKQuantityTypeIdentifierRestingHeartRate)));
+  EXPECT_FALSE(
+      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRestingHeartRate)));
   platform::Environment::shared().setOperatingSystemVersion(
       platform::Environment::kDefaultOperatingSystemVersion);
 }

@@ -31,10 +31,10 @@
 #include "HealthKit/HKQuantity.h"
 #include "HealthKit/HKSource.h"
 #include "HealthKit/HKWorkoutActivityType.h"
-#include "HealthKit/internal/HandlerGate.h"
 
 namespace platform::healthkit {
 class DeviceState;
+class HandlerGate;
 struct DatabaseChange;
 struct QueryExecution;
 }  // namespace platform::healthkit
@@ -124,7 +124,9 @@ class HKQuery : public NSObject {
   const std::shared_ptr<const HKObjectType> objectType_;
   const std::shared_ptr<const NSPredicate> predicate_;
   std::atomic<bool> executed_{false};
-  platform::healthkit::HandlerGate gate_;
+  // Every handler runs through it; stop() closes it. Held by pointer so that this header does not
+  // expose the simulator's internals.
+  const std::unique_ptr<platform::healthkit::HandlerGate> gate_;
   mutable std::mutex executionMutex_;  // guards execution_
   std::shared_ptr<platform::healthkit::QueryExecution> execution_;
 };

@@ -83,8 +83,11 @@ std::shared_ptr<const HKStatisticsCollection> HKStatisticsCollectionQuery::colle
                                                 state.readFilter(execution.reader, predicate()));
   auto statistics = platform::healthkit::computeStatistics(
       quantityType_, options_, grid, samples, state.sourceRanks(quantityType_->identifier()));
-  return std::make_shared<const HKStatisticsCollection>(quantityType_, options_, std::move(grid),
-                                                        std::move(statistics));
+  // The constructor is private to this class, so make_shared cannot reach it.
+  return std::shared_ptr<const HKStatisticsCollection>(new HKStatisticsCollection(
+      quantityType_, options_,
+      std::make_shared<const platform::healthkit::IntervalGrid>(std::move(grid)),
+      std::move(statistics)));
 }
 
 void HKStatisticsCollectionQuery::run(const platform::healthkit::QueryExecution& execution) {

@@ -6,7 +6,9 @@
 // the subclasses say what their handlers receive. Every handler runs on the query's own serial
 // worker queue: never on the main queue, never inside executeQuery(), and one at a time for a
 // query, in order. A query runs once: executing it again throws std::invalid_argument. After
-// stopQuery() returns none of its handlers runs any more (see HKHealthStore).
+// stopQuery() returns none of its handlers runs any more (see HKHealthStore). While the device is
+// locked, queries that read samples deliver HKErrorDatabaseInaccessible to their handlers instead
+// of results (SimulatedHealthDevice::lock() says which and when).
 //
 // The predicate factories return NSPredicates that the queries evaluate against samples, with
 // HealthKit's matching rules: predicateForSamplesWithStartDate(start, end, HKQueryOptionNone)

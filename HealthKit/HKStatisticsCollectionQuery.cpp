@@ -92,15 +92,18 @@ std::shared_ptr<const HKStatisticsCollection> HKStatisticsCollectionQuery::colle
 
 void HKStatisticsCollectionQuery::run(const platform::healthkit::QueryExecution& execution) {
   auto self = std::static_pointer_cast<HKStatisticsCollectionQuery>(shared_from_this());
-  started_ = true;
   std::shared_ptr<const HKStatisticsCollection> collection;
-  std::shared_ptr<const NSError> error;
-  try {
-    collection = collect(execution);
-  } catch (const std::exception& failure) {
-    error = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, failure.what());
+  std::shared_ptr<const NSError> error = execution.state().readError();  // locked device
+  if (!error) {
+    started_ = true;
+    try {
+      collection = collect(execution);
+    } catch (const std::exception& failure) {
+      error = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, failure.what());
+    }
   }
-  if (!statisticsUpdateHandler()) finish(execution);
+  // A query whose initial results failed because the device is locked ends there.
+  if (!statisticsUpdateHandler() || !started_) finish(execution);
   if (auto handler = initialResultsHandler()) handler(self, collection, error);
 }
 
@@ -131,6 +134,10 @@ void HKStatisticsCollectionQuery::databaseDidChange(
   }
   if (!changed) return;
   auto self = std::static_pointer_cast<HKStatisticsCollectionQuery>(shared_from_this());
+  if (auto error = state.readError()) {  // the device is locked
+    handler(self, nullptr, nullptr, error);
+    return;
+  }
   try {
     auto collection = collect(execution);
     handler(self, collection->statisticsForDate(*changed), collection, nullptr);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKError.h"
 #include "HealthKit/HKQuery.h"
 
 namespace platform::healthkit {
@@ -171,6 +172,11 @@ std::map<std::string, int> DeviceState::sourceRanks(const std::string& typeIdent
   for (const auto& bundle : listed) ranks.emplace(bundle, rank++);
   for (const auto& entry : rest) ranks.emplace(entry.first, rank++);
   return ranks;
+}
+
+std::shared_ptr<const NSError> DeviceState::readError() const {
+  if (!isLocked()) return nullptr;
+  return makeHealthKitError(HKErrorDatabaseInaccessible, "Protected health data is inaccessible");
 }
 
 void DeviceState::registerQuery(const std::shared_ptr<HKQuery>& query) {

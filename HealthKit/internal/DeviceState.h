@@ -20,6 +20,7 @@
 
 #include "Foundation/Dispatch.h"
 #include "Foundation/NSCalendar.h"
+#include "Foundation/NSError.h"
 #include "Foundation/NSPredicate.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/Simulator/ScriptedHealthUser.h"
@@ -77,6 +78,14 @@ class DeviceState {
   std::map<std::string, int> sourceRanks(const std::string& typeIdentifier) const;
   void setSourcePriority(const std::string& typeIdentifier, std::vector<std::string> bundles);
 
+  // --- The device's lock ---
+
+  bool isLocked() const { return locked_.load(); }
+  void setLocked(bool locked) { locked_.store(locked); }
+  // What a read of protected data fails with right now: HKErrorDatabaseInaccessible while the
+  // device is locked, nullptr otherwise. Queries ask when they run, not when they were executed.
+  std::shared_ptr<const NSError> readError() const;
+
   // --- Running queries ---
 
   void registerQuery(const std::shared_ptr<HKQuery>& query);
@@ -110,6 +119,8 @@ class DeviceState {
   mutable std::mutex permissionsMutex_;            // guards permissions_ and backgroundDelivery_
   std::map<std::string, Permission> permissions_;  // host app's, by type identifier
   std::map<std::pair<std::string, std::string>, HKUpdateFrequency> backgroundDelivery_;
+
+  std::atomic<bool> locked_{false};  // the lock screen; atomic, so it needs no mutex
 
   mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_
   std::shared_ptr<NSCalendar> calendar_;

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -65,6 +66,13 @@ class DeviceState {
   void disableAllBackgroundDelivery(const std::string& bundle);
   std::optional<HKUpdateFrequency> backgroundDelivery(const std::string& bundle,
                                                       const std::string& typeIdentifier) const;
+  // Whether `change` (DatabaseChange::latestAnchor) may wake `bundle` in the background for the
+  // type at `now`, at `frequency`: at most once per period of the clock (every change for
+  // immediate; an hour; a day or a week of elapsed time, not calendar days). Observer queries
+  // of the type that are told of the change that woke the app share that wake. Records the
+  // wake when it allows one.
+  bool admitBackgroundWake(const std::string& bundle, const std::string& typeIdentifier,
+                           HKUpdateFrequency frequency, std::uint64_t change, NSDate now);
 
   // --- Settings ---
 
@@ -121,6 +129,13 @@ class DeviceState {
   std::map<std::pair<std::string, std::string>, HKUpdateFrequency> backgroundDelivery_;
 
   std::atomic<bool> locked_{false};  // the lock screen; atomic, so it needs no mutex
+
+  struct Wake {
+    NSDate at;
+    std::uint64_t change = 0;
+  };
+  std::mutex wakesMutex_;                                      // guards wakes_
+  std::map<std::pair<std::string, std::string>, Wake> wakes_;  // the latest, by (bundle, type)
 
   mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_
   std::shared_ptr<NSCalendar> calendar_;

@@ -99,8 +99,8 @@ class SimulatedHealthDevice : public std::enable_shared_from_this<SimulatedHealt
   // - deleting fails with the error, as finding the objects needs the database.
   // What an iPhone still does while locked, the device does too:
   // - saving succeeds: the iPhone keeps such writes aside and moves them into the store at
-  //   unlock; the device stores them at once, which no app can tell apart while every read
-  //   fails;
+  //   unlock; the device stores them at once (every read fails until unlock, so no query sees
+  //   the difference; observer queries hear of them at once rather than at unlock);
   // - observer queries run and their update handlers are called without an error (they carry
   //   no data), including wakes in the background: an app woken on a locked iPhone learns that
   //   something changed and finds its reads failing;

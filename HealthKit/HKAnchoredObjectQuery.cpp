@@ -35,6 +35,15 @@ HKAnchoredObjectQuery::ResultsHandler HKAnchoredObjectQuery::updateHandler() con
 }
 
 void HKAnchoredObjectQuery::run(const platform::healthkit::QueryExecution& execution) {
+  if (auto error = execution.state().readError()) {
+    // The device is locked: the query ends with the error, update handler or not.
+    finish(execution);
+    if (resultsHandler_) {
+      resultsHandler_(std::static_pointer_cast<HKAnchoredObjectQuery>(shared_from_this()), {}, {},
+                      nullptr, error);
+    }
+    return;
+  }
   position_ = anchor_ ? HKQueryAnchorAccess::value(*anchor_) : 0;
   started_ = true;
   report(execution, resultsHandler_, limit_, true);
@@ -61,6 +70,11 @@ void HKAnchoredObjectQuery::report(const platform::healthkit::QueryExecution& ex
                                    const ResultsHandler& handler, unsigned long limit,
                                    bool always) {
   auto self = std::static_pointer_cast<HKAnchoredObjectQuery>(shared_from_this());
+  if (auto error = execution.state().readError()) {
+    // The device is locked; the position stays, so what is missed now comes with a later update.
+    if (handler) handler(self, {}, {}, nullptr, error);
+    return;
+  }
   platform::healthkit::HealthDatabase::Changes changes;
   try {
     changes = execution.state().database().changesSince(

@@ -222,6 +222,10 @@ void HKHealthStore::deleteObjects(const std::vector<std::shared_ptr<const HKObje
   auto self = std::static_pointer_cast<const HKHealthStore>(shared_from_this());
   dispatch_async(device_->state().workQueue(), [self, objects, completion = std::move(completion)] {
     DeviceState& state = self->device_->state();
+    if (auto error = state.readError()) {  // locked: the objects cannot be looked up
+      complete(completion, error);
+      return;
+    }
     if (auto error = self->checkSharing(objects, "delete")) {
       complete(completion, error);
       return;
@@ -250,6 +254,10 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
       if (!completion) return;
       runOnWorker([completion, count, error] { completion(error == nullptr, count, error); });
     };
+    if (auto error = state.readError()) {  // locked: the objects cannot be looked up
+      finish(0, error);
+      return;
+    }
     const std::string& bundle = self->bundleIdentifier();
     // A correlation type is never granted itself (asking for it raises): its objects are
     // governed by their members' types, checked per object below as deleteObjects() does.

@@ -16,6 +16,9 @@
 //   anchored queries report.
 // - Reading is private: without read permission a type's queries see only what the app itself
 //   saved (when it may share the type), or nothing, and report no error.
+// - While the device is locked (SimulatedHealthDevice::lock()) protected data cannot be read:
+//   queries and deletions fail with HKErrorDatabaseInaccessible; saves and observer queries
+//   still work (the device's header says exactly what fails).
 // - executeQuery() runs a query once; executing it again throws std::invalid_argument (HealthKit
 //   raises). The store holds a running query, so the app need not. stopQuery() returns only when
 //   none of the query's handlers runs any more: it waits for a handler running on another thread

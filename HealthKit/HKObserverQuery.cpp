@@ -11,7 +11,7 @@ HKObserverQuery::HKObserverQuery(std::shared_ptr<const HKSampleType> sampleType,
       updateHandler_(std::move(updateHandler)) {}
 
 void HKObserverQuery::run(const platform::healthkit::QueryExecution& execution) {
-  if (execution.state().observerQueriesFireOnExecute()) fire(execution);
+  if (execution.state().observerQueriesFireOnExecute()) fire(execution, std::nullopt);
 }
 
 void HKObserverQuery::databaseDidChange(const platform::healthkit::QueryExecution& execution,
@@ -38,27 +38,35 @@ void HKObserverQuery::databaseDidChange(const platform::healthkit::QueryExecutio
     }
     return;
   }
-  if (relevant) fire(execution);
+  if (relevant) fire(execution, change.latestAnchor());
 }
 
 void HKObserverQuery::applicationDidBecomeActive(
     const platform::healthkit::QueryExecution& execution) {
-  if (heldBackWhileSuspended_) fire(execution);
+  if (heldBackWhileSuspended_) fire(execution, std::nullopt);
 }
 
-void HKObserverQuery::fire(const platform::healthkit::QueryExecution& execution) {
+void HKObserverQuery::fire(const platform::healthkit::QueryExecution& execution,
+                           std::optional<std::uint64_t> change) {
   const bool inBackground =
       UIApplication::sharedApplication()->applicationState() == UIApplicationStateBackground;
   auto& state = execution.state();
   const std::string& type = objectType()->identifier();
   if (inBackground) {
-    if (!state.backgroundDelivery(execution.reader, type)) {
+    const auto frequency = state.backgroundDelivery(execution.reader, type);
+    if (!frequency) {
       heldBackWhileSuspended_ = true;  // HealthKit does not wake the app for this type
       return;
     }
     if (state.unansweredBackgroundInvocations(execution.reader, type) >= kUnansweredLimit) {
       // The app never calls its completion handler: HealthKit gives up on waking it.
       state.setBackgroundDelivery(execution.reader, type, std::nullopt);
+      heldBackWhileSuspended_ = true;
+      return;
+    }
+    if (change &&
+        !state.admitBackgroundWake(execution.reader, type, *frequency, *change, NSDate::date())) {
+      // Woken for this type less than a period ago: the change waits for the next wake.
       heldBackWhileSuspended_ = true;
       return;
     }

@@ -2,11 +2,14 @@
 
 #include <stdexcept>
 
+#include "HealthKit/internal/HandlerGate.h"
 #include "HealthKit/internal/QueryExecution.h"
 
 HKQuery::HKQuery(std::shared_ptr<const HKObjectType> objectType,
                  std::shared_ptr<const NSPredicate> predicate)
-    : objectType_(std::move(objectType)), predicate_(std::move(predicate)) {
+    : objectType_(std::move(objectType)),
+      predicate_(std::move(predicate)),
+      gate_(std::make_unique<platform::healthkit::HandlerGate>()) {
   if (!objectType_) throw std::invalid_argument("HKQuery: the object type must not be null");
 }
 
@@ -28,21 +31,21 @@ void HKQuery::execute(std::shared_ptr<platform::healthkit::QueryExecution> execu
     std::lock_guard<std::mutex> lock(executionMutex_);
     execution_ = execution;
   }
-  if (gate_.isClosed()) return;  // stopped before it ever ran
+  if (gate_->isClosed()) return;  // stopped before it ever ran
   auto self = std::static_pointer_cast<HKQuery>(shared_from_this());
   // Registered before the first run is queued, so no change made after this point is missed:
   // a change queued ahead of run() is covered by run() itself.
   execution->state().registerQuery(self);
-  if (gate_.isClosed()) {  // stopped meanwhile, perhaps before it was registered
+  if (gate_->isClosed()) {  // stopped meanwhile, perhaps before it was registered
     execution->state().unregisterQuery(this);
     return;
   }
   dispatch_async(execution->queue,
-                 [self, execution] { self->gate_.run([&] { self->run(*execution); }); });
+                 [self, execution] { self->gate_->run([&] { self->run(*execution); }); });
 }
 
 void HKQuery::stop() {
-  gate_.close();
+  gate_->close();
   if (auto execution = currentExecution()) execution->state().unregisterQuery(this);
 }
 
@@ -60,7 +63,7 @@ void HKQuery::notifyChange(std::shared_ptr<const platform::healthkit::DatabaseCh
   if (!execution) return;
   auto self = std::static_pointer_cast<HKQuery>(shared_from_this());
   dispatch_async(execution->queue, [self, execution, change] {
-    self->gate_.run([&] { self->databaseDidChange(*execution, *change); });
+    self->gate_->run([&] { self->databaseDidChange(*execution, *change); });
   });
 }
 
@@ -71,6 +74,6 @@ void HKQuery::notifyApplicationDidBecomeActive() {
   if (!execution) return;
   auto self = std::static_pointer_cast<HKQuery>(shared_from_this());
   dispatch_async(execution->queue, [self, execution] {
-    self->gate_.run([&] { self->applicationDidBecomeActive(*execution); });
+    self->gate_->run([&] { self->applicationDidBecomeActive(*execution); });
   });
 }

@@ -6,7 +6,9 @@
 // the subclasses say what their handlers receive. Every handler runs on the query's own serial
 // worker queue: never on the main queue, never inside executeQuery(), and one at a time for a
 // query, in order. A query runs once: executing it again throws std::invalid_argument. After
-// stopQuery() returns none of its handlers runs any more (see HKHealthStore).
+// stopQuery() returns none of its handlers runs any more (see HKHealthStore). While the device is
+// locked, queries that read samples deliver HKErrorDatabaseInaccessible to their handlers instead
+// of results (SimulatedHealthDevice::lock() says which and when).
 //
 // The predicate factories return NSPredicates that the queries evaluate against samples, with
 // HealthKit's matching rules: predicateForSamplesWithStartDate(start, end, HKQueryOptionNone)
@@ -31,10 +33,10 @@
 #include "HealthKit/HKQuantity.h"
 #include "HealthKit/HKSource.h"
 #include "HealthKit/HKWorkoutActivityType.h"
-#include "HealthKit/internal/HandlerGate.h"
 
 namespace platform::healthkit {
 class DeviceState;
+class HandlerGate;
 struct DatabaseChange;
 struct QueryExecution;
 }  // namespace platform::healthkit
@@ -124,7 +126,9 @@ class HKQuery : public NSObject {
   const std::shared_ptr<const HKObjectType> objectType_;
   const std::shared_ptr<const NSPredicate> predicate_;
   std::atomic<bool> executed_{false};
-  platform::healthkit::HandlerGate gate_;
+  // Every handler runs through it; stop() closes it. Held by pointer so that this header does not
+  // expose the simulator's internals.
+  const std::unique_ptr<platform::healthkit::HandlerGate> gate_;
   mutable std::mutex executionMutex_;  // guards execution_
   std::shared_ptr<platform::healthkit::QueryExecution> execution_;
 };

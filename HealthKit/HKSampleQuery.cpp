@@ -17,26 +17,28 @@ HKSampleQuery::HKSampleQuery(std::shared_ptr<const HKSampleType> sampleType,
 void HKSampleQuery::run(const platform::healthkit::QueryExecution& execution) {
   auto self = std::static_pointer_cast<HKSampleQuery>(shared_from_this());
   std::vector<std::shared_ptr<const HKSample>> samples;
-  std::shared_ptr<const NSError> error;
-  try {
-    for (const auto& stored : execution.state().database().objects(
-             objectType()->identifier(),
-             execution.state().readFilter(execution.reader, predicate()))) {
-      samples.push_back(std::dynamic_pointer_cast<const HKSample>(stored.object));
+  std::shared_ptr<const NSError> error = execution.state().readError();  // locked device
+  if (!error) {
+    try {
+      for (const auto& stored : execution.state().database().objects(
+               objectType()->identifier(),
+               execution.state().readFilter(execution.reader, predicate()))) {
+        samples.push_back(std::dynamic_pointer_cast<const HKSample>(stored.object));
+      }
+      if (!sortDescriptors_.empty()) {
+        std::stable_sort(samples.begin(), samples.end(), [this](const auto& a, const auto& b) {
+          for (const auto& descriptor : sortDescriptors_) {
+            const NSComparisonResult order = descriptor->compareObject(*a, *b);
+            if (order != NSOrderedSame) return order == NSOrderedAscending;
+          }
+          return false;
+        });
+      }
+      if (limit_ != HKObjectQueryNoLimit && samples.size() > limit_) samples.resize(limit_);
+    } catch (const std::exception& failure) {
+      samples.clear();
+      error = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, failure.what());
     }
-    if (!sortDescriptors_.empty()) {
-      std::stable_sort(samples.begin(), samples.end(), [this](const auto& a, const auto& b) {
-        for (const auto& descriptor : sortDescriptors_) {
-          const NSComparisonResult order = descriptor->compareObject(*a, *b);
-          if (order != NSOrderedSame) return order == NSOrderedAscending;
-        }
-        return false;
-      });
-    }
-    if (limit_ != HKObjectQueryNoLimit && samples.size() > limit_) samples.resize(limit_);
-  } catch (const std::exception& failure) {
-    samples.clear();
-    error = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, failure.what());
   }
   finish(execution);
   if (resultsHandler_) resultsHandler_(self, std::move(samples), error);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "HealthKit/internal/IntervalGrid.h"
+
 HKStatisticsCollection::HKStatisticsCollection(
     std::shared_ptr<const HKQuantityType> quantityType, HKStatisticsOptions options,
-    platform::healthkit::IntervalGrid grid,
+    std::shared_ptr<const platform::healthkit::IntervalGrid> grid,
     std::map<long, std::shared_ptr<const HKStatistics>> populated)
     : quantityType_(std::move(quantityType)),
       options_(options),
@@ -16,12 +18,12 @@ std::shared_ptr<const HKStatistics> HKStatisticsCollection::statisticsForInterva
   auto found = populated_.find(index);
   if (found != populated_.end()) return found->second;
   return std::make_shared<const HKStatistics>(
-      quantityType_, grid_.startOfInterval(index), grid_.startOfInterval(index + 1),
+      quantityType_, grid_->startOfInterval(index), grid_->startOfInterval(index + 1),
       HKStatistics::Values{}, std::vector<HKStatistics::SourceValues>{});
 }
 
 std::shared_ptr<const HKStatistics> HKStatisticsCollection::statisticsForDate(NSDate date) const {
-  return statisticsForInterval(grid_.indexContaining(date));
+  return statisticsForInterval(grid_->indexContaining(date));
 }
 
 void HKStatisticsCollection::enumerateStatisticsFromDate(
@@ -29,9 +31,9 @@ void HKStatisticsCollection::enumerateStatisticsFromDate(
     const std::function<void(std::shared_ptr<const HKStatistics> result, bool* stop)>& block)
     const {
   if (!block || endDate < startDate) return;
-  const long last = grid_.indexContaining(endDate);
+  const long last = grid_->indexContaining(endDate);
   bool stop = false;
-  for (long index = grid_.indexContaining(startDate); index <= last && !stop; ++index) {
+  for (long index = grid_->indexContaining(startDate); index <= last && !stop; ++index) {
     block(statisticsForInterval(index), &stop);
   }
 }

@@ -14,15 +14,15 @@
 #include <vector>
 
 #include "HealthKit/HKStatistics.h"
-#include "HealthKit/internal/IntervalGrid.h"
+
+class HKStatisticsCollectionQuery;
+
+namespace platform::healthkit {
+class IntervalGrid;
+}
 
 class HKStatisticsCollection : public NSObject {
  public:
-  // For the statistics-collection query.
-  HKStatisticsCollection(std::shared_ptr<const HKQuantityType> quantityType,
-                         HKStatisticsOptions options, platform::healthkit::IntervalGrid grid,
-                         std::map<long, std::shared_ptr<const HKStatistics>> populated);
-
   // The statistics of the interval that contains `date` (empty ones when it has no samples).
   std::shared_ptr<const HKStatistics> statisticsForDate(NSDate date) const;
 
@@ -44,10 +44,17 @@ class HKStatisticsCollection : public NSObject {
   std::string className() const override { return "HKStatisticsCollection"; }
 
  private:
+  // Only the statistics-collection query makes collections, as in HealthKit.
+  friend class HKStatisticsCollectionQuery;
+  HKStatisticsCollection(std::shared_ptr<const HKQuantityType> quantityType,
+                         HKStatisticsOptions options,
+                         std::shared_ptr<const platform::healthkit::IntervalGrid> grid,
+                         std::map<long, std::shared_ptr<const HKStatistics>> populated);
+
   std::shared_ptr<const HKStatistics> statisticsForInterval(long index) const;
 
   std::shared_ptr<const HKQuantityType> quantityType_;
   HKStatisticsOptions options_;
-  platform::healthkit::IntervalGrid grid_;
+  std::shared_ptr<const platform::healthkit::IntervalGrid> grid_;  // never null
   std::map<long, std::shared_ptr<const HKStatistics>> populated_;
 };

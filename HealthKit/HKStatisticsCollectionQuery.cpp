@@ -83,21 +83,27 @@ std::shared_ptr<const HKStatisticsCollection> HKStatisticsCollectionQuery::colle
                                                 state.readFilter(execution.reader, predicate()));
   auto statistics = platform::healthkit::computeStatistics(
       quantityType_, options_, grid, samples, state.sourceRanks(quantityType_->identifier()));
-  return std::make_shared<const HKStatisticsCollection>(quantityType_, options_, std::move(grid),
-                                                        std::move(statistics));
+  // The constructor is private to this class, so make_shared cannot reach it.
+  return std::shared_ptr<const HKStatisticsCollection>(new HKStatisticsCollection(
+      quantityType_, options_,
+      std::make_shared<const platform::healthkit::IntervalGrid>(std::move(grid)),
+      std::move(statistics)));
 }
 
 void HKStatisticsCollectionQuery::run(const platform::healthkit::QueryExecution& execution) {
   auto self = std::static_pointer_cast<HKStatisticsCollectionQuery>(shared_from_this());
-  started_ = true;
   std::shared_ptr<const HKStatisticsCollection> collection;
-  std::shared_ptr<const NSError> error;
-  try {
-    collection = collect(execution);
-  } catch (const std::exception& failure) {
-    error = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, failure.what());
+  std::shared_ptr<const NSError> error = execution.state().readError();  // locked device
+  if (!error) {
+    started_ = true;
+    try {
+      collection = collect(execution);
+    } catch (const std::exception& failure) {
+      error = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, failure.what());
+    }
   }
-  if (!statisticsUpdateHandler()) finish(execution);
+  // A query whose initial results failed because the device is locked ends there.
+  if (!statisticsUpdateHandler() || !started_) finish(execution);
   if (auto handler = initialResultsHandler()) handler(self, collection, error);
 }
 
@@ -128,6 +134,10 @@ void HKStatisticsCollectionQuery::databaseDidChange(
   }
   if (!changed) return;
   auto self = std::static_pointer_cast<HKStatisticsCollectionQuery>(shared_from_this());
+  if (auto error = state.readError()) {  // the device is locked
+    handler(self, nullptr, nullptr, error);
+    return;
+  }
   try {
     auto collection = collect(execution);
     handler(self, collection->statisticsForDate(*changed), collection, nullptr);

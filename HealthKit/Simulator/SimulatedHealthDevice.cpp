@@ -91,6 +91,12 @@ bool SimulatedHealthDevice::observerQueriesFireOnExecute() const {
   return state_->observerQueriesFireOnExecute();
 }
 
+void SimulatedHealthDevice::lock() { state_->setLocked(true); }
+
+void SimulatedHealthDevice::unlock() { state_->setLocked(false); }
+
+bool SimulatedHealthDevice::isLocked() const { return state_->isLocked(); }
+
 std::optional<HKUpdateFrequency> SimulatedHealthDevice::backgroundDeliveryFrequency(
     const HKObjectType& type) const {
   return state_->backgroundDelivery(state_->hostBundle(), type.identifier());

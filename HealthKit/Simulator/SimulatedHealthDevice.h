@@ -85,6 +85,31 @@ class SimulatedHealthDevice : public std::enable_shared_from_this<SimulatedHealt
   void setObserverQueriesFireOnExecute(bool fire);
   bool observerQueriesFireOnExecute() const;
 
+  // --- The lock screen ---
+
+  // While the iPhone is locked its health data is encrypted and no app can read it. Every read
+  // fails with HKErrorDatabaseInaccessible (domain "com.apple.healthkit", code 6, "Protected
+  // health data is inaccessible"), decided when the query runs on its worker queue:
+  // - sample, anchored and statistics-collection queries deliver that error to their results
+  //   (initial results) handler instead of data; such a query ends there, even one with an
+  //   update handler, and the app runs a new one after unlock;
+  // - a long-running anchored or statistics-collection query started before the lock gets the
+  //   error in its update handler for each change it would have reported; an anchored query
+  //   keeps its position, so after unlock its next update brings everything it missed;
+  // - deleting fails with the error, as finding the objects needs the database.
+  // What an iPhone still does while locked, the device does too:
+  // - saving succeeds: the iPhone keeps such writes aside and moves them into the store at
+  //   unlock; the device stores them at once (every read fails until unlock, so no query sees
+  //   the difference; observer queries hear of them at once rather than at unlock);
+  // - observer queries run and their update handlers are called without an error (they carry
+  //   no data), including wakes in the background: an app woken on a locked iPhone learns that
+  //   something changed and finds its reads failing;
+  // - authorization and background-delivery settings work as usual.
+  // A new device is unlocked.
+  void lock();
+  void unlock();
+  bool isLocked() const;
+
   // --- What tests check ---
 
   // The host app's background delivery for the type, nullopt when not enabled.

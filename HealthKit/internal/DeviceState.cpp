@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKError.h"
 #include "HealthKit/HKQuery.h"
 
 namespace platform::healthkit {
@@ -108,6 +109,34 @@ std::optional<HKUpdateFrequency> DeviceState::backgroundDelivery(
   return found->second;
 }
 
+bool DeviceState::admitBackgroundWake(const std::string& bundle, const std::string& typeIdentifier,
+                                      HKUpdateFrequency frequency, std::uint64_t change,
+                                      NSDate now) {
+  NSTimeInterval period = 0;
+  switch (frequency) {
+    case HKUpdateFrequencyImmediate:
+      period = 0;
+      break;
+    case HKUpdateFrequencyHourly:
+      period = 60 * 60;
+      break;
+    case HKUpdateFrequencyDaily:
+      period = 24 * 60 * 60;
+      break;
+    case HKUpdateFrequencyWeekly:
+      period = 7 * 24 * 60 * 60;
+      break;
+  }
+  std::lock_guard<std::mutex> lock(wakesMutex_);
+  auto found = wakes_.find({bundle, typeIdentifier});
+  if (found != wakes_.end()) {
+    if (found->second.change == change) return true;  // another observer of the same wake
+    if (now.timeIntervalSinceDate(found->second.at) < period) return false;
+  }
+  wakes_[{bundle, typeIdentifier}] = Wake{now, change};
+  return true;
+}
+
 std::shared_ptr<NSCalendar> DeviceState::calendar() const {
   std::lock_guard<std::mutex> lock(settingsMutex_);
   return calendar_;
@@ -171,6 +200,11 @@ std::map<std::string, int> DeviceState::sourceRanks(const std::string& typeIdent
   for (const auto& bundle : listed) ranks.emplace(bundle, rank++);
   for (const auto& entry : rest) ranks.emplace(entry.first, rank++);
   return ranks;
+}
+
+std::shared_ptr<const NSError> DeviceState::readError() const {
+  if (!isLocked()) return nullptr;
+  return makeHealthKitError(HKErrorDatabaseInaccessible, "Protected health data is inaccessible");
 }
 
 void DeviceState::registerQuery(const std::shared_ptr<HKQuery>& query) {

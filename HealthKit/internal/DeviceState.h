@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -20,6 +21,7 @@
 
 #include "Foundation/Dispatch.h"
 #include "Foundation/NSCalendar.h"
+#include "Foundation/NSError.h"
 #include "Foundation/NSPredicate.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/Simulator/ScriptedHealthUser.h"
@@ -64,6 +66,13 @@ class DeviceState {
   void disableAllBackgroundDelivery(const std::string& bundle);
   std::optional<HKUpdateFrequency> backgroundDelivery(const std::string& bundle,
                                                       const std::string& typeIdentifier) const;
+  // Whether `change` (DatabaseChange::latestAnchor) may wake `bundle` in the background for the
+  // type at `now`, at `frequency`: at most once per period of the clock (every change for
+  // immediate; an hour; a day or a week of elapsed time, not calendar days). Observer queries
+  // of the type that are told of the change that woke the app share that wake. Records the
+  // wake when it allows one.
+  bool admitBackgroundWake(const std::string& bundle, const std::string& typeIdentifier,
+                           HKUpdateFrequency frequency, std::uint64_t change, NSDate now);
 
   // --- Settings ---
 
@@ -76,6 +85,14 @@ class DeviceState {
   // The rank (0 best) of each source of the type in merged statistics.
   std::map<std::string, int> sourceRanks(const std::string& typeIdentifier) const;
   void setSourcePriority(const std::string& typeIdentifier, std::vector<std::string> bundles);
+
+  // --- The device's lock ---
+
+  bool isLocked() const { return locked_.load(); }
+  void setLocked(bool locked) { locked_.store(locked); }
+  // What a read of protected data fails with right now: HKErrorDatabaseInaccessible while the
+  // device is locked, nullptr otherwise. Queries ask when they run, not when they were executed.
+  std::shared_ptr<const NSError> readError() const;
 
   // --- Running queries ---
 
@@ -110,6 +127,15 @@ class DeviceState {
   mutable std::mutex permissionsMutex_;            // guards permissions_ and backgroundDelivery_
   std::map<std::string, Permission> permissions_;  // host app's, by type identifier
   std::map<std::pair<std::string, std::string>, HKUpdateFrequency> backgroundDelivery_;
+
+  std::atomic<bool> locked_{false};  // the lock screen; atomic, so it needs no mutex
+
+  struct Wake {
+    NSDate at;
+    std::uint64_t change = 0;
+  };
+  std::mutex wakesMutex_;                                      // guards wakes_
+  std::map<std::pair<std::string, std::string>, Wake> wakes_;  // the latest, by (bundle, type)
 
   mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_
   std::shared_ptr<NSCalendar> calendar_;

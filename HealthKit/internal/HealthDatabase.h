@@ -12,6 +12,7 @@
 //
 // Thread-safe. Owned by DeviceState.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -50,6 +51,14 @@ struct StoredDeletion {
 struct DatabaseChange {
   std::vector<StoredObject> added;
   std::vector<StoredDeletion> deleted;
+
+  // The largest anchor the change took: tells one change from another.
+  std::uint64_t latestAnchor() const {
+    std::uint64_t latest = 0;
+    for (const auto& object : added) latest = std::max(latest, object.anchor);
+    for (const auto& deletion : deleted) latest = std::max(latest, deletion.anchor);
+    return latest;
+  }
 };
 
 // Decides whether a reader sees a stored object (the object and the app that saved it).

@@ -143,6 +143,88 @@ TEST_F(ObserverQueryTest, BackgroundDeliveryRefusesCorrelationsAndUnknownFrequen
   EXPECT_EQ(device->backgroundDeliveryFrequency(*food), std::nullopt);
 }
 
+// Hourly delivery: a burst of changes in the background wakes the app once in the hour; the
+// rest wait for the next wake, which comes with the first change an hour later.
+TEST_F(ObserverQueryTest, AThousandSavesInOneHourInTheBackgroundWakeTheAppOnce) {
+  authorize({}, {stepType()});
+  observe();
+  ASSERT_EQ(enableBackgroundDelivery(stepType(), HKUpdateFrequencyHourly), nullptr);
+  UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_EQ(save(iPhone, {phoneSteps(1, at(i), at(i + 1))}), nullptr);
+    clock().advance(3);  // 1000 saves over 50 minutes
+  }
+  EXPECT_EQ(calls, 1);
+  clock().advance(10 * 60);  // an hour after the first save
+  ASSERT_EQ(save(iPhone, {phoneSteps(1, at(1000), at(1001))}), nullptr);
+  EXPECT_EQ(calls, 2);
+  ASSERT_EQ(save(iPhone, {phoneSteps(1, at(1001), at(1002))}), nullptr);
+  EXPECT_EQ(calls, 2);
+  // Coming back to the foreground delivers what was held back, without waiting for the hour.
+  UIApplication::sharedApplication()->setApplicationState(UIApplicationStateActive);
+  runUntilIdle();
+  EXPECT_EQ(calls, 3);
+  const auto invocations = device->observerInvocations();
+  ASSERT_EQ(invocations.size(), 3u);
+  EXPECT_TRUE(invocations[1].inBackground);
+  EXPECT_FALSE(invocations[2].inBackground);
+}
+
+// Each frequency's period, measured on the environment's clock, and counted per type: one
+// change right at the start wakes the app, the next one a second before the period is over
+// waits, and the one when the period is over wakes it again.
+TEST_F(ObserverQueryTest, BackgroundWakesFollowEachTypesFrequency) {
+  struct Case {
+    const std::string& identifier;
+    HKUpdateFrequency frequency;
+    NSTimeInterval period;
+  };
+  const std::vector<Case> cases = {
+      {HKQuantityTypeIdentifierStepCount, HKUpdateFrequencyImmediate, 0},
+      {HKQuantityTypeIdentifierHeartRate, HKUpdateFrequencyHourly, 60 * 60},
+      {HKQuantityTypeIdentifierActiveEnergyBurned, HKUpdateFrequencyDaily, 24 * 60 * 60},
+      {HKQuantityTypeIdentifierBodyMass, HKUpdateFrequencyWeekly, 7 * 24 * 60 * 60},
+  };
+  HKObjectTypeSet types;
+  for (const auto& c : cases) types.insert(HKObjectType::quantityTypeForIdentifier(c.identifier));
+  authorize({}, types);
+  for (const auto& c : cases) {
+    auto type = HKObjectType::quantityTypeForIdentifier(c.identifier);
+    calls = 0;
+    auto query = std::make_shared<HKObserverQuery>(type, nullptr, [this](auto, auto done, auto) {
+      ++calls;
+      done();
+    });
+    store->executeQuery(query);
+    ASSERT_EQ(enableBackgroundDelivery(type, c.frequency), nullptr);
+    UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);
+    ASSERT_EQ(save(iPhone, {quantitySample(type, 1, at(0), at(1))}), nullptr);
+    EXPECT_EQ(calls, 1) << c.identifier;
+    if (c.period > 0) clock().advance(c.period - 1);
+    ASSERT_EQ(save(iPhone, {quantitySample(type, 2, at(1), at(2))}), nullptr);
+    EXPECT_EQ(calls, c.period > 0 ? 1 : 2) << c.identifier;
+    clock().advance(1);
+    ASSERT_EQ(save(iPhone, {quantitySample(type, 3, at(2), at(3))}), nullptr);
+    EXPECT_EQ(calls, c.period > 0 ? 2 : 3) << c.identifier;
+    store->stopQuery(query);
+    UIApplication::sharedApplication()->setApplicationState(UIApplicationStateActive);
+    runUntilIdle();
+  }
+}
+
+// Two observer queries of one type are both called in the wake that one change brings.
+TEST_F(ObserverQueryTest, ObserversOfOneTypeShareAWake) {
+  authorize({}, {stepType()});
+  observe();
+  observe();
+  ASSERT_EQ(enableBackgroundDelivery(stepType(), HKUpdateFrequencyHourly), nullptr);
+  UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);
+  ASSERT_EQ(save(iPhone, {phoneSteps(1, at(0), at(1))}), nullptr);
+  EXPECT_EQ(calls, 2);
+  ASSERT_EQ(save(iPhone, {phoneSteps(1, at(1), at(2))}), nullptr);
+  EXPECT_EQ(calls, 2);
+}
+
 TEST_F(ObserverQueryTest, FiresOnceOnExecutionAsAnIPhoneDoes) {
   device->setObserverQueriesFireOnExecute(true);
   observe();

@@ -145,6 +145,7 @@ TEST(SubscriptionCatalog, FromIOS11BiometricsEndWithTheHeartRateAverages) {
 }
 
 TEST(SubscriptionCatalog, ACacheKeepsThePlatformItWasBuiltOn) {
+  OSTResetCachedValuesForTesting();
   const auto built = OSTHealthKitSubscription::diabetesObjectTypes();
   platform::Environment::shared().setOperatingSystemVersion({10, 0, 0});
   EXPECT_EQ(OSTHealthKitSubscription::diabetesObjectTypes(), built);
@@ -154,6 +155,7 @@ TEST(SubscriptionCatalog, ACacheKeepsThePlatformItWasBuiltOn) {
       OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRestingHeartRate)));
   platform::Environment::shared().setOperatingSystemVersion(
       platform::Environment::kDefaultOperatingSystemVersion);
+  OSTResetCachedValuesForTesting();  // the lists built on iOS 10 above go
 }
 
 // HealthKit's worker threads convert samples at once, each asking for the tables.

@@ -1,5 +1,6 @@
 #include "AppleHealthExport/internal/ExportDocument.h"
 
+#include <regex>
 #include <stdexcept>
 
 #include "AppleHealthExport/internal/ContentUUID.h"
@@ -57,6 +58,22 @@ HKUnit::Pointer unitNamed(const std::string& unit, AppleHealthExportSummary& sum
   }
 }
 
+// A name an Apple device gives itself ("Anna's iPhone", "Apple Watch", "Apple Watch").
+bool looksLikeAppleDeviceName(const std::string& name) {
+  static const std::regex kPattern("iPhone|iPad|iPod.+touch|Apple.+Watch",
+                                   std::regex::icase | std::regex::optimize);
+  return std::regex_search(name, kPattern);
+}
+
+// A record of the system's own source: written by an Apple-made phone or watch whose software
+// version is the source's version.
+bool isAppleDeviceVersion(const std::map<std::string, std::string>& attributes,
+                          const HKDevice* device) {
+  return device != nullptr && device->manufacturer() == "Apple Inc." && device->softwareVersion() &&
+         !attribute(attributes, "sourceVersion").empty() &&
+         *device->softwareVersion() == attribute(attributes, "sourceVersion");
+}
+
 bool isDistance(const std::string& type) {
   return type == HKQuantityTypeIdentifierDistanceWalkingRunning ||
          type == HKQuantityTypeIdentifierDistanceCycling ||
@@ -71,14 +88,32 @@ std::shared_ptr<const NSDictionary> ExportDocument::metadataFor(const MetadataEn
   return exportMetadata(entries, {&summary_.unknownUnits, &summary_.skipped});
 }
 
+// Exports name sources but not their bundle identifiers, and the records' rules tell Apple's own
+// sources by theirs: a workout from "com.apple.health.<device>" is the watch's, sleep from the
+// Clock app is validated. So a source is given one when it is first seen and keeps it for the
+// whole export (the same on every read): the Health app and the Clock app their real ones; a
+// phone or watch recording for the Health app (its name says so, or its records carry an Apple
+// device whose software version is the source's version, as only the system's own sources
+// write) a device identifier under "com.apple.health."; any other app one that claims nothing.
+const std::string& ExportDocument::bundleFor(const Attributes& attributes, const HKDevice* device) {
+  const std::string& name = attribute(attributes, "sourceName");
+  if (auto known = bundles_.find(name); known != bundles_.end()) return known->second;
+  const std::string id = ContentUUID("source").add(name).uuid().UUIDString();
+  std::string bundle = "export.app." + id;
+  if (name == "Health") {
+    bundle = "com.apple.Health";
+  } else if (name == "Clock") {
+    bundle = "com.apple.mobiletimer";
+  } else if (looksLikeAppleDeviceName(name) || isAppleDeviceVersion(attributes, device)) {
+    bundle = "com.apple.health." + id;
+  }
+  return bundles_.emplace(name, std::move(bundle)).first->second;
+}
+
 HKSourceRevision::Pointer ExportDocument::revisionFor(const Attributes& attributes,
                                                       const HKDevice* device) {
   const std::string& name = attribute(attributes, "sourceName");
-  // Exports name sources but not their bundle identifiers; one is derived from the name, so a
-  // source is the same source throughout the export and across reads.
-  const std::string bundle =
-      name == "Health" ? "com.apple.Health"
-                       : "com.apple.health." + ContentUUID("source").add(name).uuid().UUIDString();
+  const std::string bundle = bundleFor(attributes, device);
   std::optional<std::string> version;
   if (has(attributes, "sourceVersion")) version = attribute(attributes, "sourceVersion");
   std::optional<std::string> productType;

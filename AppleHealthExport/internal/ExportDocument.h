@@ -52,6 +52,8 @@ class ExportDocument {
   void finishCorrelation();
   void finishWorkout();
   HKSourceRevision::Pointer revisionFor(const Attributes& attributes, const HKDevice* device);
+  // The bundle identifier a source is given, decided when it is first seen (see the .cpp).
+  const std::string& bundleFor(const Attributes& attributes, const HKDevice* device);
   std::shared_ptr<const NSDictionary> metadataFor(const MetadataEntries& entries);
   void skip(const std::string& reason) { ++summary_.skipped[reason]; }
 
@@ -67,6 +69,7 @@ class ExportDocument {
   std::optional<Draft> event_;
   int activityDepth_ = 0;  // inside a WorkoutActivity, whose events and statistics are copies
   int routeDepth_ = 0;
+  std::map<std::string, std::string> bundles_;  // by source name
 };
 
 }  // namespace apple_health_export

@@ -5,7 +5,9 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <set>
+#include <vector>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
 #include "HealthKit/HKSampleQuery.h"
@@ -32,6 +34,27 @@ class ExportFixturesTest : public HealthKitFixture {
     auto summary = reader.read(path.string(), into ? into : device);
     EXPECT_TRUE(summary.succeeded()) << summary.error->description();
     return summary;
+  }
+
+  // Every sample of the summary's types that the export saved on `from`.
+  std::vector<std::shared_ptr<const HKSample>> savedSamples(
+      const std::shared_ptr<platform::SimulatedHealthDevice>& from,
+      const AppleHealthExportSummary& summary) {
+    std::vector<std::shared_ptr<const HKSample>> found;
+    auto reader = std::make_shared<HKHealthStore>(from, from->hostAppRevision());
+    for (const auto& [type, count] : summary.samplesByType) {
+      std::shared_ptr<const HKSampleType> sampleType =
+          HKObjectType::quantityTypeForIdentifier(type);
+      if (!sampleType) sampleType = HKObjectType::categoryTypeForIdentifier(type);
+      from->setAuthorization(sampleType, true, std::nullopt);
+      reader->executeQuery(std::make_shared<HKSampleQuery>(
+          sampleType, nullptr, HKObjectQueryNoLimit,
+          std::vector<std::shared_ptr<const NSSortDescriptor>>{}, [&](auto, auto results, auto) {
+            found.insert(found.end(), results.begin(), results.end());
+          }));
+      runUntilIdle();
+    }
+    return found;
   }
 };
 
@@ -115,24 +138,36 @@ TEST_F(ExportFixturesTest, ReadingTwiceIntoFreshDevicesGivesTheSameUUIDs) {
   auto second = readFixture("grll-v14-sample/export.xml", other);
   auto uuids = [&](const std::shared_ptr<platform::SimulatedHealthDevice>& from) {
     std::set<std::string> found;
-    auto reader = std::make_shared<HKHealthStore>(from, from->hostAppRevision());
-    for (const auto& [type, count] : first->samplesByType) {
-      auto sampleType = HKObjectType::quantityTypeForIdentifier(type);
-      std::shared_ptr<const HKSampleType> asSample = sampleType;
-      if (!asSample) asSample = HKObjectType::categoryTypeForIdentifier(type);
-      from->setAuthorization(asSample, true, std::nullopt);
-      reader->executeQuery(std::make_shared<HKSampleQuery>(
-          asSample, nullptr, HKObjectQueryNoLimit,
-          std::vector<std::shared_ptr<const NSSortDescriptor>>{}, [&](auto, auto results, auto) {
-            for (const auto& sample : results) found.insert(sample->UUID().UUIDString());
-          }));
-      runUntilIdle();
-    }
+    for (const auto& sample : savedSamples(from, *first)) found.insert(sample->UUID().UUIDString());
     return found;
   };
   auto once = uuids(device);
   EXPECT_EQ(once.size(), 28u);
   EXPECT_EQ(once, uuids(other));
+}
+
+// Exports carry no bundle identifiers, yet record conversion tells the watch's workouts and the
+// Clock app's sleep by theirs: the phone keeps a device identifier of the Health app, the Health
+// and Clock apps their own, and a third-party app none of Apple's.
+TEST_F(ExportFixturesTest, SourcesGetBundleIdentifiersThatKeepTheirRole) {
+  READ_OR_SKIP(v8, "rgosdin-2019-v8/apple_health_export/export.xml");
+  std::map<std::string, std::set<std::string>> bundles;
+  for (const auto& sample : savedSamples(device, *v8)) {
+    const auto& source = sample->sourceRevision()->source();
+    bundles[source->name()].insert(source->bundleIdentifier());
+  }
+  ASSERT_EQ(bundles["Ryan Phone"].size(), 1u);
+  EXPECT_TRUE(bundles["Ryan Phone"].begin()->starts_with("com.apple.health."));
+  EXPECT_EQ(bundles["Health"], std::set<std::string>{"com.apple.Health"});
+  EXPECT_EQ(bundles["Clock"], std::set<std::string>{"com.apple.mobiletimer"});
+
+  auto other = platform::SimulatedHealthDevice::create();
+  auto v11 = readFixture("ahcd-v11-sample/export.xml", other);
+  ASSERT_TRUE(v11);
+  for (const auto& sample : savedSamples(other, *v11)) {
+    EXPECT_FALSE(sample->sourceRevision()->source()->bundleIdentifier().starts_with("com.apple"))
+        << sample->sourceRevision()->source()->name();
+  }
 }
 
 }  // namespace

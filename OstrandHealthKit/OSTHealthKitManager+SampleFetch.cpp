@@ -163,12 +163,12 @@ void OSTHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
             return;
           }
           const auto sampleType = running->sampleType();
-          // The written rule advances the query date even when the query failed. A failed
-          // query read nothing: on a locked iPhone every read fails with "database
-          // inaccessible" (HealthKit error 6), which is exactly when an observer wakes the app
-          // in the background. Without an anchor yet the next fetch would then start after this
-          // window, and the readings ending in it would never be fetched. So the query date is
-          // kept when HealthKit reported an error, and the next fetch reads the window again.
+          // A failed query read nothing, so its window must not count as read. On a locked
+          // iPhone every read fails with "database inaccessible" (HealthKit error 6), and that
+          // is exactly when an observer wakes the app in the background. Were the query date
+          // advanced anyway, a type without an anchor yet would start its next fetch after this
+          // window, and the readings ending in it would never be fetched. So when HealthKit
+          // reports an error the query date stays, and the next fetch reads the window again.
           const std::optional<NSDate> queryDate = error ? std::nullopt : endDate;
           if (error) {
             // HealthKit ends a query whose first results failed, update handler or not: forget

@@ -188,8 +188,8 @@ class OSTHealthKitManager : public NSObject {
   // Fetches the samples of `type` matching `predicate` that were saved after `anchor` (nullptr:
   // all), makes and submits their records, and (unless `historical`) stores `endDate` as the
   // type's query date (not when HealthKit reported an error: the window was not read, so the
-  // next fetch reads it again) and the new anchor. Does nothing at all, completion included, when not
-  // `historical` and a long-running query of the type runs already: that query delivers the
+  // next fetch reads it again) and the new anchor. Does nothing at all, completion included, when
+  // not `historical` and a long-running query of the type runs already: that query delivers the
   // changes itself. With an anchor and not `historical` the query becomes the type's
   // long-running one. Runs under a background task. `endDate` may be nullopt only when
   // `historical`. `completion` (optional) runs once on the main queue with {record kind: records

@@ -118,14 +118,3 @@ void OSTHealthKitManager::fetchLatestRoutine() {}
 void OSTHealthKitManager::fetchLatestIntraDaySteps() {}
 
 void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate, NSDate) {}
-
-std::shared_ptr<const NSPredicate> OSTHealthKitManager::predicateForType(
-    const OSTSampleTypePointer&, std::optional<NSDate>, std::optional<NSDate>,
-    std::shared_ptr<const HKQueryAnchor>) {
-  return nullptr;
-}
-
-void OSTHealthKitManager::fetchSampleType(const OSTSampleTypePointer&,
-                                          std::shared_ptr<const NSPredicate>, NSDate, bool,
-                                          std::shared_ptr<const HKQueryAnchor>,
-                                          OSTFetchCompletion) {}

@@ -158,9 +158,8 @@ class OSTHealthKitManager : public NSObject {
 
   // --- Fetches ---
   //
-  // Started by the control path. Not yet implemented: each does nothing (predicateForType gives
-  // no predicate), so a subscription installs its queries and fetches nothing. Virtual so a test
-  // can see which the control path starts.
+  // Started by the control path. The routine, intraday and heart-rate fetches are not yet
+  // implemented and do nothing. Virtual so a test can see which the control path starts.
 
   // Fetches the daily-activity totals that are due. Returns at once.
   virtual void fetchLatestRoutine();
@@ -168,18 +167,60 @@ class OSTHealthKitManager : public NSObject {
   virtual void fetchLatestIntraDaySteps();
   // Summarises heart rate of the whole days from `fromDate` (a day start) up to `toDate`.
   virtual void fetchHeartRateSamplesFromDate(NSDate fromDate, NSDate toDate);
-  // The predicate of the type's next anchored fetch: its samples from `fromDate` to `toDate`,
-  // or with an anchor none; nullptr for no predicate.
+
+  // -- Anchored sample fetch (every type that is neither daily activity nor heart rate) --
+  //
+  // Per type the session keeps an anchor and a query date. A first fetch (no anchor yet) reads
+  // the samples ending in [query date, now) once. Once a batch with records was submitted its
+  // anchor is stored, and every later fetch reads what was saved after the anchor, whatever its
+  // dates, with a long-running query (held in anchorQueries()) that also delivers later saves.
+  // The anchor moves only together with records the session accepted, so a failure repeats
+  // records (which then replace themselves: same kind and activity identifier) and never skips
+  // them. Historical fetches read a window once and remember nothing.
+
+  // The predicate of a fetch of `type`: quantity samples that are not part of a correlation
+  // (their correlation's record has them), and, only without an anchor and with both dates,
+  // samples whose end date lies in [fromDate, toDate). nullptr when neither applies (a category
+  // or workout type with an anchor): no predicate.
   virtual std::shared_ptr<const NSPredicate> predicateForType(
       const OSTSampleTypePointer& type, std::optional<NSDate> fromDate,
       std::optional<NSDate> toDate, std::shared_ptr<const HKQueryAnchor> anchor);
-  // Fetches the type's samples matching `predicate` after `anchor`, submits their records and
-  // moves the query date to `endDate` (unless `historical`). `completion` (optional) runs on the
-  // main queue.
+  // Fetches the samples of `type` matching `predicate` that were saved after `anchor` (nullptr:
+  // all), makes and submits their records, and (unless `historical`) stores `endDate` as the
+  // type's query date (not when HealthKit reported an error: the window was not read, so the
+  // next fetch reads it again) and the new anchor. Does nothing at all, completion included, when
+  // not `historical` and a long-running query of the type runs already: that query delivers the
+  // changes itself. With an anchor and not `historical` the query becomes the type's
+  // long-running one. Runs under a background task. `endDate` may be nullopt only when
+  // `historical`. `completion` (optional) runs once on the main queue with {record kind: records
+  // submitted}; the line "fetchSampleType Sample Objects recieved: {kind = count;}" is logged at
+  // level 2 after it.
   virtual void fetchSampleType(const OSTSampleTypePointer& type,
-                               std::shared_ptr<const NSPredicate> predicate, NSDate endDate,
-                               bool historical, std::shared_ptr<const HKQueryAnchor> anchor,
+                               std::shared_ptr<const NSPredicate> predicate,
+                               std::optional<NSDate> endDate, bool historical,
+                               std::shared_ptr<const HKQueryAnchor> anchor,
                                OSTFetchCompletion completion);
+  // Turns one batch of samples of `type` into records and hands them on. On the main thread.
+  // Records are made in the samples' order (none for a type without a record kind); workouts get
+  // the heart-rate samples taken during them when heart rate is subscribed and not `historical`
+  // (read on HealthKit's thread); then the records are submitted. Unless `historical`, and only
+  // when the submission succeeded or there was nothing to submit: `queryDate` (nullopt: none) is
+  // stored as the type's query date if the type is still subscribed, and with records
+  // `newAnchor` is stored (nullptr keeps the old one) and kOSTHealthKitRecordsProcessedNotification
+  // is posted with {"recordType", "count"}. A failed submission is logged and moves nothing, so
+  // the same samples come again. `completion` (optional) gets {record kind: records submitted},
+  // 0 included.
+  void parseSampleObjects(const std::vector<std::shared_ptr<const HKSample>>& samples,
+                          const OSTSampleTypePointer& type,
+                          std::shared_ptr<const HKQueryAnchor> newAnchor,
+                          std::optional<NSDate> queryDate, bool historical,
+                          OSTFetchCompletion completion);
+  // Gives each heart-rate sample to the first of the workout records (in order) whose span, from
+  // its startTime through startTime plus duration, both ends included, holds the sample's start,
+  // then calls addHeartRateSamples on every record with its samples (possibly none). Records that
+  // are not workouts' (OSTFitness) get none. Touches only the records given; any thread.
+  static void attachHeartRateSamples(const std::vector<std::shared_ptr<OSTRecord>>& records,
+                                     const std::vector<std::shared_ptr<const HKSample>>& samples);
 
   std::string className() const override { return "OSTHealthKitManager"; }
 

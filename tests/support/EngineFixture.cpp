@@ -49,8 +49,8 @@ std::shared_ptr<const NSPredicate> RecordingHealthKitManager::predicateForType(
 }
 
 void RecordingHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
-                                                std::shared_ptr<const NSPredicate>, NSDate endDate,
-                                                bool historical,
+                                                std::shared_ptr<const NSPredicate>,
+                                                std::optional<NSDate> endDate, bool historical,
                                                 std::shared_ptr<const HKQueryAnchor> anchor,
                                                 OSTFetchCompletion) {
   record(historical ? "fetchSampleType(historical)" : __func__, type, std::nullopt, endDate,

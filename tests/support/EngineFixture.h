@@ -51,7 +51,7 @@ class RecordingHealthKitManager : public OSTHealthKitManager {
       const OSTSampleTypePointer& type, std::optional<NSDate> fromDate,
       std::optional<NSDate> toDate, std::shared_ptr<const HKQueryAnchor> anchor) override;
   void fetchSampleType(const OSTSampleTypePointer& type,
-                       std::shared_ptr<const NSPredicate> predicate, NSDate endDate,
+                       std::shared_ptr<const NSPredicate> predicate, std::optional<NSDate> endDate,
                        bool historical, std::shared_ptr<const HKQueryAnchor> anchor,
                        OSTFetchCompletion completion) override;
 

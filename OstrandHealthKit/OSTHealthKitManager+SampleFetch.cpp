@@ -1,0 +1,284 @@
+// The engine's anchored sample fetch: the predicate of a fetch, the one-shot first fetch and the
+// long-running anchored query with its update handler, turning a batch of samples into records,
+// the query-date and anchor rules, heart rate attached to workouts, and the historical mode.
+
+#include "OstrandHealthKit/OSTHealthKitManager.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "Foundation/Dispatch.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSNotificationCenter.h"
+#include "HealthKit/HKSampleQuery.h"
+#include "HealthKit/HKTypeIdentifiers.h"
+#include "OstrandCore/OSTFitness.h"
+#include "OstrandCore/OSTLog.h"
+#include "OstrandHealthKit/Categories/HKWorkout+Ostrand.h"
+#include "OstrandHealthKit/Categories/NSDate+Ostrand.h"
+#include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+#include "OstrandHealthKit/Models/OSTRecord+HealthKit.h"
+#include "OstrandHealthKit/OSTBackgroundTask.h"
+#include "OstrandHealthKit/OSTHealthKitSubscription.h"
+
+namespace {
+
+using OSTSampleArray = std::vector<std::shared_ptr<const HKSample>>;
+using OSTRecordArray = std::vector<std::shared_ptr<OSTRecord>>;
+
+bool containsType(const OSTSampleTypeArray& types, const std::string& identifier) {
+  return std::any_of(types.begin(), types.end(), [&](const OSTSampleTypePointer& type) {
+    return type->identifier() == identifier;
+  });
+}
+
+// A fetch result as the log prints it: "{6 = 2;}".
+std::shared_ptr<const NSDictionary> resultDictionary(const OSTFetchResult& result) {
+  NSDictionary::Storage entries;
+  for (const auto& [recordType, count] : result) {
+    entries[std::to_string(static_cast<NSUInteger>(recordType))] = NSAny(count);
+  }
+  return NSDictionary::dictionaryWithDictionary(std::move(entries));
+}
+
+// One record per sample, in the samples' order; none for a type without a record kind.
+OSTRecordArray recordsForSamples(const OSTSampleArray& samples, OSTRecordType recordType) {
+  OSTRecordArray records;
+  if (recordType == OSTRecordTypeNone) return records;
+  records.reserve(samples.size());
+  for (const auto& sample : samples) {
+    auto record = OSTRecord::newRecordWithType(recordType);
+    if (!record || !sample) continue;
+    record->setTimestamp(sample->startDate());
+    setHealthKitMetadata(*record, *sample);
+    record->setActivityID(sample->UUID().UUIDString());
+    setHealthKitSample(*record, *sample);
+    records.push_back(std::move(record));
+  }
+  return records;
+}
+
+// Everything the end of a batch needs, gathered on the main thread.
+struct OSTBatch {
+  OSTSampleTypePointer type;
+  OSTRecordType recordType = OSTRecordTypeNone;
+  OSTRecordArray records;
+  std::shared_ptr<const HKQueryAnchor> newAnchor;
+  // Stored as the type's query date, if set, once the batch went well.
+  std::optional<NSDate> queryDate;
+  bool historical = false;
+  OSTFetchCompletion completion;
+};
+
+// The end of a batch, on the main thread: submit the records; only if the session took them (or
+// there were none) store the query date, and only with records the anchor, and announce them.
+// The completion learns how many records were submitted.
+void finishBatch(OSTSession& session, const OSTBatch& batch) {
+  NSUInteger submitted = 0;
+  if (!batch.records.empty()) {
+    if (const auto error = session.submitRecords(batch.records)) {
+      // Neither anchor nor query date moves, so the next fetch reads these samples again; their
+      // records then replace any copy the session kept (same kind and activity identifier).
+      OSTLog::log(OSTLog::Info, "%s %lu records not submitted, anchor kept: %@", __func__,
+                  batch.records.size(), error->localizedDescription());
+      if (batch.completion) batch.completion({{batch.recordType, 0}});
+      return;
+    }
+    submitted = batch.records.size();
+  }
+  if (!batch.historical) {
+    // The query date advances even when the batch is empty: the window was read.
+    if (batch.queryDate) (void)setQueryDate(session, *batch.queryDate, batch.type);
+    if (submitted > 0) {
+      (void)setAnchor(session, batch.newAnchor, batch.type);
+      NSNotificationCenter::defaultCenter().postNotificationName(
+          kOSTHealthKitRecordsProcessedNotification, nullptr,
+          NSDictionary::dictionaryWithDictionary(
+              {{"recordType", NSAny(static_cast<NSUInteger>(batch.recordType))},
+               {"count", NSAny(submitted)}}));
+    }
+  }
+  if (batch.completion) batch.completion({{batch.recordType, submitted}});
+}
+
+}  // namespace
+
+// --- Predicate ---
+
+std::shared_ptr<const NSPredicate> OSTHealthKitManager::predicateForType(
+    const OSTSampleTypePointer& type, std::optional<NSDate> fromDate, std::optional<NSDate> toDate,
+    std::shared_ptr<const HKQueryAnchor> anchor) {
+  std::vector<std::string> pieces;
+  std::vector<NSAny> arguments;
+  // A quantity sample inside a correlation (a blood pressure's systolic value) reaches the
+  // outbox as part of the correlation's record, never on its own.
+  if (std::dynamic_pointer_cast<const HKQuantityType>(type)) {
+    pieces.emplace_back("%K == nil");
+    arguments.emplace_back(HKPredicateKeyPathCorrelation);
+  }
+  // With an anchor the anchor alone decides what is new: a sample saved late with an old end
+  // date must still come.
+  if (fromDate && toDate && !anchor) {
+    pieces.emplace_back("%K >= %@ AND %K < %@");
+    arguments.insert(arguments.end(), {NSAny(HKPredicateKeyPathEndDate), NSAny(*fromDate),
+                                       NSAny(HKPredicateKeyPathEndDate), NSAny(*toDate)});
+  }
+  if (pieces.empty()) return nullptr;
+  std::string format = pieces.front();
+  for (std::size_t i = 1; i < pieces.size(); ++i) format += " && " + pieces[i];
+  return NSPredicate::predicateWithFormat(format, std::move(arguments));
+}
+
+// --- Fetch ---
+
+void OSTHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
+                                          std::shared_ptr<const NSPredicate> predicate,
+                                          std::optional<NSDate> endDate, bool historical,
+                                          std::shared_ptr<const HKQueryAnchor> anchor,
+                                          OSTFetchCompletion completion) {
+  // The running query delivers the changes itself; a second one would submit them twice.
+  if (!historical && anchorQueries()->contains(type)) return;
+
+  const auto task = OSTBackgroundTask::begin();
+  const char* const method = __func__;
+  OSTFetchCompletion finished = [completion = std::move(completion), task,
+                                 method](const OSTFetchResult& result) {
+    if (completion) completion(result);
+    OSTLog::log(OSTLog::Info, "%s Sample Objects recieved: %@", method, resultDictionary(result));
+    task->end();
+  };
+
+  // Weakly: the engine may hold this query in anchorQueries.
+  const auto weak = weakSelf();
+  auto query = std::make_shared<HKAnchoredObjectQuery>(
+      type, std::move(predicate), anchor, HKObjectQueryNoLimit,
+      [weak, endDate, historical, task, finished = std::move(finished)](
+          std::shared_ptr<HKAnchoredObjectQuery> running, OSTSampleArray samples, auto,
+          std::shared_ptr<const HKQueryAnchor> newAnchor, std::shared_ptr<const NSError> error) {
+        dispatch_async(dispatch_get_main_queue(), [=, samples = std::move(samples)] {
+          const auto self = weak.lock();
+          if (!self) {
+            task->end();
+            return;
+          }
+          const auto sampleType = running->sampleType();
+          // A failed query read nothing, so its window must not count as read. On a locked
+          // iPhone every read fails with "database inaccessible" (HealthKit error 6), and that
+          // is exactly when an observer wakes the app in the background. Were the query date
+          // advanced anyway, a type without an anchor yet would start its next fetch after this
+          // window, and the readings ending in it would never be fetched. So when HealthKit
+          // reports an error the query date stays, and the next fetch reads the window again.
+          const std::optional<NSDate> queryDate = error ? std::nullopt : endDate;
+          if (error) {
+            // HealthKit ends a query whose first results failed, update handler or not: forget
+            // it, so the next wake starts a new one instead of waiting on a dead query.
+            const auto held = self->anchorQueries()->find(sampleType);
+            if (held != self->anchorQueries()->end() && held->second == running) {
+              self->anchorQueries()->erase(held);
+            }
+          }
+          self->parseSampleObjects(samples, sampleType, newAnchor, queryDate, historical, finished);
+        });
+      });
+
+  // A first fetch (no anchor) reads its window once; with an anchor the query stays and brings
+  // every later change through its update handler.
+  if (anchor && !historical) {
+    query->setUpdateHandler([weak](std::shared_ptr<HKAnchoredObjectQuery> running,
+                                   OSTSampleArray samples, auto,
+                                   std::shared_ptr<const HKQueryAnchor> newAnchor,
+                                   std::shared_ptr<const NSError> error) {
+      dispatch_async(dispatch_get_main_queue(), [=, samples = std::move(samples)] {
+        const auto self = weak.lock();
+        if (!self) return;
+        const auto sampleType = running->sampleType();
+        // An update that reaches the main queue after its query was stopped is dropped: the
+        // anchor it would store was not stored, so the query that replaced this one (or the
+        // next fetch) reads the same samples from the stored anchor. Taking both would submit
+        // them twice.
+        const auto held = self->anchorQueries()->find(sampleType);
+        if (held == self->anchorQueries()->end() || held->second != running) return;
+        // While the device is locked the update carries an error and no samples: the query
+        // date stays, as for a failed first fetch.
+        const std::optional<NSDate> queryDate =
+            error ? std::nullopt : std::optional<NSDate>(NSDate::date());
+        self->parseSampleObjects(samples, sampleType, newAnchor, queryDate, false, nullptr);
+      });
+    });
+    (*anchorQueries())[type] = query;
+  }
+  store()->executeQuery(query);
+}
+
+// --- Parse ---
+
+void OSTHealthKitManager::parseSampleObjects(const OSTSampleArray& samples,
+                                             const OSTSampleTypePointer& type,
+                                             std::shared_ptr<const HKQueryAnchor> newAnchor,
+                                             std::optional<NSDate> queryDate, bool historical,
+                                             OSTFetchCompletion completion) {
+  const OSTRecordType recordType = OSTHealthKitSubscription::recordTypeForSampleType(*type);
+  OSTBatch batch{.type = type,
+                 .recordType = recordType,
+                 .records = recordsForSamples(samples, recordType),
+                 .newAnchor = std::move(newAnchor),
+                 .queryDate = queryDate,
+                 .historical = historical,
+                 .completion = std::move(completion)};
+
+  const auto subscribed = subscriptions();
+  // The subscriptions are the key set of the query dates, so a fetch must never store a date
+  // for a type that is not subscribed: that would subscribe it. It would happen when a fetch
+  // ends after its type was unsubscribed, and for the food correlation, which gets an observer
+  // (and so fetches) when it is the only subscription although that subscription stores no
+  // query date.
+  if (!containsType(subscribed, type->identifier())) batch.queryDate.reset();
+
+  const bool attachHeartRate = !historical && !batch.records.empty() &&
+                               type->identifier() == HKWorkoutTypeIdentifier &&
+                               containsType(subscribed, HKQuantityTypeIdentifierHeartRate);
+  if (!attachHeartRate) {
+    finishBatch(*session_, batch);
+    return;
+  }
+
+  // The heart-rate samples taken while one of the workouts was active. The records are made
+  // and then left alone on this thread until the query's handler has filled them and moved
+  // back here. One-shot: the engine is held until the batch is finished.
+  auto self = std::static_pointer_cast<OSTHealthKitManager>(shared_from_this());
+  auto query = std::make_shared<HKSampleQuery>(
+      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierHeartRate),
+      predicateForWorkouts(samples), HKObjectQueryNoLimit,
+      std::vector<std::shared_ptr<const NSSortDescriptor>>{},
+      [self, batch = std::move(batch)](auto, OSTSampleArray heartRates, auto) {
+        // A failed query (locked device) brings no samples: the workouts go without
+        // heart-rate extras rather than not at all.
+        attachHeartRateSamples(batch.records, heartRates);
+        dispatch_async(dispatch_get_main_queue(),
+                       [self, batch] { finishBatch(*self->session_, batch); });
+      });
+  store()->executeQuery(query);
+}
+
+// --- Heart rate during workouts ---
+
+void OSTHealthKitManager::attachHeartRateSamples(const OSTRecordArray& records,
+                                                 const OSTSampleArray& samples) {
+  std::vector<OSTSampleArray> taken(records.size());
+  for (const auto& sample : samples) {
+    if (!sample) continue;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      const auto workout = std::dynamic_pointer_cast<const OSTFitness>(records[i]);
+      if (!workout || !workout->startTime()) continue;
+      const NSDate start = *workout->startTime();
+      const NSDate end = start.dateByAddingTimeInterval(workout->duration().doubleValue());
+      // A sample inside two overlapping workouts counts for the first of them only.
+      if (ost_dateIsBetweenDates(sample->startDate(), start, end)) {
+        taken[i].push_back(sample);
+        break;
+      }
+    }
+  }
+  for (std::size_t i = 0; i < records.size(); ++i) addHeartRateSamples(*records[i], taken[i]);
+}

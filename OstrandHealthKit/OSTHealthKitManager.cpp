@@ -113,8 +113,6 @@ void OSTHealthKitManager::stopAnchorQueryForSampleType(const OSTSampleTypePointe
 
 // --- Fetches: not yet implemented ---
 
-void OSTHealthKitManager::fetchLatestRoutine() {}
-
 void OSTHealthKitManager::fetchLatestIntraDaySteps() {}
 
 void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate, NSDate) {}

@@ -113,8 +113,6 @@ void OSTHealthKitManager::stopAnchorQueryForSampleType(const OSTSampleTypePointe
 
 // --- Fetches: not yet implemented ---
 
-void OSTHealthKitManager::fetchLatestIntraDaySteps() {}
-
 void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate, NSDate) {}
 
 std::shared_ptr<const NSPredicate> OSTHealthKitManager::predicateForType(

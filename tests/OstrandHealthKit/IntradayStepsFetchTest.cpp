@@ -42,13 +42,8 @@ class IntradayStepsFetchTest : public testing_support::SyncFixture {
 
   // The intraday records of the outbox by source.
   std::map<std::string, std::shared_ptr<OSTIntraDay>> intraday() const {
-    std::map<std::string, std::shared_ptr<OSTIntraDay>> bySource;
-    for (const auto& record : outbox()) {
-      if (auto steps = std::dynamic_pointer_cast<OSTIntraDay>(record)) {
-        bySource[steps->deviceSource().value_or("")] = steps;
-      }
-    }
-    return bySource;
+    return fetch_test::recordsBy<OSTIntraDay>(
+        outbox(), [](const OSTIntraDay& steps) { return steps.deviceSource().value_or(""); });
   }
   // A record's minutes: start (seconds after `origin`) -> steps.
   static std::map<double, double> minutes(const OSTIntraDay& record, NSDate origin) {
@@ -168,6 +163,18 @@ TEST_F(IntradayStepsFetchTest, IncrementalFetchIsSwitchedGuardedAndGoesBackAnHou
   EXPECT_EQ(watchRecord.start(), at(0, 9, 20));
   EXPECT_EQ(watchRecord.end(), now);
   EXPECT_THAT(minutes(watchRecord, at(0, 9, 20)), ElementsAre(Pair(600, 6), Pair(4800, 7)));
+}
+
+TEST_F(IntradayStepsFetchTest, AFailedSubmissionIsLoggedAsAnError) {
+  ASSERT_EQ(save(iPhone, {phoneSteps(30, at(0, 10), at(0, 10, 1))}), nullptr);
+  fetch_test::restartWithFailingSubmission(*session(), kUserID, databasePath());
+  testing_support::LogCapture log;
+
+  fetch(at(0, 10), at(0, 11), true);
+
+  EXPECT_EQ(fetch_test::levelOfLine(
+                log, "fetchIntradayForStepsFromDate cannot submit 1 intraday records: "),
+            OSTLog::Error);
 }
 
 // Daylight-saving days in New York, fetched day by day as the historical fetch does: one sample

@@ -54,13 +54,8 @@ class RoutineFetchTest : public testing_support::SyncFixture {
 
   // The routine records of the outbox by activity identifier.
   std::map<std::string, std::shared_ptr<OSTRoutine>> routines() const {
-    std::map<std::string, std::shared_ptr<OSTRoutine>> byKey;
-    for (const auto& record : outbox()) {
-      if (auto routine = std::dynamic_pointer_cast<OSTRoutine>(record)) {
-        byKey[routine->activityID().value_or("")] = routine;
-      }
-    }
-    return byKey;
+    return fetch_test::recordsBy<OSTRoutine>(
+        outbox(), [](const OSTRoutine& routine) { return routine.activityID().value_or(""); });
   }
   // Steps of each day in the outbox, by day key.
   std::map<std::string, double> stepsByDay() const {
@@ -125,7 +120,6 @@ TEST_F(RoutineFetchTest, SubscribingFetchesDayTotalsThatCountOverlappingDevicesO
   const auto& today = *records.at(key(day(0)));
   EXPECT_EQ(today.extras().at("user_entered_steps").doubleValue(), 250);
   EXPECT_EQ(today.extras().at("device_generated_steps").doubleValue(), 800);
-  EXPECT_EQ(today.originalSource(), "Apple Health Aggregate");
   EXPECT_EQ(records.at(key(day(-1)))->extras().at("device_generated_steps").doubleValue(), 40);
 
   ASSERT_EQ(processed.notifications().size(), 1U);
@@ -191,21 +185,6 @@ TEST_F(RoutineFetchTest, RefetchesFromTheDayBeforeTheLastFetchEndedUpToNow) {
   EXPECT_EQ(routineFetchTimestamp(*session()), at(0, 9));
 }
 
-TEST_F(RoutineFetchTest, AnEndAtMidnightLeavesThatDayOut) {
-  authorize({}, {stepType(), standHour});
-  ASSERT_EQ(save(watch, {watchSteps(7, at(-1, 23, 58), at(-1, 23, 59))}), nullptr);
-  // Would make a record of today if today were asked for.
-  ASSERT_EQ(save(watch, {category(HKCategoryTypeIdentifierAppleStandHour,
-                                  HKCategoryValueAppleStandHourStood, day(0), at(0, 0, 50))}),
-            nullptr);
-
-  const auto result = fetch({steps, standHour}, day(-1), day(0), true);
-
-  EXPECT_THAT(stepsByDay(), UnorderedElementsAre(Pair(key(day(-1)), 7)));
-  ASSERT_TRUE(result.has_value());
-  EXPECT_THAT(*result, ElementsAre(Pair(OSTRecordTypeRoutine, 1U)));
-}
-
 TEST_F(RoutineFetchTest, WithoutRoutineTypesTheFetchStillEndsAndMovesOn) {
   testing_support::NotificationCapture processed(kOSTHealthKitRecordsProcessedNotification);
 
@@ -250,21 +229,27 @@ TEST_F(RoutineFetchTest, StandHoursAndMindfulMinutesGoToTheDayTheyStartIn) {
   EXPECT_THAT(*result, ElementsAre(Pair(OSTRecordTypeRoutine, 2U)));
 }
 
-TEST_F(RoutineFetchTest, HistoricalFetchSubmitsAndCompletesButMovesNothing) {
-  authorize({}, {stepType()});
-  ASSERT_EQ(save(iPhone, {phoneSteps(321, at(-2, 15), at(-2, 16))}), nullptr);
-  const NSDate queried = at(-5, 6);
-  setRoutineQueryTimestamp(*session(), queried);
-  setRoutineFetchTimestamp(*session(), queried);
+TEST_F(RoutineFetchTest, HistoricalFetchSubmitsAndCompletesButMovesNothingAndEndsAtMidnight) {
+  authorize({}, {stepType(), standHour});
+  ASSERT_EQ(save(watch, {watchSteps(321, at(-4, 15), at(-4, 16)),
+                         watchSteps(7, at(-1, 23, 58), at(-1, 23, 59)),
+                         // Would make a record of today if today were asked for.
+                         category(HKCategoryTypeIdentifierAppleStandHour,
+                                  HKCategoryValueAppleStandHourStood, day(0), at(0, 0, 50))}),
+            nullptr);
+  const NSDate earlier = at(-5, 6);
+  setRoutineQueryTimestamp(*session(), earlier);
+  setRoutineFetchTimestamp(*session(), earlier);
   testing_support::NotificationCapture processed(kOSTHealthKitRecordsProcessedNotification);
 
-  const auto result = fetch({steps}, day(-3), day(0), true);
+  const auto result = fetch({steps, standHour}, day(-3), day(0), true);
 
+  // From the day before the start up to, not including, the day the end starts.
   ASSERT_TRUE(result.has_value());
-  EXPECT_THAT(*result, ElementsAre(Pair(OSTRecordTypeRoutine, 1U)));
-  EXPECT_THAT(stepsByDay(), UnorderedElementsAre(Pair(key(day(-2)), 321)));
-  EXPECT_EQ(routineQueryTimestamp(*session()), queried);
-  EXPECT_EQ(routineFetchTimestamp(*session()), queried);
+  EXPECT_THAT(*result, ElementsAre(Pair(OSTRecordTypeRoutine, 2U)));
+  EXPECT_THAT(stepsByDay(), UnorderedElementsAre(Pair(key(day(-4)), 321), Pair(key(day(-1)), 7)));
+  EXPECT_EQ(routineQueryTimestamp(*session()), earlier);
+  EXPECT_EQ(routineFetchTimestamp(*session()), earlier);
   EXPECT_THAT(processed.notifications(), IsEmpty());
 }
 
@@ -281,6 +266,19 @@ TEST_F(RoutineFetchTest, DaysFetchedAgainReplaceTheirRecords) {
 
   EXPECT_THAT(stepsByDay(), UnorderedElementsAre(Pair(key(day(-1)), 150), Pair(key(day(0)), 70)));
   EXPECT_EQ(outbox().size(), 2U);
+}
+
+TEST_F(RoutineFetchTest, AFailedSubmissionIsLoggedAsAnError) {
+  authorize({}, {stepType()});
+  ASSERT_EQ(save(watch, {watchSteps(100, at(0, 9), at(0, 10))}), nullptr);
+  fetch_test::restartWithFailingSubmission(*session(), kUserID, databasePath());
+  testing_support::LogCapture log;
+
+  fetch({steps}, day(0), NSDate::date(), false);
+
+  EXPECT_EQ(
+      fetch_test::levelOfLine(log, "fetchRoutineForSampleTypes cannot submit 1 routine records: "),
+      OSTLog::Error);
 }
 
 // Daylight-saving days in New York: 23 hours on 10 March 2024, 25 on 3 November 2024.

@@ -113,8 +113,4 @@ void OSTHealthKitManager::stopAnchorQueryForSampleType(const OSTSampleTypePointe
 
 // --- Fetches: not yet implemented ---
 
-void OSTHealthKitManager::fetchLatestRoutine() {}
-
-void OSTHealthKitManager::fetchLatestIntraDaySteps() {}
-
 void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate, NSDate) {}

@@ -40,8 +40,10 @@
 #include "HealthKit/HKObjectType.h"
 #include "HealthKit/HKObserverQuery.h"
 #include "HealthKit/HKQueryAnchor.h"
+#include "HealthKit/HKStatisticsCollectionQuery.h"
 #include "OstrandCore/OSTRecordType.h"
 #include "OstrandCore/OSTSession.h"
+#include "OstrandHealthKit/Categories/HKStatistics+Meta.h"
 #include "OstrandHealthKit/Models/OSTSessionData+HealthKit.h"
 
 // The framework's version, as Apple's framework template exports it.
@@ -57,7 +59,7 @@ extern const std::string kOSTHealthKitRecordsProcessedNotification;
 
 // A fetch's result: records submitted per record kind.
 using OSTFetchResult = std::map<OSTRecordType, NSUInteger>;
-// Receives a fetch's result; runs once, on the main thread.
+// Receives a fetch's result; runs once, on the main thread unless the fetch says otherwise.
 using OSTFetchCompletion = std::function<void(const OSTFetchResult& result)>;
 // Runs once when a subscription change is done (see setSubscriptions for the thread).
 using OSTSubscriptionCompletion = std::function<void()>;
@@ -158,13 +160,62 @@ class OSTHealthKitManager : public NSObject {
 
   // --- Fetches ---
   //
-  // Started by the control path. The routine, intraday and heart-rate fetches are not yet
-  // implemented and do nothing. Virtual so a test can see which the control path starts.
+  // Started by the control path and by the historical fetch. Virtual so a test can see which
+  // fetches the control path starts.
 
-  // Fetches the daily-activity totals that are due. Returns at once.
+  // -- Routine fetch: one routine record per calendar day of daily activity --
+  //
+  // Every fetch covers whole days: the day before `fromDate`'s day, that day and each later day
+  // up to `toDate`; a day whose 00:00:01 is not before `toDate` is left out. Days are those of
+  // ost_gregorianCalendar(). Records of days sent again replace the earlier ones (same activity
+  // identifier), so the overlap of incremental fetches is safe.
+
+  // Receives one statistics query's days (never absent; empty when the query failed).
+  using DayStatisticsCompletion = std::function<void(OSTDayStatistics days)>;
+
+  // The incremental fetch, at most once a minute: when routineQueryTimestamp is more than 60
+  // seconds old and a routineFetchTimestamp is stored, fetches the subscribed daily-activity
+  // types from the start of that timestamp's day to now. Without either timestamp, or within the
+  // minute, does nothing (a call is dropped, not deferred). Call on the main thread; returns at
+  // once.
   virtual void fetchLatestRoutine();
-  // Fetches minute-by-minute step counts that are due, when processIntraday() is set.
+  // Fetches `types`' daily totals (quantity types; steps also as the hand-entered total) and
+  // per-day samples (category types) and submits one routine record per day that has any.
+  // Unless `historical`: routineQueryTimestamp is set to now before the queries start, the
+  // records-processed notification is posted when there are records, and routineFetchTimestamp
+  // becomes `toDate` when the fetch ends, whatever it found. A failed query contributes nothing;
+  // the fetch always ends. `completion` (optional) receives {OSTRecordTypeRoutine: records} on
+  // the main queue. Call on the main thread; runs under a background task.
+  void fetchRoutineForSampleTypes(const HKSampleTypeSet& types, NSDate fromDate, NSDate toDate,
+                                  bool historical, OSTFetchCompletion completion);
+  // A configured, not executed, cumulative-sum query of `type` with `predicate`, its intervals
+  // `interval` long from `startDate` (a day start). Its results handler gives `completion` the
+  // statistics of each day after `startDate`'s 00:00:01 and before `endDate`, under the day's
+  // start, leaving out days without a total; `completion` runs on HealthKit's queue.
+  std::shared_ptr<HKStatisticsCollectionQuery> routineQueryForQuantityType(
+      const std::shared_ptr<const HKQuantityType>& type, NSDate startDate, NSDate endDate,
+      std::shared_ptr<const NSPredicate> predicate, const NSDateComponents& interval,
+      DayStatisticsCompletion completion);
+
+  // -- Intraday fetch: minute-by-minute steps, one record per source --
+
+  // The incremental fetch: when processIntraday() is set, intradayStepsQueryTimestamp is more
+  // than 60 seconds old and an intradayStepsFetchTimestamp is stored, fetches from one hour
+  // before that timestamp (those minutes are sent again) to now. Otherwise does nothing. Call on
+  // the main thread; returns at once.
   virtual void fetchLatestIntraDaySteps();
+  // Fetches the step counts of every minute from `fromDate` (minutes counted from it, so a
+  // `fromDate` with seconds shifts them) up to `toDate` and submits one OSTIntraDay per source
+  // that wrote steps in them; a minute that starts at or after `toDate` is not included, so
+  // consecutive ranges never share a minute. Not gated by processIntraday(). Unless
+  // `historical`, intradayStepsQueryTimestamp is set to now first. When HealthKit answers,
+  // intradayStepsFetchTimestamp becomes the moment of the answer (historical or not) and
+  // `completion` (optional) receives {OSTRecordTypeIntraday: records} on HealthKit's queue, not
+  // the main thread. When the query fails nothing is submitted or moved and `completion` is
+  // never called. Runs under a background task.
+  void fetchIntradayForStepsFromDate(NSDate fromDate, NSDate toDate, bool historical,
+                                     OSTFetchCompletion completion);
+
   // Summarises heart rate of the whole days from `fromDate` (a day start) up to `toDate`.
   virtual void fetchHeartRateSamplesFromDate(NSDate fromDate, NSDate toDate);
 

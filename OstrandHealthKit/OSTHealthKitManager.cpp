@@ -117,8 +117,6 @@ void OSTHealthKitManager::fetchLatestRoutine() {}
 
 void OSTHealthKitManager::fetchLatestIntraDaySteps() {}
 
-void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate, NSDate) {}
-
 std::shared_ptr<const NSPredicate> OSTHealthKitManager::predicateForType(
     const OSTSampleTypePointer&, std::optional<NSDate>, std::optional<NSDate>,
     std::shared_ptr<const HKQueryAnchor>) {

@@ -113,4 +113,3 @@ void OSTHealthKitManager::stopAnchorQueryForSampleType(const OSTSampleTypePointe
 
 // --- Fetches: not yet implemented ---
 
-void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate, NSDate) {}

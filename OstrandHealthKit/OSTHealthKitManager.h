@@ -61,6 +61,10 @@ extern const std::string kOSTHealthKitRecordsProcessedNotification;
 using OSTFetchResult = std::map<OSTRecordType, NSUInteger>;
 // Receives a fetch's result; runs once, on the main thread unless the fetch says otherwise.
 using OSTFetchCompletion = std::function<void(const OSTFetchResult& result)>;
+// Receives a historical fetch's outcome, once, on the main thread: the result and nullptr, or
+// std::nullopt and the error (never both, never neither).
+using OSTHistoricalFetchCompletion =
+    std::function<void(std::optional<OSTFetchResult> result, std::shared_ptr<const NSError> error)>;
 // Runs once when a subscription change is done (see setSubscriptions for the thread).
 using OSTSubscriptionCompletion = std::function<void()>;
 // (success, error or nullptr): HealthKit's answer to an authorization request, on HealthKit's
@@ -141,7 +145,9 @@ class OSTHealthKitManager : public NSObject {
 
   // Asks HealthKit for permission to read `types` (and to write nothing). An error is written to
   // the system log; `completion` (optional) receives HealthKit's answer on HealthKit's thread.
-  void authorizeSubscriptions(const HKSampleTypeSet& types, OSTAuthorizationCompletion completion);
+  // Virtual so a test can answer in HealthKit's place.
+  virtual void authorizeSubscriptions(const HKSampleTypeSet& types,
+                                      OSTAuthorizationCompletion completion);
   // Disables all background delivery, then enables it hourly for each of `types`; a type
   // HealthKit refuses is written to the system log. (The name's spelling is kept as hosts know
   // it.)
@@ -186,8 +192,9 @@ class OSTHealthKitManager : public NSObject {
   // becomes `toDate` when the fetch ends, whatever it found. A failed query contributes nothing;
   // the fetch always ends. `completion` (optional) receives {OSTRecordTypeRoutine: records} on
   // the main queue. Call on the main thread; runs under a background task.
-  void fetchRoutineForSampleTypes(const HKSampleTypeSet& types, NSDate fromDate, NSDate toDate,
-                                  bool historical, OSTFetchCompletion completion);
+  virtual void fetchRoutineForSampleTypes(const HKSampleTypeSet& types, NSDate fromDate,
+                                          NSDate toDate, bool historical,
+                                          OSTFetchCompletion completion);
   // A configured, not executed, cumulative-sum query of `type` with `predicate`, its intervals
   // `interval` long from `startDate` (a day start). Its results handler gives `completion` the
   // statistics of each day after `startDate`'s 00:00:01 and before `endDate`, under the day's
@@ -213,11 +220,8 @@ class OSTHealthKitManager : public NSObject {
   // `completion` (optional) receives {OSTRecordTypeIntraday: records} on HealthKit's queue, not
   // the main thread. When the query fails nothing is submitted or moved and `completion` is
   // never called. Runs under a background task.
-  void fetchIntradayForStepsFromDate(NSDate fromDate, NSDate toDate, bool historical,
-                                     OSTFetchCompletion completion);
-
-  // Summarises heart rate of the whole days from `fromDate` (a day start) up to `toDate`.
-  virtual void fetchHeartRateSamplesFromDate(NSDate fromDate, NSDate toDate);
+  virtual void fetchIntradayForStepsFromDate(NSDate fromDate, NSDate toDate, bool historical,
+                                             OSTFetchCompletion completion);
 
   // -- Anchored sample fetch (every type that is neither daily activity nor heart rate) --
   //
@@ -273,6 +277,42 @@ class OSTHealthKitManager : public NSObject {
   static void attachHeartRateSamples(const std::vector<std::shared_ptr<OSTRecord>>& records,
                                      const std::vector<std::shared_ptr<const HKSample>>& samples);
 
+  // -- Heart-rate summary --
+
+  // Summarises heart rate for the whole days from `fromDate`'s day up to `toDate` (a day start,
+  // excluded): one biometrics record per source and day with the day's minimum, maximum and
+  // average heart rate (when heart rate is subscribed) and that day's resting and walking
+  // heart rate (from iOS 11.0, always). Samples count by their end date. Returns at once; on the
+  // main queue, once every query has answered, posts kOSTHealthKitRecordsProcessedNotification
+  // with {"recordType": 1, "count": n} and then submits the records (neither when there are
+  // none). Each queried type's query date moves to `toDate`, also when its query failed. Runs
+  // under a background task. Call on the main thread.
+  virtual void fetchHeartRateSamplesFromDate(NSDate fromDate, NSDate toDate);
+
+  // -- Historical fetch --
+
+  // Fetches past data of the historical sets (OSTHealthKitHistoricalSet: 0 six months of daily
+  // activity, 1 six months of workouts, 2 the seven days before today minute by minute, only
+  // while processIntraday() is set), after asking HealthKit for read permission on their types.
+  // A set named twice is fetched once. Nothing stored moves (historical mode), except the
+  // intraday fetch's own fetch timestamp; records are submitted as each path finishes.
+  //
+  // `completion` (optional) runs once, on the main thread: with the records submitted per kind
+  // and nullptr, or with std::nullopt and an error:
+  // - no set: "Historical sets not specified" (kOSTHealthKitErrorDomain, code 0);
+  // - a number outside 0...2: "Invalid historical set specified" (same domain and code),
+  //   before permission is asked and before anything is fetched;
+  // - permission refused: HealthKit's error, or "User cancelled authorization for Health sample
+  //   types" (same domain and code) when HealthKit gave none.
+  // The two first come before this returns. A fetch path that never reports (an intraday day
+  // whose query failed) keeps the completion from running; the background task then ends when
+  // background time runs out. Call on the main thread.
+  void fetchHistoricalSets(const std::vector<NSInteger>& sets,
+                           OSTHistoricalFetchCompletion completion);
+  // Adds each count of `partial` to the same kind's count in `result` (0 when absent); kinds
+  // only `result` has stay. Takes no lock: callers hold the result's.
+  static void mergeHistoricalPartialResults(const OSTFetchResult& partial, OSTFetchResult& result);
+
   std::string className() const override { return "OSTHealthKitManager"; }
 
  private:
@@ -291,6 +331,10 @@ class OSTHealthKitManager : public NSObject {
   void stopAllQueries();
   // A new observer query for the type, whose handler starts the type's fetch.
   std::shared_ptr<HKObserverQuery> observerQueryForSampleType(const OSTSampleTypePointer& type);
+  // The historical fetch once permission was granted, on the main queue: starts the paths of
+  // `sets` and calls `completion` when all of them have reported.
+  void runHistoricalFetches(const std::vector<NSInteger>& sets, NSDate today, NSDate rangeStart,
+                            const OSTHistoricalFetchCompletion& completion);
 
   const std::shared_ptr<OSTSession> session_;
   bool processIntraday_ = false;

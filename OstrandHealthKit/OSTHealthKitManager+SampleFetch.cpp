@@ -2,8 +2,6 @@
 // long-running anchored query with its update handler, turning a batch of samples into records,
 // the query-date and anchor rules, heart rate attached to workouts, and the historical mode.
 
-#include "OstrandHealthKit/OSTHealthKitManager.h"
-
 #include <algorithm>
 #include <string>
 #include <utility>
@@ -20,6 +18,7 @@
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
 #include "OstrandHealthKit/Models/OSTRecord+HealthKit.h"
 #include "OstrandHealthKit/OSTBackgroundTask.h"
+#include "OstrandHealthKit/OSTHealthKitManager.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
 
 namespace {
@@ -71,35 +70,31 @@ struct OSTBatch {
   OSTFetchCompletion completion;
 };
 
-// The end of a batch, on the main thread: submit the records; only if the session took them (or
-// there were none) store the query date, and only with records the anchor, and announce them.
-// The completion learns how many records were submitted.
+// The end of a batch, on the main thread. Unless historical, the query date is stored first,
+// even for an empty batch: its window was read. Then the records are submitted; only when the
+// session took them does the anchor move and the notification go out. A failed submission keeps
+// the anchor, so a long-running query's samples come again (their records replace any copy: same
+// kind and activity identifier); the session itself keeps the records and writes them before
+// its next submission. The completion learns how many records were built.
 void finishBatch(OSTSession& session, const OSTBatch& batch) {
-  NSUInteger submitted = 0;
-  if (!batch.records.empty()) {
-    if (const auto error = session.submitRecords(batch.records)) {
-      // Neither anchor nor query date moves, so the next fetch reads these samples again; their
-      // records then replace any copy the session kept (same kind and activity identifier).
-      OSTLog::log(OSTLog::Info, "%s %lu records not submitted, anchor kept: %@", __func__,
-                  batch.records.size(), error->localizedDescription());
-      if (batch.completion) batch.completion({{batch.recordType, 0}});
-      return;
-    }
-    submitted = batch.records.size();
+  if (!batch.historical && batch.queryDate) {
+    (void)setQueryDate(session, *batch.queryDate, batch.type);
   }
-  if (!batch.historical) {
-    // The query date advances even when the batch is empty: the window was read.
-    if (batch.queryDate) (void)setQueryDate(session, *batch.queryDate, batch.type);
-    if (submitted > 0) {
+  const NSUInteger count = batch.records.size();
+  if (count > 0) {
+    if (const auto error = session.submitRecords(batch.records)) {
+      OSTLog::log(OSTLog::Error, "%s %lu records not submitted, anchor kept: %@", __func__, count,
+                  error->localizedDescription());
+    } else if (!batch.historical) {
       (void)setAnchor(session, batch.newAnchor, batch.type);
       NSNotificationCenter::defaultCenter().postNotificationName(
           kOSTHealthKitRecordsProcessedNotification, nullptr,
           NSDictionary::dictionaryWithDictionary(
               {{"recordType", NSAny(static_cast<NSUInteger>(batch.recordType))},
-               {"count", NSAny(submitted)}}));
+               {"count", NSAny(count)}}));
     }
   }
-  if (batch.completion) batch.completion({{batch.recordType, submitted}});
+  if (batch.completion) batch.completion({{batch.recordType, count}});
 }
 
 }  // namespace
@@ -163,13 +158,10 @@ void OSTHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
             return;
           }
           const auto sampleType = running->sampleType();
-          // A failed query read nothing, so its window must not count as read. On a locked
-          // iPhone every read fails with "database inaccessible" (HealthKit error 6), and that
-          // is exactly when an observer wakes the app in the background. Were the query date
-          // advanced anyway, a type without an anchor yet would start its next fetch after this
-          // window, and the readings ending in it would never be fetched. So when HealthKit
-          // reports an error the query date stays, and the next fetch reads the window again.
-          const std::optional<NSDate> queryDate = error ? std::nullopt : endDate;
+          // The error is not examined beyond this: a failed query delivers no samples and is
+          // finished like an empty batch, its query date moving to the end date. On a locked
+          // iPhone (HealthKit error 6, "database inaccessible") a type without an anchor yet
+          // therefore skips the window it could not read.
           if (error) {
             // HealthKit ends a query whose first results failed, update handler or not: forget
             // it, so the next wake starts a new one instead of waiting on a dead query.
@@ -178,7 +170,7 @@ void OSTHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
               self->anchorQueries()->erase(held);
             }
           }
-          self->parseSampleObjects(samples, sampleType, newAnchor, queryDate, historical, finished);
+          self->parseSampleObjects(samples, sampleType, newAnchor, endDate, historical, finished);
         });
       });
 
@@ -187,8 +179,7 @@ void OSTHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
   if (anchor && !historical) {
     query->setUpdateHandler([weak](std::shared_ptr<HKAnchoredObjectQuery> running,
                                    OSTSampleArray samples, auto,
-                                   std::shared_ptr<const HKQueryAnchor> newAnchor,
-                                   std::shared_ptr<const NSError> error) {
+                                   std::shared_ptr<const HKQueryAnchor> newAnchor, auto) {
       dispatch_async(dispatch_get_main_queue(), [=, samples = std::move(samples)] {
         const auto self = weak.lock();
         if (!self) return;
@@ -199,11 +190,9 @@ void OSTHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
         // them twice.
         const auto held = self->anchorQueries()->find(sampleType);
         if (held == self->anchorQueries()->end() || held->second != running) return;
-        // While the device is locked the update carries an error and no samples: the query
-        // date stays, as for a failed first fetch.
-        const std::optional<NSDate> queryDate =
-            error ? std::nullopt : std::optional<NSDate>(NSDate::date());
-        self->parseSampleObjects(samples, sampleType, newAnchor, queryDate, false, nullptr);
+        // An update of a locked device carries an error and no samples; its anchor is kept (no
+        // records), so the query's position is not lost.
+        self->parseSampleObjects(samples, sampleType, newAnchor, NSDate::date(), false, nullptr);
       });
     });
     (*anchorQueries())[type] = query;

@@ -229,9 +229,10 @@ class OSTHealthKitManager : public NSObject {
   // the samples ending in [query date, now) once. Once a batch with records was submitted its
   // anchor is stored, and every later fetch reads what was saved after the anchor, whatever its
   // dates, with a long-running query (held in anchorQueries()) that also delivers later saves.
-  // The anchor moves only together with records the session accepted, so a failure repeats
-  // records (which then replace themselves: same kind and activity identifier) and never skips
-  // them. Historical fetches read a window once and remember nothing.
+  // The anchor moves only together with records the session accepted, so a failed submission
+  // repeats records (which then replace themselves: same kind and activity identifier). The query
+  // date moves at the end of every batch, also an empty or failed one. Historical fetches read a
+  // window once and remember nothing.
 
   // The predicate of a fetch of `type`: quantity samples that are not part of a correlation
   // (their correlation's record has them), and, only without an anchor and with both dates,
@@ -242,14 +243,13 @@ class OSTHealthKitManager : public NSObject {
       std::optional<NSDate> toDate, std::shared_ptr<const HKQueryAnchor> anchor);
   // Fetches the samples of `type` matching `predicate` that were saved after `anchor` (nullptr:
   // all), makes and submits their records, and (unless `historical`) stores `endDate` as the
-  // type's query date (not when HealthKit reported an error: the window was not read, so the
-  // next fetch reads it again) and the new anchor. Does nothing at all, completion included, when
-  // not `historical` and a long-running query of the type runs already: that query delivers the
-  // changes itself. With an anchor and not `historical` the query becomes the type's
-  // long-running one. Runs under a background task. `endDate` may be nullopt only when
-  // `historical`. `completion` (optional) runs once on the main queue with {record kind: records
-  // submitted}; the line "fetchSampleType Sample Objects recieved: {kind = count;}" is logged at
-  // level 2 after it.
+  // type's query date (also when HealthKit reported an error) and the new anchor. Does nothing at
+  // all, completion included, when not `historical` and a long-running query of the type runs
+  // already: that query delivers the changes itself. With an anchor and not `historical` the
+  // query becomes the type's long-running one. Runs under a background task. `endDate` may be
+  // nullopt only when `historical`. `completion` (optional) runs once on the main queue with
+  // {record kind: records built}; the line "fetchSampleType Sample Objects recieved: {kind =
+  // count;}" is logged at level 2 after it.
   virtual void fetchSampleType(const OSTSampleTypePointer& type,
                                std::shared_ptr<const NSPredicate> predicate,
                                std::optional<NSDate> endDate, bool historical,
@@ -258,13 +258,12 @@ class OSTHealthKitManager : public NSObject {
   // Turns one batch of samples of `type` into records and hands them on. On the main thread.
   // Records are made in the samples' order (none for a type without a record kind); workouts get
   // the heart-rate samples taken during them when heart rate is subscribed and not `historical`
-  // (read on HealthKit's thread); then the records are submitted. Unless `historical`, and only
-  // when the submission succeeded or there was nothing to submit: `queryDate` (nullopt: none) is
-  // stored as the type's query date if the type is still subscribed, and with records
-  // `newAnchor` is stored (nullptr keeps the old one) and kOSTHealthKitRecordsProcessedNotification
-  // is posted with {"recordType", "count"}. A failed submission is logged and moves nothing, so
-  // the same samples come again. `completion` (optional) gets {record kind: records submitted},
-  // 0 included.
+  // (read on HealthKit's thread). Unless `historical`: `queryDate` (nullopt: none) is stored as
+  // the type's query date if the type is still subscribed; the records are submitted, and when
+  // the session took them `newAnchor` is stored (nullptr keeps the old one) and
+  // kOSTHealthKitRecordsProcessedNotification is posted with {"recordType", "count"}. A failed
+  // submission is logged and keeps the anchor. `completion` (optional) gets {record kind: records
+  // built}, 0 included.
   void parseSampleObjects(const std::vector<std::shared_ptr<const HKSample>>& samples,
                           const OSTSampleTypePointer& type,
                           std::shared_ptr<const HKQueryAnchor> newAnchor,

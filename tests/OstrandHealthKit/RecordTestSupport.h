@@ -9,13 +9,13 @@
 #include <string>
 
 #include "Foundation/NSDictionary.h"
-#include "Foundation/Platform/PlatformEnvironment.h"
 #include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKQuantitySample.h"
 #include "HealthKit/HKSource.h"
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "OstrandCore/OSTRecord.h"
 #include "OstrandHealthKit/OSTCachedValue.h"
+#include "support/PlatformVersion.h"
 
 namespace testing_support {
 
@@ -62,22 +62,6 @@ class WritingAs {
   ~WritingAs() { HKSource::setDefaultSource(nullptr); }
   WritingAs(const WritingAs&) = delete;
   WritingAs& operator=(const WritingAs&) = delete;
-};
-
-// Pins the platform version and rebuilds every cached table for it; the default comes back.
-class PlatformVersion {
- public:
-  explicit PlatformVersion(NSOperatingSystemVersion version) {
-    platform::Environment::shared().setOperatingSystemVersion(version);
-    OSTResetCachedValuesForTesting();
-  }
-  ~PlatformVersion() {
-    platform::Environment::shared().setOperatingSystemVersion(
-        platform::Environment::kDefaultOperatingSystemVersion);
-    OSTResetCachedValuesForTesting();
-  }
-  PlatformVersion(const PlatformVersion&) = delete;
-  PlatformVersion& operator=(const PlatformVersion&) = delete;
 };
 
 }  // namespace testing_support

@@ -13,6 +13,7 @@
 #include "OstrandHealthKit/OSTCachedValue.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "support/EnvironmentFixture.h"
+#include "support/PlatformVersion.h"
 
 namespace {
 
@@ -32,21 +33,7 @@ OSTRecordType recordType(const std::string& identifier) {
   return OSTHealthKitSubscription::recordTypeForSampleType(*type(identifier));
 }
 
-// Pins the platform version and rebuilds every cached table for it; the default comes back.
-class PlatformVersion {
- public:
-  explicit PlatformVersion(NSOperatingSystemVersion version) {
-    platform::Environment::shared().setOperatingSystemVersion(version);
-    OSTResetCachedValuesForTesting();
-  }
-  ~PlatformVersion() {
-    platform::Environment::shared().setOperatingSystemVersion(
-        platform::Environment::kDefaultOperatingSystemVersion);
-    OSTResetCachedValuesForTesting();
-  }
-  PlatformVersion(const PlatformVersion&) = delete;
-  PlatformVersion& operator=(const PlatformVersion&) = delete;
-};
+using testing_support::PlatformVersion;
 
 TEST(SubscriptionCatalog, RecordKindsOfTypesTheEngineMeets) {
   EXPECT_EQ(recordType(HKCorrelationTypeIdentifierBloodPressure), OSTRecordTypeBiometrics);

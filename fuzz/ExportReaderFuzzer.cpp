@@ -28,7 +28,9 @@ const std::string& scratchDirectory() {
   return directory;
 }
 
+// Built after the directory's name (its constructor asks for it), so destroyed before it.
 struct ScratchCleanup {
+  ScratchCleanup() { (void)scratchDirectory(); }
   ~ScratchCleanup() {
     std::remove((scratchDirectory() + "/export.xml").c_str());
     std::remove((scratchDirectory() + "/export.zip").c_str());

@@ -50,7 +50,9 @@ bool SampleSaver::remove(const HKSourceRevision::Pointer& revision,
 
 bool SampleSaver::flush() {
   bool allSaved = true;
-  for (auto& [name, source] : sources_) {
+  // Not a structured binding: clang (the fuzz build) cannot capture one in the lambda below.
+  for (auto& entry : sources_) {
+    auto& source = entry.second;
     if (source.pending.empty()) continue;
     std::vector<std::shared_ptr<const HKObject>> objects;
     objects.reserve(source.pending.size());

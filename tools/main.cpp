@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iostream>
 
+#include "OstrandCore/OSTLog.h"
 #include "tools/OstrandTools/Demo.h"
 #include "tools/OstrandTools/OutboxCommand.h"
 #include "tools/OstrandTools/Progress.h"
@@ -58,6 +59,8 @@ int main(int argc, char** argv) {
     const int status = app.exit(error);
     return status == 0 ? 0 : 2;
   }
+  // The library's own log is for developers; errors (level 0) still show.
+  OSTLog::setLevel(0);
   if (*demo) return runDemo(demoOptions, months, small);
   return ostrand_tools::runOutbox(outboxPath, json, std::cout, std::cerr);
 }

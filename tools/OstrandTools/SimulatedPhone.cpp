@@ -15,7 +15,8 @@ SimulatedPhone::SimulatedPhone(NSDate now) : clock_(std::make_shared<ToolClock>(
   OSTResetCachedValuesForTesting();
   device_ = platform::SimulatedHealthDevice::create();
   platform::SimulatedHealthDevice::setCurrent(device_);
-  session_ = std::make_shared<OSTSession>();
+  // The host's one session: record conversion writes its user into day keys.
+  session_ = OSTSession::sharedInstance();
   engine_ = std::make_shared<OSTHealthKitManager>(session_);
   engine_->setProcessIntraday(true);
 }

@@ -7,7 +7,7 @@ packages=(
   g++ cmake ninja-build tzdata
   libgtest-dev libgmock-dev
   libicu-dev libsqlite3-dev nlohmann-json3-dev
-  libexpat1-dev libzip-dev
+  libexpat1-dev libzip-dev libcli11-dev
 )
 
 missing=()

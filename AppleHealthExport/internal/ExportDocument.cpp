@@ -409,6 +409,7 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
     return "the root element is <" + element + ">, not <HealthData>: not a Health export";
   } else if (element == "ExportDate") {
     summary_.exportDate = attribute(values, "value");
+    summary_.exportedAt = parseExportDate(*summary_.exportDate);
   } else if (element == "Record" && (parent == "HealthData" || parent == "Correlation")) {
     record_ = Draft{std::move(values), {}};
   } else if (element == "Correlation" && parent == "HealthData") {

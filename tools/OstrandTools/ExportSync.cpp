@@ -1,0 +1,103 @@
+#include "tools/OstrandTools/ExportSync.h"
+
+#include <filesystem>
+
+#include "AppleHealthExport/AppleHealthExportReader.h"
+#include "tools/OstrandTools/OutboxReport.h"
+#include "tools/OstrandTools/Progress.h"
+
+namespace ostrand_tools {
+
+namespace {
+
+std::size_t total(const std::map<std::string, std::size_t>& counts) {
+  std::size_t sum = 0;
+  for (const auto& [name, count] : counts) sum += count;
+  return sum;
+}
+
+void printCountsOf(std::ostream& out, const char* title,
+                   const std::map<std::string, std::size_t>& counts) {
+  if (counts.empty()) return;
+  out << title << " (" << total(counts) << "):\n";
+  for (const auto& [name, count] : counts) out << "  " << name << "  " << count << "\n";
+}
+
+}  // namespace
+
+void printExportSummary(std::ostream& out, const AppleHealthExportSummary& summary) {
+  out << "Read " << summary.totalSamples() << " samples, " << summary.totalCorrelations()
+      << " correlations and " << summary.totalWorkouts() << " workouts from "
+      << summary.objectsBySource.size() << " sources\n";
+  printCountsOf(out, "Skipped", summary.skipped);
+  printCountsOf(out, "Types this HealthKit does not have", summary.unknownTypes);
+  printCountsOf(out, "Units no unit reads from", summary.unknownUnits);
+}
+
+ExportSync::ExportSync(ExportSyncOptions options)
+    : options_(std::move(options)),
+      phone_(std::make_unique<SimulatedPhone>(NSDate::dateWithTimeIntervalSince1970(0))) {}
+
+bool ExportSync::readExport(std::ostream& out, std::ostream& err) {
+  AppleHealthExportReader reader;
+  Progress progress(out, options_.terminal);
+  bool started = false;
+  reader.setProgressHandler([&](std::uint64_t done, std::uint64_t all) {
+    if (!started) progress.start("Reading " + options_.exportPath, all);
+    started = true;
+    progress.update(done);
+  });
+  summary_ = reader.read(options_.exportPath, phone_->device());
+  if (started) progress.finish();
+  if (summary_.error) {
+    err << "error: " << summary_.error->description() << "\n";
+    return false;
+  }
+  printExportSummary(out, summary_);
+  if (!summary_.exportedAt) {
+    err << "error: " << options_.exportPath
+        << ": the export does not say when it was made (no readable <ExportDate>)\n";
+    return false;
+  }
+  return true;
+}
+
+bool ExportSync::syncAsTheApp(std::ostream& out, std::ostream& err) {
+  // The app is installed a minute after the export was made, on the phone that made it.
+  phone_->clock().set(summary_.exportedAt->dateByAddingTimeInterval(60));
+  if (auto error = phone_->startSession(options_.databasePath)) {
+    err << "error: cannot use the session database " << options_.databasePath << ": "
+        << error->localizedDescription() << "\n";
+    return false;
+  }
+  if (!phone_->subscribeToEverything()) {
+    err << "error: HealthKit did not answer the subscription request\n";
+    return false;
+  }
+  phone_->fetchLatestData();
+  out << "Subscribed to every set and fetched the latest data\n";
+  std::string error;
+  if (!phone_->fetchHistory(error)) {
+    err << "error: the historical fetch failed: " << error << "\n";
+    return false;
+  }
+  out << "Historical fetch: six months of daily activity and workouts, a week of minutes\n\n";
+  return true;
+}
+
+int ExportSync::run(std::ostream& out, std::ostream& err) {
+  std::error_code ignored;
+  std::filesystem::remove(options_.databasePath, ignored);
+  if (!readExport(out, err) || !syncAsTheApp(out, err)) return 1;
+  const auto records = readOutbox(*phone_->session());
+  if (records.error) {
+    err << "error: cannot read the outbox: " << records.error->localizedDescription() << "\n";
+    return 1;
+  }
+  printSyncSummary(out, records.value);
+  out << "\nSession database: " << std::filesystem::absolute(options_.databasePath).string()
+      << "\n";
+  return 0;
+}
+
+}  // namespace ostrand_tools

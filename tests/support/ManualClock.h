@@ -1,26 +1,11 @@
 #pragma once
 
-// ManualClock: a clock that stands still until a test moves it. Thread-safe, so HealthKit's
-// worker threads may read it while the test thread sets it.
+// The tests' clock is the platform's manual one: it stands still until a test moves it.
 
-#include <atomic>
-
-#include "Foundation/Platform/PlatformEnvironment.h"
+#include "Foundation/Platform/ManualClock.h"
 
 namespace testing_support {
 
-class ManualClock final : public platform::Clock {
- public:
-  explicit ManualClock(NSDate start) : seconds_(start.timeIntervalSinceReferenceDate()) {}
-
-  NSDate now() const override {
-    return NSDate::dateWithTimeIntervalSinceReferenceDate(seconds_.load());
-  }
-  void set(NSDate date) { seconds_.store(date.timeIntervalSinceReferenceDate()); }
-  void advance(NSTimeInterval seconds) { seconds_.fetch_add(seconds); }
-
- private:
-  std::atomic<double> seconds_;
-};
+using ManualClock = platform::ManualClock;
 
 }  // namespace testing_support

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "tools/OstrandTools/OutboxReport.h"
 #include "tools/OstrandTools/Progress.h"
 
 namespace ostrand_tools {
@@ -48,15 +47,7 @@ bool Demo::liveHistory(std::ostream& out) {
 
 bool Demo::installApp(std::ostream& err) {
   phone_->clock().set(dayStart(options_.days - 1).dateByAddingTimeInterval(300));
-  if (auto error = phone_->startSession(options_.databasePath)) {
-    err << "error: cannot use the session database " << options_.databasePath << ": "
-        << error->localizedDescription() << "\n";
-    return false;
-  }
-  if (!phone_->subscribeToEverything()) {
-    err << "error: HealthKit did not answer the subscription request\n";
-    return false;
-  }
+  if (!phone_->install(options_.databasePath, err)) return false;
   phone_->enterBackground();
   return true;
 }
@@ -86,31 +77,14 @@ bool Demo::liveLastDay(std::ostream& out) {
 
 bool Demo::fetch(std::ostream& out, std::ostream& err) {
   phone_->enterForeground();
-  phone_->fetchLatestData();
-  out << "In the foreground: fetched the latest data\n";
-  std::string error;
-  if (!phone_->fetchHistory(error)) {
-    err << "error: the historical fetch failed: " << error << "\n";
-    return false;
-  }
-  out << "Historical fetch: six months of daily activity and workouts, a week of minutes\n\n";
-  return true;
+  return phone_->fetchLatestAndHistory(out, err);
 }
 
 int Demo::run(std::ostream& out, std::ostream& err) {
   std::error_code ignored;
   std::filesystem::remove(options_.databasePath, ignored);
   if (!liveHistory(out) || !installApp(err) || !liveLastDay(out) || !fetch(out, err)) return 1;
-  const auto records = readOutbox(*phone_->session());
-  if (records.error) {
-    err << "error: cannot read the outbox: " << records.error->localizedDescription() << "\n";
-    return 1;
-  }
-  printSyncSummary(out, records.value);
-  out << "\nSession database: " << std::filesystem::absolute(options_.databasePath).string()
-      << "\nLook at it with: ostrand-healthkit outbox "
-      << std::filesystem::absolute(options_.databasePath).string() << "\n";
-  return 0;
+  return phone_->reportOutbox(options_.databasePath, out, err);
 }
 
 }  // namespace ostrand_tools

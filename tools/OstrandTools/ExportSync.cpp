@@ -3,7 +3,6 @@
 #include <filesystem>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
-#include "tools/OstrandTools/OutboxReport.h"
 #include "tools/OstrandTools/Progress.h"
 
 namespace ostrand_tools {
@@ -65,39 +64,14 @@ bool ExportSync::readExport(std::ostream& out, std::ostream& err) {
 bool ExportSync::syncAsTheApp(std::ostream& out, std::ostream& err) {
   // The app is installed a minute after the export was made, on the phone that made it.
   phone_->clock().set(summary_.exportedAt->dateByAddingTimeInterval(60));
-  if (auto error = phone_->startSession(options_.databasePath)) {
-    err << "error: cannot use the session database " << options_.databasePath << ": "
-        << error->localizedDescription() << "\n";
-    return false;
-  }
-  if (!phone_->subscribeToEverything()) {
-    err << "error: HealthKit did not answer the subscription request\n";
-    return false;
-  }
-  phone_->fetchLatestData();
-  out << "Subscribed to every set and fetched the latest data\n";
-  std::string error;
-  if (!phone_->fetchHistory(error)) {
-    err << "error: the historical fetch failed: " << error << "\n";
-    return false;
-  }
-  out << "Historical fetch: six months of daily activity and workouts, a week of minutes\n\n";
-  return true;
+  return phone_->install(options_.databasePath, err) && phone_->fetchLatestAndHistory(out, err);
 }
 
 int ExportSync::run(std::ostream& out, std::ostream& err) {
   std::error_code ignored;
   std::filesystem::remove(options_.databasePath, ignored);
   if (!readExport(out, err) || !syncAsTheApp(out, err)) return 1;
-  const auto records = readOutbox(*phone_->session());
-  if (records.error) {
-    err << "error: cannot read the outbox: " << records.error->localizedDescription() << "\n";
-    return 1;
-  }
-  printSyncSummary(out, records.value);
-  out << "\nSession database: " << std::filesystem::absolute(options_.databasePath).string()
-      << "\n";
-  return 0;
+  return phone_->reportOutbox(options_.databasePath, out, err);
 }
 
 }  // namespace ostrand_tools

@@ -1,14 +1,17 @@
 #include "tools/OstrandTools/SimulatedPhone.h"
 
+#include <filesystem>
+
 #include "Foundation/Platform/DispatchRuntime.h"
 #include "HealthKit/UIKit/UIApplication.h"
 #include "HealthKit/UIKit/UIDevice.h"
 #include "OstrandHealthKit/OSTCachedValue.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
+#include "tools/OstrandTools/OutboxReport.h"
 
 namespace ostrand_tools {
 
-SimulatedPhone::SimulatedPhone(NSDate now) : clock_(std::make_shared<ToolClock>(now)) {
+SimulatedPhone::SimulatedPhone(NSDate now) : clock_(std::make_shared<platform::ManualClock>(now)) {
   platform::Environment::shared().setClock(clock_);
   UIApplication::sharedApplication()->reset();
   UIDevice::currentDevice()->reset();
@@ -80,6 +83,45 @@ std::optional<OSTFetchResult> SimulatedPhone::fetchHistory(std::string& error) {
   runUntilIdle();
   if (!completed) error = "the historical fetch did not finish";
   return outcome;
+}
+
+bool SimulatedPhone::install(const std::string& databasePath, std::ostream& err) {
+  if (auto error = startSession(databasePath)) {
+    err << "error: cannot use the session database " << databasePath << ": "
+        << error->localizedDescription() << "\n";
+    return false;
+  }
+  if (!subscribeToEverything()) {
+    err << "error: HealthKit did not answer the subscription request\n";
+    return false;
+  }
+  return true;
+}
+
+bool SimulatedPhone::fetchLatestAndHistory(std::ostream& out, std::ostream& err) {
+  fetchLatestData();
+  out << "In the foreground: fetched the latest data\n";
+  std::string error;
+  if (!fetchHistory(error)) {
+    err << "error: the historical fetch failed: " << error << "\n";
+    return false;
+  }
+  out << "Historical fetch: six months of daily activity and workouts, a week of minutes\n\n";
+  return true;
+}
+
+int SimulatedPhone::reportOutbox(const std::string& databasePath, std::ostream& out,
+                                 std::ostream& err) {
+  const auto records = readOutbox(*session_);
+  if (records.error) {
+    err << "error: cannot read the outbox: " << records.error->localizedDescription() << "\n";
+    return 1;
+  }
+  printSyncSummary(out, records.value);
+  const std::string path = std::filesystem::absolute(databasePath).string();
+  out << "\nSession database: " << path << "\nLook at it with: ostrand-healthkit outbox " << path
+      << "\n";
+  return 0;
 }
 
 }  // namespace ostrand_tools

@@ -17,12 +17,13 @@
 
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 
+#include "Foundation/Platform/ManualClock.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "OstrandCore/OSTSession.h"
 #include "OstrandHealthKit/OSTHealthKitManager.h"
-#include "tools/OstrandTools/ToolClock.h"
 
 namespace ostrand_tools {
 
@@ -33,7 +34,7 @@ class SimulatedPhone {
   SimulatedPhone(const SimulatedPhone&) = delete;
   SimulatedPhone& operator=(const SimulatedPhone&) = delete;
 
-  ToolClock& clock() { return *clock_; }
+  platform::ManualClock& clock() { return *clock_; }
   const std::shared_ptr<platform::SimulatedHealthDevice>& device() const { return device_; }
   const std::shared_ptr<OSTSession>& session() const { return session_; }
 
@@ -50,10 +51,18 @@ class SimulatedPhone {
   // or the error's description.
   std::optional<OSTFetchResult> fetchHistory(std::string& error);
 
+  // The app's life-cycle steps the commands share, each reporting a failure on `err`:
+  // start the session on `databasePath` and subscribe to every set;
+  bool install(const std::string& databasePath, std::ostream& err);
+  // fetch the latest data, then the historical fetch of every set;
+  bool fetchLatestAndHistory(std::ostream& out, std::ostream& err);
+  // print what the outbox holds and where the database is (0, or 1 when it cannot be read).
+  int reportOutbox(const std::string& databasePath, std::ostream& out, std::ostream& err);
+
   static void runUntilIdle();
 
  private:
-  std::shared_ptr<ToolClock> clock_;
+  std::shared_ptr<platform::ManualClock> clock_;
   std::shared_ptr<platform::SimulatedHealthDevice> device_;
   std::shared_ptr<OSTSession> session_;
   std::shared_ptr<OSTHealthKitManager> engine_;

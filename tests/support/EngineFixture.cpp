@@ -4,57 +4,36 @@ namespace testing_support {
 
 // --- RecordingHealthKitManager ---
 
-std::vector<RecordingHealthKitManager::Fetch> RecordingHealthKitManager::fetches() const {
-  std::lock_guard lock(mutex_);
-  return fetches_;
-}
-
 std::vector<std::string> RecordingHealthKitManager::fetchNames() const {
-  std::vector<std::string> names;
-  for (const auto& fetch : fetches()) {
-    names.push_back(fetch.typeIdentifier.empty() ? fetch.method
-                                                 : fetch.method + " " + fetch.typeIdentifier);
-  }
-  return names;
+  std::lock_guard lock(mutex_);
+  return fetchNames_;
 }
 
-void RecordingHealthKitManager::clearFetches() {
+void RecordingHealthKitManager::record(const std::string& method,
+                                       const OSTSampleTypePointer& type) {
   std::lock_guard lock(mutex_);
-  fetches_.clear();
-}
-
-void RecordingHealthKitManager::record(std::string method, const OSTSampleTypePointer& type,
-                                       std::optional<NSDate> fromDate, std::optional<NSDate> toDate,
-                                       std::shared_ptr<const HKQueryAnchor> anchor) {
-  Fetch fetch{std::move(method), type ? type->identifier() : std::string(),
-              fromDate,          toDate,
-              std::move(anchor), anchorQueries()->size()};
-  std::lock_guard lock(mutex_);
-  fetches_.push_back(std::move(fetch));
+  fetchNames_.push_back(type ? method + " " + type->identifier() : method);
 }
 
 void RecordingHealthKitManager::fetchLatestRoutine() { record(__func__); }
 
 void RecordingHealthKitManager::fetchLatestIntraDaySteps() { record(__func__); }
 
-void RecordingHealthKitManager::fetchHeartRateSamplesFromDate(NSDate fromDate, NSDate toDate) {
-  record(__func__, nullptr, fromDate, toDate);
-}
+void RecordingHealthKitManager::fetchHeartRateSamplesFromDate(NSDate, NSDate) { record(__func__); }
 
 std::shared_ptr<const NSPredicate> RecordingHealthKitManager::predicateForType(
-    const OSTSampleTypePointer& type, std::optional<NSDate> fromDate, std::optional<NSDate> toDate,
-    std::shared_ptr<const HKQueryAnchor> anchor) {
-  record(__func__, type, fromDate, toDate, std::move(anchor));
+    const OSTSampleTypePointer& type, std::optional<NSDate>, std::optional<NSDate>,
+    std::shared_ptr<const HKQueryAnchor>) {
+  record(__func__, type);
   return nullptr;
 }
 
 void RecordingHealthKitManager::fetchSampleType(const OSTSampleTypePointer& type,
                                                 std::shared_ptr<const NSPredicate>,
-                                                std::optional<NSDate> endDate, bool historical,
-                                                std::shared_ptr<const HKQueryAnchor> anchor,
+                                                std::optional<NSDate>, bool historical,
+                                                std::shared_ptr<const HKQueryAnchor>,
                                                 OSTFetchCompletion) {
-  record(historical ? "fetchSampleType(historical)" : __func__, type, std::nullopt, endDate,
-         std::move(anchor));
+  record(historical ? "fetchSampleType(historical)" : __func__, type);
 }
 
 // --- EngineFixture ---

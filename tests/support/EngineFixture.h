@@ -10,7 +10,7 @@
 //     device->setObserverQueriesFireOnExecute(false);
 //     EXPECT_TRUE(subscribe({sampleType(HKQuantityTypeIdentifierBodyMass)}));
 //     engine->fetchUpdatedDataForSampleType(sampleType(HKQuantityTypeIdentifierBodyMass));
-//     EXPECT_EQ(engine->fetches().back().method, "fetchSampleType");
+//     EXPECT_THAT(engine->fetchNames(), Contains(StartsWith("fetchSampleType")));
 //   }
 
 #include <memory>
@@ -28,21 +28,10 @@ namespace testing_support {
 // An engine whose fetches only record that they were called. Thread-safe recording.
 class RecordingHealthKitManager : public OSTHealthKitManager {
  public:
-  struct Fetch {
-    std::string method;              // the fetch's name, e.g. "fetchSampleType"
-    std::string typeIdentifier;      // empty for the routine and intraday fetches
-    std::optional<NSDate> fromDate;  // heart rate and predicateForType: the window
-    std::optional<NSDate> toDate;    // fetchSampleType: the end date
-    std::shared_ptr<const HKQueryAnchor> anchor;
-    std::size_t heldAnchorQueries = 0;  // anchorQueries() entries when the fetch was called
-  };
-
   using OSTHealthKitManager::OSTHealthKitManager;
 
-  std::vector<Fetch> fetches() const;
   // The recorded fetches' "method typeIdentifier" (or just the method), in order.
   std::vector<std::string> fetchNames() const;
-  void clearFetches();
 
   void fetchLatestRoutine() override;
   void fetchLatestIntraDaySteps() override;
@@ -56,13 +45,10 @@ class RecordingHealthKitManager : public OSTHealthKitManager {
                        OSTFetchCompletion completion) override;
 
  private:
-  void record(std::string method, const OSTSampleTypePointer& type = nullptr,
-              std::optional<NSDate> fromDate = std::nullopt,
-              std::optional<NSDate> toDate = std::nullopt,
-              std::shared_ptr<const HKQueryAnchor> anchor = nullptr);
+  void record(const std::string& method, const OSTSampleTypePointer& type = nullptr);
 
-  mutable std::mutex mutex_;  // guards fetches_
-  std::vector<Fetch> fetches_;
+  mutable std::mutex mutex_;  // guards fetchNames_
+  std::vector<std::string> fetchNames_;
 };
 
 class EngineFixture : public SessionFixture {

@@ -15,31 +15,91 @@
 
 namespace {
 
-using testing_support::HealthKitFixture;
+using Device = std::shared_ptr<platform::SimulatedHealthDevice>;
 
-std::filesystem::path fixturesDirectory() {
-  if (const char* overridden = std::getenv("OST_FIXTURES_DIR")) return overridden;
-  return OST_FIXTURES_DIR;
+std::filesystem::path fixturePath(const std::string& relative) {
+  const char* overridden = std::getenv("OST_FIXTURES_DIR");
+  return std::filesystem::path(overridden ? overridden : OST_FIXTURES_DIR) / "apple-health" /
+         relative;
 }
 
-class ExportFixturesTest : public HealthKitFixture {
+// Keys: a sample type, "HKWorkoutActivityType..." or "HKCorrelationType..." identifier counts
+// those; "source:", "notStored:" prefix a source or element name, "locale:" the locale (1 when
+// it is); the rest name a total.
+std::size_t countOf(AppleHealthExportSummary& summary, const std::string& key) {
+  if (key == "samples") return summary.totalSamples();
+  if (key == "types") return summary.samplesByType.size();
+  if (key == "workouts") return summary.totalWorkouts();
+  if (key == "correlations") return summary.totalCorrelations();
+  if (key == "skipped") return summary.totalSkipped();
+  if (key == "unknownUnits") return summary.unknownUnits.size();
+  if (key == "workoutEvents") return summary.workoutEvents;
+  if (key == "workoutStatistics") return summary.workoutStatistics;
+  if (key.starts_with("locale:")) return summary.locale == key.substr(7);
+  if (key.starts_with("source:")) return summary.objectsBySource[key.substr(7)];
+  if (key.starts_with("notStored:")) return summary.elementsNotStored[key.substr(10)];
+  if (key.starts_with("HKWorkoutActivityType")) return summary.workoutsByActivityType[key];
+  if (key.starts_with("HKCorrelationType")) return summary.correlationsByType[key];
+  return summary.samplesByType[key];
+}
+
+struct FixtureCounts {
+  const char* path;
+  std::map<std::string, std::size_t> counts;
+};
+
+// clang-format off
+const FixtureCounts kFixtures[] = {
+    // An iPhone and a watch of 2020. Sources count records and workouts alike; all 16 workouts
+    // are the watch's.
+    {"ipyhealth-2020/apple_health_export/export.xml",
+     {{"samples", 1862}, {"types", 11}, {"correlations", 0}, {"skipped", 0}, {"unknownUnits", 0},
+      {"HKQuantityTypeIdentifierActiveEnergyBurned", 736}, {"HKQuantityTypeIdentifierHeartRate", 350},
+      {"HKCategoryTypeIdentifierAppleStandHour", 6}, {"HKWorkoutActivityTypeYoga", 8},
+      {"HKWorkoutActivityTypeCrossTraining", 7}, {"HKWorkoutActivityTypeMindAndBody", 1},
+      {"source:User\u2019s Apple\u00a0Watch", 1858 + 16}, {"source:User's iPhone", 4},
+      {"notStored:InstantaneousBeatsPerMinute", 46}, {"locale:en_ZA", 1}}},
+    // An unedited version 8 export, read whole with its document type.
+    {"rgosdin-2019-v8/apple_health_export/export.xml",
+     {{"samples", 3352}, {"types", 7}, {"workouts", 0}, {"HKQuantityTypeIdentifierStepCount", 1588},
+      {"HKQuantityTypeIdentifierDistanceWalkingRunning", 1587},
+      {"HKCategoryTypeIdentifierMindfulSession", 1},
+      {"source:Ryan Phone", 3345}, {"source:Health", 4}, {"source:Clock", 3}}},
+    // 26 top-level records in 19 types, and the correlation's systolic and diastolic pressures.
+    {"grll-v14-sample/export.xml",
+     {{"samples", 28}, {"types", 21}, {"workoutEvents", 2}, {"workoutStatistics", 3},
+      {"HKCorrelationTypeIdentifierBloodPressure", 1}, {"HKQuantityTypeIdentifierBloodGlucose", 2},
+      {"HKWorkoutActivityTypeWalking", 1}, {"HKWorkoutActivityTypeCycling", 1}}},
+    // Its 9 records, less the 2 its correlation holds, plus the correlation itself.
+    {"ahcd-v11-sample/export.xml",
+     {{"samples", 11}, {"correlations", 1}, {"HKQuantityTypeIdentifierBloodPressureSystolic", 7},
+      {"HKQuantityTypeIdentifierBloodPressureDiastolic", 1},
+      {"source:ShinzoAdvisor", 9 - 2 + 1}, {"source:freddie connect", 2}}},
+    {"variants/dogsheep-2019/apple_health_export/export.xml",
+     {{"samples", 2}, {"HKWorkoutActivityTypeRunning", 1}}},
+    {"variants/tdda-v3-2016/export6s3sample.xml",
+     {{"samples", 15}, {"source:Health", 15}, {"HKWorkoutActivityTypeOther", 1}}},
+};
+// clang-format on
+
+class ExportFixturesTest : public testing_support::HealthKitFixture {
  protected:
-  // The summary of reading the fixture at `relative`, or nullopt (and the test skipped).
-  std::optional<AppleHealthExportSummary> readFixture(
-      const std::string& relative,
-      std::shared_ptr<platform::SimulatedHealthDevice> into = nullptr) {
-    const auto path = fixturesDirectory() / "apple-health" / relative;
-    if (!std::filesystem::exists(path)) return std::nullopt;
-    AppleHealthExportReader reader;
-    auto summary = reader.read(path.string(), into ? into : device);
+  void SetUp() override {
+    HealthKitFixture::SetUp();
+    if (!std::filesystem::exists(fixturePath(""))) {
+      GTEST_SKIP() << "no fixtures at " << fixturePath("") << " (set OST_FIXTURES_DIR)";
+    }
+  }
+
+  AppleHealthExportSummary readFixture(const std::string& relative, const Device& into) {
+    auto summary = AppleHealthExportReader().read(fixturePath(relative).string(), into);
     EXPECT_TRUE(summary.succeeded()) << summary.error->description();
     return summary;
   }
 
   // Every sample of the summary's types that the export saved on `from`.
   std::vector<std::shared_ptr<const HKSample>> savedSamples(
-      const std::shared_ptr<platform::SimulatedHealthDevice>& from,
-      const AppleHealthExportSummary& summary) {
+      const Device& from, const AppleHealthExportSummary& summary) {
     std::vector<std::shared_ptr<const HKSample>> found;
     auto reader = std::make_shared<HKHealthStore>(from, from->hostAppRevision());
     for (const auto& [type, count] : summary.samplesByType) {
@@ -58,87 +118,23 @@ class ExportFixturesTest : public HealthKitFixture {
   }
 };
 
-#define READ_OR_SKIP(name, relative)                                                           \
-  auto name = readFixture(relative);                                                           \
-  if (!name) {                                                                                 \
-    GTEST_SKIP() << "fixture not found: " << (fixturesDirectory() / "apple-health" / relative) \
-                 << " (set OST_FIXTURES_DIR to the fixtures folder)";                          \
+TEST_F(ExportFixturesTest, EachFixtureReadsWithItsCounts) {
+  for (const auto& fixture : kFixtures) {
+    SCOPED_TRACE(fixture.path);
+    auto summary = readFixture(fixture.path, platform::SimulatedHealthDevice::create());
+    for (const auto& [key, expected] : fixture.counts) {
+      EXPECT_EQ(countOf(summary, key), expected) << key;
+    }
   }
-
-TEST_F(ExportFixturesTest, IPhoneAndWatchOf2020ReadWithTheirTypesSourcesAndWorkouts) {
-  READ_OR_SKIP(summary, "ipyhealth-2020/apple_health_export/export.xml");
-  EXPECT_EQ(summary->totalSamples(), 1862u);
-  EXPECT_EQ(summary->samplesByType.size(), 11u);
-  EXPECT_EQ(summary->samplesByType["HKQuantityTypeIdentifierActiveEnergyBurned"], 736u);
-  EXPECT_EQ(summary->samplesByType["HKQuantityTypeIdentifierHeartRate"], 350u);
-  EXPECT_EQ(summary->samplesByType["HKCategoryTypeIdentifierAppleStandHour"], 6u);
-  EXPECT_EQ(summary->workoutsByActivityType["HKWorkoutActivityTypeYoga"], 8u);
-  EXPECT_EQ(summary->workoutsByActivityType["HKWorkoutActivityTypeCrossTraining"], 7u);
-  EXPECT_EQ(summary->workoutsByActivityType["HKWorkoutActivityTypeMindAndBody"], 1u);
-  EXPECT_EQ(summary->totalCorrelations(), 0u);
-  // Sources count records and workouts alike; all 16 workouts are the watch's.
-  EXPECT_EQ(summary->objectsBySource["User\u2019s Apple\u00a0Watch"], 1858u + 16u);
-  EXPECT_EQ(summary->objectsBySource["User's iPhone"], 4u);
-  EXPECT_EQ(summary->elementsNotStored["InstantaneousBeatsPerMinute"], 46u);
-  EXPECT_EQ(summary->totalSkipped(), 0u);
-  EXPECT_TRUE(summary->unknownUnits.empty());
-  EXPECT_EQ(summary->locale, "en_ZA");
-}
-
-TEST_F(ExportFixturesTest, UneditedVersion8ExportReadsWholeWithItsDocumentType) {
-  READ_OR_SKIP(summary, "rgosdin-2019-v8/apple_health_export/export.xml");
-  EXPECT_EQ(summary->totalSamples(), 3352u);
-  EXPECT_EQ(summary->samplesByType.size(), 7u);
-  EXPECT_EQ(summary->samplesByType["HKQuantityTypeIdentifierStepCount"], 1588u);
-  EXPECT_EQ(summary->samplesByType["HKQuantityTypeIdentifierDistanceWalkingRunning"], 1587u);
-  EXPECT_EQ(summary->samplesByType["HKCategoryTypeIdentifierMindfulSession"], 1u);
-  EXPECT_EQ(summary->objectsBySource["Ryan Phone"], 3345u);
-  EXPECT_EQ(summary->objectsBySource["Health"], 4u);
-  EXPECT_EQ(summary->objectsBySource["Clock"], 3u);
-  EXPECT_EQ(summary->totalWorkouts(), 0u);
-}
-
-TEST_F(ExportFixturesTest, Version14SampleReadsItsCorrelationAndWorkoutsWithEvents) {
-  READ_OR_SKIP(summary, "grll-v14-sample/export.xml");
-  // 26 top-level records in 19 types, and the correlation's systolic and diastolic pressures.
-  EXPECT_EQ(summary->totalSamples(), 28u);
-  EXPECT_EQ(summary->samplesByType.size(), 21u);
-  EXPECT_EQ(summary->correlationsByType["HKCorrelationTypeIdentifierBloodPressure"], 1u);
-  EXPECT_EQ(summary->workoutsByActivityType["HKWorkoutActivityTypeWalking"], 1u);
-  EXPECT_EQ(summary->workoutsByActivityType["HKWorkoutActivityTypeCycling"], 1u);
-  EXPECT_EQ(summary->workoutEvents, 2u);
-  EXPECT_EQ(summary->workoutStatistics, 3u);
-  EXPECT_EQ(summary->samplesByType["HKQuantityTypeIdentifierBloodGlucose"], 2u);
-}
-
-TEST_F(ExportFixturesTest, Version11SampleReadsItsBloodPressureAndThirdPartyMetadata) {
-  READ_OR_SKIP(summary, "ahcd-v11-sample/export.xml");
-  EXPECT_EQ(summary->totalSamples(), 11u);
-  EXPECT_EQ(summary->samplesByType["HKQuantityTypeIdentifierBloodPressureSystolic"], 7u);
-  EXPECT_EQ(summary->samplesByType["HKQuantityTypeIdentifierBloodPressureDiastolic"], 1u);
-  EXPECT_EQ(summary->totalCorrelations(), 1u);
-  // Its 9 records, less the 2 its correlation holds, plus the correlation itself.
-  EXPECT_EQ(summary->objectsBySource["ShinzoAdvisor"], 9u - 2u + 1u);
-  EXPECT_EQ(summary->objectsBySource["freddie connect"], 2u);
-}
-
-TEST_F(ExportFixturesTest, SmallVariantsRead) {
-  READ_OR_SKIP(dogsheep, "variants/dogsheep-2019/apple_health_export/export.xml");
-  EXPECT_EQ(dogsheep->totalSamples(), 2u);
-  EXPECT_EQ(dogsheep->workoutsByActivityType["HKWorkoutActivityTypeRunning"], 1u);
-  READ_OR_SKIP(v3, "variants/tdda-v3-2016/export6s3sample.xml");
-  EXPECT_EQ(v3->totalSamples(), 15u);
-  EXPECT_EQ(v3->objectsBySource["Health"], 15u);
-  EXPECT_EQ(v3->workoutsByActivityType["HKWorkoutActivityTypeOther"], 1u);
 }
 
 TEST_F(ExportFixturesTest, ReadingTwiceIntoFreshDevicesGivesTheSameUUIDs) {
-  READ_OR_SKIP(first, "grll-v14-sample/export.xml");
+  const auto first = readFixture("grll-v14-sample/export.xml", device);
   auto other = platform::SimulatedHealthDevice::create();
-  auto second = readFixture("grll-v14-sample/export.xml", other);
-  auto uuids = [&](const std::shared_ptr<platform::SimulatedHealthDevice>& from) {
+  readFixture("grll-v14-sample/export.xml", other);
+  auto uuids = [&](const Device& from) {
     std::set<std::string> found;
-    for (const auto& sample : savedSamples(from, *first)) found.insert(sample->UUID().UUIDString());
+    for (const auto& sample : savedSamples(from, first)) found.insert(sample->UUID().UUIDString());
     return found;
   };
   auto once = uuids(device);
@@ -150,9 +146,9 @@ TEST_F(ExportFixturesTest, ReadingTwiceIntoFreshDevicesGivesTheSameUUIDs) {
 // Clock app's sleep by theirs: the phone keeps a device identifier of the Health app, the Health
 // and Clock apps their own, and a third-party app none of Apple's.
 TEST_F(ExportFixturesTest, SourcesGetBundleIdentifiersThatKeepTheirRole) {
-  READ_OR_SKIP(v8, "rgosdin-2019-v8/apple_health_export/export.xml");
+  const auto v8 = readFixture("rgosdin-2019-v8/apple_health_export/export.xml", device);
   std::map<std::string, std::set<std::string>> bundles;
-  for (const auto& sample : savedSamples(device, *v8)) {
+  for (const auto& sample : savedSamples(device, v8)) {
     const auto& source = sample->sourceRevision()->source();
     bundles[source->name()].insert(source->bundleIdentifier());
   }
@@ -162,9 +158,8 @@ TEST_F(ExportFixturesTest, SourcesGetBundleIdentifiersThatKeepTheirRole) {
   EXPECT_EQ(bundles["Clock"], std::set<std::string>{"com.apple.mobiletimer"});
 
   auto other = platform::SimulatedHealthDevice::create();
-  auto v11 = readFixture("ahcd-v11-sample/export.xml", other);
-  ASSERT_TRUE(v11);
-  for (const auto& sample : savedSamples(other, *v11)) {
+  const auto v11 = readFixture("ahcd-v11-sample/export.xml", other);
+  for (const auto& sample : savedSamples(other, v11)) {
     EXPECT_FALSE(sample->sourceRevision()->source()->bundleIdentifier().starts_with("com.apple"))
         << sample->sourceRevision()->source()->name();
   }

@@ -1,7 +1,7 @@
 #pragma once
 
-// Helpers of the record-conversion tests: real simulator samples in the unit a writer chose, a
-// writer's source and the pinned platform version, and reading a record's value by key path.
+// Helpers of the record-conversion tests: simulator samples in the unit a writer chose, a writer's
+// source, and reading a record's value by key path.
 
 #include <gtest/gtest.h>
 
@@ -39,13 +39,11 @@ inline HKCategorySample::Pointer categorySample(const std::string& identifier, l
       HKObjectType::categoryTypeForIdentifier(identifier), value, start, end, std::move(extra));
 }
 
-// The record's value at a key path: a property name or "extras.<key>"; nil when unset.
+// A property name or "extras.<key>"; nil when unset.
 inline NSAny valueAt(const OSTRecord& record, const std::string& keyPath) {
-  if (keyPath.starts_with("extras.")) {
-    const auto entry = record.extras().find(keyPath.substr(7));
-    return entry == record.extras().end() ? NSAny() : entry->second;
-  }
-  return record.valueForKey(keyPath);
+  if (!keyPath.starts_with("extras.")) return record.valueForKey(keyPath);
+  const auto entry = record.extras().find(keyPath.substr(7));
+  return entry == record.extras().end() ? NSAny() : entry->second;
 }
 
 inline bool isEmpty(const OSTRecord& record) {
@@ -53,11 +51,9 @@ inline bool isEmpty(const OSTRecord& record) {
 }
 
 // Objects made while it lives are written by this source, as if another app had made them.
-class WritingAs {
- public:
-  WritingAs(std::string name, std::string bundleIdentifier) {
-    HKSource::setDefaultSource(
-        HKSource::sourceWithName(std::move(name), std::move(bundleIdentifier)));
+struct WritingAs {
+  WritingAs(std::string name, std::string bundle) {
+    HKSource::setDefaultSource(HKSource::sourceWithName(std::move(name), std::move(bundle)));
   }
   ~WritingAs() { HKSource::setDefaultSource(nullptr); }
   WritingAs(const WritingAs&) = delete;

@@ -15,6 +15,7 @@
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
+#include "HealthKit/Simulator/ImportedObjectIdentity.h"
 
 namespace ostrand_tools {
 
@@ -56,17 +57,11 @@ std::shared_ptr<const HKCategorySample> category(const std::string& identifier, 
       std::move(metadata));
 }
 
-void add(std::vector<DemoPerson::Entry>& out, const std::shared_ptr<HKHealthStore>& store,
-         std::shared_ptr<const HKSample> sample) {
-  const NSDate end = sample->endDate();
-  out.push_back({store, std::move(sample), end});
-}
-
 }  // namespace
 
 DemoPerson::DemoPerson(const std::shared_ptr<platform::SimulatedHealthDevice>& device,
                        unsigned seed)
-    : random_(seed) {
+    : random_(seed), uuids_(seed) {
   phone_ = device->storeForSource(revision(
       "Sam’s iPhone", "com.apple.health.7A2B4C6D-1E3F-4A5B-8C7D-9E0F1A2B3C4D", "iPhone15,2"));
   watch_ = device->storeForSource(revision(
@@ -85,8 +80,19 @@ double DemoPerson::uniform(double low, double high) {
   return std::uniform_real_distribution<double>(low, high)(random_);
 }
 
+template <class T>
+std::shared_ptr<const T> DemoPerson::identified(const std::shared_ptr<const T>& object) {
+  return platform::objectWithUUID(*object, uuids_.next());
+}
+
+void DemoPerson::add(std::vector<Entry>& out, const std::shared_ptr<HKHealthStore>& store,
+                     const std::shared_ptr<const HKSample>& sample) {
+  out.push_back({store, identified(sample), sample->endDate()});
+}
+
 std::vector<DemoPerson::Entry> DemoPerson::day(NSDate dayStart, int dayIndex) {
   std::vector<Entry> out;
+  uuids_.startDay(dayIndex);
   const bool workoutDay = dayIndex % 2 == 1;
   sleep(dayStart, out);
   steps(dayStart, out);
@@ -166,10 +172,10 @@ void DemoPerson::morningReadings(NSDate dayStart, std::vector<Entry>& out) {
                weighed));
   const NSDate measured = at(dayStart, 7.25);
   const HKCorrelation::Objects pressure = {
-      quantity(HKQuantityTypeIdentifierBloodPressureSystolic, "mmHg", std::round(uniform(112, 132)),
-               measured, measured),
-      quantity(HKQuantityTypeIdentifierBloodPressureDiastolic, "mmHg", std::round(uniform(70, 86)),
-               measured, measured)};
+      identified(quantity(HKQuantityTypeIdentifierBloodPressureSystolic, "mmHg",
+                          std::round(uniform(112, 132)), measured, measured)),
+      identified(quantity(HKQuantityTypeIdentifierBloodPressureDiastolic, "mmHg",
+                          std::round(uniform(70, 86)), measured, measured))};
   add(out, cuff_,
       HKCorrelation::correlationWithType(
           HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure),
@@ -189,11 +195,12 @@ void DemoPerson::meals(NSDate dayStart, std::vector<Entry>& out) {
         quantity(HKQuantityTypeIdentifierInsulinDelivery, "IU", std::round(carbs / 10), checked,
                  checked, nullptr, bolus));
     const HKCorrelation::Objects food = {
-        quantity(HKQuantityTypeIdentifierDietaryCarbohydrates, "g", carbs, eaten, eaten),
-        quantity(HKQuantityTypeIdentifierDietaryProtein, "g", std::round(uniform(15, 45)), eaten,
-                 eaten),
-        quantity(HKQuantityTypeIdentifierDietaryEnergyConsumed, "kcal",
-                 std::round(carbs * 4 + uniform(150, 400)), eaten, eaten)};
+        identified(
+            quantity(HKQuantityTypeIdentifierDietaryCarbohydrates, "g", carbs, eaten, eaten)),
+        identified(quantity(HKQuantityTypeIdentifierDietaryProtein, "g",
+                            std::round(uniform(15, 45)), eaten, eaten)),
+        identified(quantity(HKQuantityTypeIdentifierDietaryEnergyConsumed, "kcal",
+                            std::round(carbs * 4 + uniform(150, 400)), eaten, eaten))};
     add(out, diary_,
         HKCorrelation::correlationWithType(
             HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierFood), eaten,

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
-#include <map>
-#include <mutex>
+#include <optional>
+#include <utility>
 
 #include "Foundation/Platform/DispatchRuntime.h"
 #include "HealthKit/HKCategorySample.h"
@@ -55,6 +55,22 @@ std::shared_ptr<const HKCategorySample> category(const std::string& identifier, 
   return HKCategorySample::categorySampleWithType(
       HKObjectType::categoryTypeForIdentifier(identifier), value, start, end, std::move(device),
       std::move(metadata));
+}
+
+using Batch =
+    std::pair<std::shared_ptr<HKHealthStore>, std::vector<std::shared_ptr<const HKObject>>>;
+
+// The entries' objects by the app that writes them, the apps in the order of their first entries.
+std::vector<Batch> batchesByApp(const std::vector<DemoPerson::Entry>& entries) {
+  std::vector<Batch> batches;
+  for (const auto& entry : entries) {
+    auto batch = std::find_if(batches.begin(), batches.end(), [&](const Batch& candidate) {
+      return candidate.first == entry.store;
+    });
+    if (batch == batches.end()) batch = batches.insert(batches.end(), Batch{entry.store, {}});
+    batch->second.push_back(entry.object);
+  }
+  return batches;
 }
 
 }  // namespace
@@ -225,30 +241,22 @@ void DemoPerson::cycle(NSDate dayStart, int dayIndex, std::vector<Entry>& out) {
 }
 
 bool DemoPerson::save(const std::vector<Entry>& entries) {
-  std::map<HKHealthStore*, std::vector<std::shared_ptr<const HKObject>>> byStore;
-  std::map<HKHealthStore*, std::shared_ptr<HKHealthStore>> stores;
-  for (const auto& entry : entries) {
-    byStore[entry.store.get()].push_back(entry.object);
-    stores[entry.store.get()] = entry.store;
-  }
-  // Completions run on HealthKit's queues, several at once.
-  struct Failures {
-    std::mutex mutex;
-    std::vector<std::string> messages;
-  };
-  auto failures = std::make_shared<Failures>();
-  for (auto& [key, objects] : byStore) {
-    stores[key]->saveObjects(objects, [failures](bool success, auto error) {
-      if (success) return;
-      std::lock_guard lock(failures->mutex);
-      failures->messages.push_back(error ? error->localizedDescription() : "unknown error");
+  // One app at a time, and each save with all it sets off (the app's fetches) run to the end
+  // before the next app saves: so the app always finds the same data when it looks.
+  bool saved = true;
+  for (const auto& [store, objects] : batchesByApp(entries)) {
+    // Written on HealthKit's queue; read once the queues are idle.
+    auto failure = std::make_shared<std::optional<std::string>>();
+    store->saveObjects(objects, [failure](bool success, auto error) {
+      if (!success) *failure = error ? error->localizedDescription() : "unknown error";
     });
+    platform::DispatchRuntime::shared().runUntilIdle();
+    if (*failure) {
+      std::cerr << "HealthKit refused a save: " << **failure << "\n";
+      saved = false;
+    }
   }
-  platform::DispatchRuntime::shared().runUntilIdle();
-  std::lock_guard lock(failures->mutex);
-  for (const auto& message : failures->messages)
-    std::cerr << "HealthKit refused a save: " << message << "\n";
-  return failures->messages.empty();
+  return saved;
 }
 
 }  // namespace ostrand_tools

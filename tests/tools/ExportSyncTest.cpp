@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,31 +11,20 @@
 #include <vector>
 
 #include "OstrandCore/OSTRecordCoder.h"
+#include "OutboxJSONLines.h"
 #include "support/TemporaryDirectory.h"
 #include "tools/OstrandTools/ExportSync.h"
 #include "tools/OstrandTools/OutboxCommand.h"
 
 namespace {
 
+using testing_support::outboxJSONLines;
 using testing_support::TemporaryDirectory;
 
 std::filesystem::path fixture(const std::string& relative) {
   const char* overridden = std::getenv("OST_FIXTURES_DIR");
   return std::filesystem::path(overridden ? overridden : OST_FIXTURES_DIR) / "apple-health" /
          relative;
-}
-
-// The outbox of a database as sorted JSON lines: the historical fetch's paths run at once, so
-// the order in which their records were submitted is not fixed, the records are.
-std::vector<std::string> outboxJSON(const std::string& database) {
-  std::ostringstream out;
-  std::ostringstream err;
-  EXPECT_EQ(ostrand_tools::runOutbox(database, true, out, err), 0) << err.str();
-  std::vector<std::string> lines;
-  std::istringstream in(out.str());
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  std::sort(lines.begin(), lines.end());
-  return lines;
 }
 
 TEST(ExportSync, TheSameExportSyncedTwiceGivesTheSameOutbox) {
@@ -53,7 +41,7 @@ TEST(ExportSync, TheSameExportSyncedTwiceGivesTheSameOutbox) {
               0)
         << err.str();
     EXPECT_NE(out.str().find("Records by kind"), std::string::npos) << out.str();
-    outboxes[i] = outboxJSON(database);
+    outboxes[i] = outboxJSONLines(database);
   }
   EXPECT_FALSE(outboxes[0].empty());
   EXPECT_EQ(outboxes[0], outboxes[1]);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
-#include <map>
-#include <mutex>
+#include <optional>
+#include <utility>
 
 #include "Foundation/Platform/DispatchRuntime.h"
 #include "HealthKit/HKCategorySample.h"
@@ -15,6 +15,7 @@
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
+#include "HealthKit/Simulator/ImportedObjectIdentity.h"
 
 namespace ostrand_tools {
 
@@ -56,17 +57,27 @@ std::shared_ptr<const HKCategorySample> category(const std::string& identifier, 
       std::move(metadata));
 }
 
-void add(std::vector<DemoPerson::Entry>& out, const std::shared_ptr<HKHealthStore>& store,
-         std::shared_ptr<const HKSample> sample) {
-  const NSDate end = sample->endDate();
-  out.push_back({store, std::move(sample), end});
+using Batch =
+    std::pair<std::shared_ptr<HKHealthStore>, std::vector<std::shared_ptr<const HKObject>>>;
+
+// The entries' objects by the app that writes them, the apps in the order of their first entries.
+std::vector<Batch> batchesByApp(const std::vector<DemoPerson::Entry>& entries) {
+  std::vector<Batch> batches;
+  for (const auto& entry : entries) {
+    auto batch = std::find_if(batches.begin(), batches.end(), [&](const Batch& candidate) {
+      return candidate.first == entry.store;
+    });
+    if (batch == batches.end()) batch = batches.insert(batches.end(), Batch{entry.store, {}});
+    batch->second.push_back(entry.object);
+  }
+  return batches;
 }
 
 }  // namespace
 
 DemoPerson::DemoPerson(const std::shared_ptr<platform::SimulatedHealthDevice>& device,
                        unsigned seed)
-    : random_(seed) {
+    : random_(seed), uuids_(seed) {
   phone_ = device->storeForSource(revision(
       "Sam’s iPhone", "com.apple.health.7A2B4C6D-1E3F-4A5B-8C7D-9E0F1A2B3C4D", "iPhone15,2"));
   watch_ = device->storeForSource(revision(
@@ -85,8 +96,19 @@ double DemoPerson::uniform(double low, double high) {
   return std::uniform_real_distribution<double>(low, high)(random_);
 }
 
+template <class T>
+std::shared_ptr<const T> DemoPerson::identified(const std::shared_ptr<const T>& object) {
+  return platform::objectWithUUID(*object, uuids_.next());
+}
+
+void DemoPerson::add(std::vector<Entry>& out, const std::shared_ptr<HKHealthStore>& store,
+                     const std::shared_ptr<const HKSample>& sample) {
+  out.push_back({store, identified(sample), sample->endDate()});
+}
+
 std::vector<DemoPerson::Entry> DemoPerson::day(NSDate dayStart, int dayIndex) {
   std::vector<Entry> out;
+  uuids_.startDay(dayIndex);
   const bool workoutDay = dayIndex % 2 == 1;
   sleep(dayStart, out);
   steps(dayStart, out);
@@ -166,10 +188,10 @@ void DemoPerson::morningReadings(NSDate dayStart, std::vector<Entry>& out) {
                weighed));
   const NSDate measured = at(dayStart, 7.25);
   const HKCorrelation::Objects pressure = {
-      quantity(HKQuantityTypeIdentifierBloodPressureSystolic, "mmHg", std::round(uniform(112, 132)),
-               measured, measured),
-      quantity(HKQuantityTypeIdentifierBloodPressureDiastolic, "mmHg", std::round(uniform(70, 86)),
-               measured, measured)};
+      identified(quantity(HKQuantityTypeIdentifierBloodPressureSystolic, "mmHg",
+                          std::round(uniform(112, 132)), measured, measured)),
+      identified(quantity(HKQuantityTypeIdentifierBloodPressureDiastolic, "mmHg",
+                          std::round(uniform(70, 86)), measured, measured))};
   add(out, cuff_,
       HKCorrelation::correlationWithType(
           HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure),
@@ -189,11 +211,12 @@ void DemoPerson::meals(NSDate dayStart, std::vector<Entry>& out) {
         quantity(HKQuantityTypeIdentifierInsulinDelivery, "IU", std::round(carbs / 10), checked,
                  checked, nullptr, bolus));
     const HKCorrelation::Objects food = {
-        quantity(HKQuantityTypeIdentifierDietaryCarbohydrates, "g", carbs, eaten, eaten),
-        quantity(HKQuantityTypeIdentifierDietaryProtein, "g", std::round(uniform(15, 45)), eaten,
-                 eaten),
-        quantity(HKQuantityTypeIdentifierDietaryEnergyConsumed, "kcal",
-                 std::round(carbs * 4 + uniform(150, 400)), eaten, eaten)};
+        identified(
+            quantity(HKQuantityTypeIdentifierDietaryCarbohydrates, "g", carbs, eaten, eaten)),
+        identified(quantity(HKQuantityTypeIdentifierDietaryProtein, "g",
+                            std::round(uniform(15, 45)), eaten, eaten)),
+        identified(quantity(HKQuantityTypeIdentifierDietaryEnergyConsumed, "kcal",
+                            std::round(carbs * 4 + uniform(150, 400)), eaten, eaten))};
     add(out, diary_,
         HKCorrelation::correlationWithType(
             HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierFood), eaten,
@@ -218,30 +241,22 @@ void DemoPerson::cycle(NSDate dayStart, int dayIndex, std::vector<Entry>& out) {
 }
 
 bool DemoPerson::save(const std::vector<Entry>& entries) {
-  std::map<HKHealthStore*, std::vector<std::shared_ptr<const HKObject>>> byStore;
-  std::map<HKHealthStore*, std::shared_ptr<HKHealthStore>> stores;
-  for (const auto& entry : entries) {
-    byStore[entry.store.get()].push_back(entry.object);
-    stores[entry.store.get()] = entry.store;
-  }
-  // Completions run on HealthKit's queues, several at once.
-  struct Failures {
-    std::mutex mutex;
-    std::vector<std::string> messages;
-  };
-  auto failures = std::make_shared<Failures>();
-  for (auto& [key, objects] : byStore) {
-    stores[key]->saveObjects(objects, [failures](bool success, auto error) {
-      if (success) return;
-      std::lock_guard lock(failures->mutex);
-      failures->messages.push_back(error ? error->localizedDescription() : "unknown error");
+  // One app at a time, and each save with all it sets off (the app's fetches) run to the end
+  // before the next app saves: so the app always finds the same data when it looks.
+  bool saved = true;
+  for (const auto& [store, objects] : batchesByApp(entries)) {
+    // Written on HealthKit's queue; read once the queues are idle.
+    auto failure = std::make_shared<std::optional<std::string>>();
+    store->saveObjects(objects, [failure](bool success, auto error) {
+      if (!success) *failure = error ? error->localizedDescription() : "unknown error";
     });
+    platform::DispatchRuntime::shared().runUntilIdle();
+    if (*failure) {
+      std::cerr << "HealthKit refused a save: " << **failure << "\n";
+      saved = false;
+    }
   }
-  platform::DispatchRuntime::shared().runUntilIdle();
-  std::lock_guard lock(failures->mutex);
-  for (const auto& message : failures->messages)
-    std::cerr << "HealthKit refused a save: " << message << "\n";
-  return failures->messages.empty();
+  return saved;
 }
 
 }  // namespace ostrand_tools

@@ -5,7 +5,7 @@
 // heart rate and records every other evening's run with a pause in it, and sleep; a scale app,
 // a blood-pressure cuff app, a glucose meter app (with the insulin taken at meals), a food diary
 // (meals as food correlations) and a cycle tracker write the rest. Seeded: the same seed and
-// days give the same objects, UUIDs aside.
+// days give the same objects, UUIDs included (DemoUUIDs), so two runs give the same outbox.
 //
 // Not thread-safe; use on the main thread, with the device's queues driven by the caller.
 //
@@ -20,7 +20,9 @@
 #include "HealthKit/HKDevice.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/HKObject.h"
+#include "HealthKit/HKSample.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
+#include "tools/OstrandTools/DemoUUIDs.h"
 
 namespace ostrand_tools {
 
@@ -52,8 +54,14 @@ class DemoPerson {
   void meals(NSDate dayStart, std::vector<Entry>& out);
   void cycle(NSDate dayStart, int dayIndex, std::vector<Entry>& out);
   double uniform(double low, double high);
+  // The object with the next UUID of the person's life.
+  template <class T>
+  std::shared_ptr<const T> identified(const std::shared_ptr<const T>& object);
+  void add(std::vector<Entry>& out, const std::shared_ptr<HKHealthStore>& store,
+           const std::shared_ptr<const HKSample>& sample);
 
   std::mt19937 random_;
+  DemoUUIDs uuids_;
   std::shared_ptr<HKHealthStore> phone_, watch_, scale_, cuff_, meter_, diary_, tracker_;
   HKDevice::Pointer phoneDevice_, watchDevice_;
   double weight_ = 0;

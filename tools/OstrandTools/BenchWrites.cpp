@@ -1,0 +1,44 @@
+#include "tools/OstrandTools/BenchWrites.h"
+
+#include <mutex>
+#include <string>
+
+#include "tools/OstrandTools/SimulatedPhone.h"
+
+namespace ostrand_tools {
+
+void BenchWrites::add(const std::shared_ptr<HKHealthStore>& store,
+                      std::shared_ptr<const HKObject> object) {
+  for (auto& [writer, objects] : byStore_) {
+    if (writer == store) {
+      objects.push_back(std::move(object));
+      return;
+    }
+  }
+  byStore_.push_back({store, {std::move(object)}});
+}
+
+std::size_t BenchWrites::count() const {
+  std::size_t total = 0;
+  for (const auto& entry : byStore_) total += entry.second.size();
+  return total;
+}
+
+bool BenchWrites::save(std::ostream& err) const {
+  // Completions run on HealthKit's worker threads.
+  auto failures = std::make_shared<std::pair<std::mutex, std::vector<std::string>>>();
+  for (const auto& [store, objects] : byStore_) {
+    store->saveObjects(objects, [failures](bool success, std::shared_ptr<const NSError> error) {
+      if (success) return;
+      std::lock_guard lock(failures->first);
+      failures->second.push_back(error ? error->localizedDescription() : "unknown error");
+    });
+  }
+  SimulatedPhone::runUntilIdle();
+  std::lock_guard lock(failures->first);
+  for (const auto& message : failures->second)
+    err << "error: HealthKit refused a save: " << message << "\n";
+  return failures->second.empty();
+}
+
+}  // namespace ostrand_tools

@@ -9,6 +9,7 @@
 #include "tools/OstrandTools/BenchObjectFactory.h"
 #include "tools/OstrandTools/BenchPlainReader.h"
 #include "tools/OstrandTools/BenchStopwatch.h"
+#include "tools/OstrandTools/BenchWrites.h"
 
 namespace ostrand_tools {
 
@@ -43,25 +44,17 @@ bool BenchConversion::prepare(SimulatedPhone& phone, std::ostream& err) {
 
 bool BenchConversion::save(SimulatedPhone& phone, OSTRecordType kind, std::ostream& err) {
   const auto types = BenchObjectFactory::sampleConvertedTypes(kind);
+  const auto store = appStore(phone);
   const NSDate first = phone.clock().now().dateByAddingTimeInterval(
       -kSampleSpacing * static_cast<double>(samplesPerKind_ + 1));
-  std::vector<std::shared_ptr<const HKObject>> objects;
+  BenchWrites writes;
   for (std::size_t i = 0; i < samplesPerKind_; ++i) {
     const NSDate start = first.dateByAddingTimeInterval(kSampleSpacing * static_cast<double>(i));
-    objects.push_back(BenchObjectFactory::object(*types[i % types.size()], start,
+    writes.add(store, BenchObjectFactory::object(*types[i % types.size()], start,
                                                  start.dateByAddingTimeInterval(kSampleLength),
                                                  static_cast<int>(i)));
   }
-  std::shared_ptr<const NSError> failure;
-  appStore(phone)->saveObjects(objects, [&failure](bool, std::shared_ptr<const NSError> error) {
-    failure = std::move(error);  // read after runUntilIdle, when the save is done
-  });
-  SimulatedPhone::runUntilIdle();
-  if (failure) {
-    err << "error: HealthKit refused the bench's samples: " << failure->localizedDescription()
-        << "\n";
-  }
-  return !failure;
+  return writes.save(err);
 }
 
 BenchConversion::Samples BenchConversion::readBack(

@@ -3,13 +3,13 @@
 // BenchHistory: the historical fetch of every set (as SimulatedPhone::fetchHistory runs it) on a
 // heavy user's phone that holds six months of data and has subscribed to every set.
 //
-// Measured: the wall time from the request to the completion; the process's CPU time over the
-// same span; the CPU time HealthKit's own queries took to answer (the simulator counts it on its
-// worker threads, outside the app's handlers: what HealthKit itself would spend on a phone,
-// with the simulator's algorithms); and the peak growth of resident memory over the resident
-// size before the fetch (the peak is reset first, so what writing the history used does not
-// count). Its baselines: the memory the simulated database of six months took while it was
-// written (measured by the caller) and the simulator's query time.
+// Measured: the process's CPU time and the wall time from the request to the completion; the
+// CPU time HealthKit's own queries took to answer (the simulator counts it on its worker threads,
+// outside the app's handlers: what HealthKit itself would spend on a phone, with the simulator's
+// algorithms), which is the time's baseline; and the peak growth of resident memory over the
+// resident size before the fetch (the peak is reset first, so what writing the history used
+// does not count), whose baseline, the memory the six months take in the simulator, the caller
+// measures while writing them.
 //
 // Main thread only.
 //

@@ -25,20 +25,25 @@ std::size_t BenchWrites::count() const {
 }
 
 bool BenchWrites::save(std::ostream& err) const {
-  // Completions run on HealthKit's worker threads.
-  auto failures = std::make_shared<std::pair<std::mutex, std::vector<std::string>>>();
+  // Completions run on HealthKit's worker threads, several at once.
+  struct Failures {
+    std::mutex mutex;
+    std::vector<std::string> messages;
+  };
+  auto failures = std::make_shared<Failures>();
   for (const auto& [store, objects] : byStore_) {
     store->saveObjects(objects, [failures](bool success, std::shared_ptr<const NSError> error) {
       if (success) return;
-      std::lock_guard lock(failures->first);
-      failures->second.push_back(error ? error->localizedDescription() : "unknown error");
+      std::lock_guard lock(failures->mutex);
+      failures->messages.push_back(error ? error->localizedDescription() : "unknown error");
     });
   }
   SimulatedPhone::runUntilIdle();
-  std::lock_guard lock(failures->first);
-  for (const auto& message : failures->second)
+  std::lock_guard lock(failures->mutex);
+  for (const auto& message : failures->messages) {
     err << "error: HealthKit refused a save: " << message << "\n";
-  return failures->second.empty();
+  }
+  return failures->messages.empty();
 }
 
 }  // namespace ostrand_tools

@@ -39,21 +39,13 @@ std::optional<BenchWakeResult> BenchWake::measure(BenchHeavyUserPhone& phone,
                                                   std::ostream& err) const {
   phone.phone().enterBackground();
   phone.store().setKeepingRows(true);
-  const auto cpuBefore = BenchProcessUsage::cpuTime();
-  const auto queriesBefore = phone.phone().device()->queryAnswerTime();
   const std::size_t savesBefore = phone.store().sessionDataSaves();
   BenchWakeResult result;
   const bool woke = wakeRepeatedly(phone, result, err);
   phone.store().setKeepingRows(false);
   if (!woke) return std::nullopt;
-  const double runs = runs_;
-  result.cpuSeconds = (BenchProcessUsage::cpuTime() - cpuBefore).count() / runs;
-  result.simulatorQuerySeconds =
-      std::chrono::duration<double>(phone.phone().device()->queryAnswerTime() - queriesBefore)
-          .count() /
-      runs;
   result.sessionDataSaves =
-      static_cast<double>(phone.store().sessionDataSaves() - savesBefore) / runs;
+      static_cast<double>(phone.store().sessionDataSaves() - savesBefore) / runs_;
   return result;
 }
 
@@ -69,6 +61,8 @@ bool BenchWake::wakeRepeatedly(BenchHeavyUserPhone& phone, BenchWakeResult& resu
     straight.push_back(*straightSeconds);
     records.push_back(static_cast<double>(rowCount(wake->batches)));
     commits.push_back(static_cast<double>(wake->batches.size()));
+    result.cpuSeconds += wake->cpuSeconds / runs_;
+    result.simulatorQuerySeconds += wake->querySeconds / runs_;
   }
   result.latencySeconds = BenchStopwatch::median(latencies);
   result.straightSeconds = BenchStopwatch::median(straight);
@@ -88,7 +82,13 @@ std::optional<BenchWake::Wake> BenchWake::wakeOnce(BenchHeavyUserPhone& phone, s
 
   const std::size_t invocationMark = simulated.device()->observerInvocations().size();
   const std::size_t commitMark = phone.store().commitCount();
+  const auto cpuBefore = BenchProcessUsage::cpuTime();
+  const auto queriesBefore = simulated.device()->queryAnswerTime();
   if (!writes.save(err)) return std::nullopt;
+  Wake wake;
+  wake.cpuSeconds = (BenchProcessUsage::cpuTime() - cpuBefore).count();
+  wake.querySeconds =
+      std::chrono::duration<double>(simulated.device()->queryAnswerTime() - queriesBefore).count();
   const auto firstCall =
       firstBackgroundCall(simulated.device()->observerInvocations(), invocationMark);
   const auto commits = phone.store().commitsSince(commitMark);
@@ -96,7 +96,6 @@ std::optional<BenchWake::Wake> BenchWake::wakeOnce(BenchHeavyUserPhone& phone, s
     err << "error: HealthKit did not wake the app, or the wake committed no record\n";
     return std::nullopt;
   }
-  Wake wake;
   for (const auto& commit : commits) wake.batches.push_back(commit.rows);
   wake.latencySeconds = BenchStopwatch::secondsBetween(*firstCall, commits.back().finishedAt);
   return wake;

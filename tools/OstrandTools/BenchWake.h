@@ -48,7 +48,9 @@ class BenchWake {
   using Batches = std::vector<std::vector<OSTOutboxRow>>;
   struct Wake {
     double latencySeconds = 0;
-    Batches batches;  // the rows of each commit
+    double cpuSeconds = 0;    // the process's, from the save until idle
+    double querySeconds = 0;  // HealthKit's queries' CPU over the same span
+    Batches batches;          // the rows of each commit
   };
 
   static std::optional<Wake> wakeOnce(BenchHeavyUserPhone& phone, std::size_t& objects,

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "OstrandCore/OSTLog.h"
-#include "tools/OstrandTools/Bench.h"
+#include "tools/OstrandTools/Bench/Bench.h"
 #include "tools/OstrandTools/Demo.h"
 #include "tools/OstrandTools/ExportSync.h"
 #include "tools/OstrandTools/OutboxCommand.h"

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "tools/OstrandTools/Bench.h"
+#include "tools/OstrandTools/Bench/Bench.h"
 
 namespace {
 

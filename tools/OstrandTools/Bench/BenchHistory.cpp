@@ -1,9 +1,9 @@
-#include "tools/OstrandTools/BenchHistory.h"
+#include "tools/OstrandTools/Bench/BenchHistory.h"
 
 #include <string>
 
-#include "tools/OstrandTools/BenchProcessUsage.h"
-#include "tools/OstrandTools/BenchStopwatch.h"
+#include "tools/OstrandTools/Bench/BenchProcessUsage.h"
+#include "tools/OstrandTools/Bench/BenchStopwatch.h"
 
 namespace ostrand_tools {
 

@@ -1,8 +1,8 @@
-#include "tools/OstrandTools/BenchHeavyUserPhone.h"
+#include "tools/OstrandTools/Bench/BenchHeavyUserPhone.h"
 
 #include "HealthKit/HKSourceRevision.h"
 #include "OstrandCore/OSTSQLiteStore.h"
-#include "tools/OstrandTools/BenchObjectFactory.h"
+#include "tools/OstrandTools/Bench/BenchObjectFactory.h"
 
 namespace ostrand_tools {
 

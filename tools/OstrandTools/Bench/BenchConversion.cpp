@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchConversion.h"
+#include "tools/OstrandTools/Bench/BenchConversion.h"
 
 #include <mutex>
 
@@ -6,10 +6,10 @@
 #include "HealthKit/HKSourceRevision.h"
 #include "OstrandHealthKit/Models/OSTRecord+HealthKit.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
-#include "tools/OstrandTools/BenchObjectFactory.h"
-#include "tools/OstrandTools/BenchPlainReader.h"
-#include "tools/OstrandTools/BenchStopwatch.h"
-#include "tools/OstrandTools/BenchWrites.h"
+#include "tools/OstrandTools/Bench/BenchObjectFactory.h"
+#include "tools/OstrandTools/Bench/BenchPlainReader.h"
+#include "tools/OstrandTools/Bench/BenchStopwatch.h"
+#include "tools/OstrandTools/Bench/BenchWrites.h"
 
 namespace ostrand_tools {
 

@@ -17,7 +17,7 @@
 
 #include "OstrandCore/OSTRecord.h"
 #include "OstrandCore/OSTStore.h"
-#include "tools/OstrandTools/BenchScratchDirectory.h"
+#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
 
 namespace ostrand_tools {
 

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchScratchDirectory.h"
+#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
 
 #include <stdlib.h>
 

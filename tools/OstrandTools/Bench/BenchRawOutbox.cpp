@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchRawOutbox.h"
+#include "tools/OstrandTools/Bench/BenchRawOutbox.h"
 
 #include <sqlite3.h>
 

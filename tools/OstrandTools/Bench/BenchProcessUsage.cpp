@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchProcessUsage.h"
+#include "tools/OstrandTools/Bench/BenchProcessUsage.h"
 
 #include <sys/resource.h>
 

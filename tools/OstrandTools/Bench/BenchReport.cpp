@@ -1,9 +1,9 @@
-#include "tools/OstrandTools/BenchReport.h"
+#include "tools/OstrandTools/Bench/BenchReport.h"
 
 #include <cstdio>
 #include <string>
 
-#include "tools/OstrandTools/BenchFormat.h"
+#include "tools/OstrandTools/Bench/BenchFormat.h"
 
 namespace ostrand_tools {
 

@@ -19,7 +19,7 @@
 #include <optional>
 #include <ostream>
 
-#include "tools/OstrandTools/BenchHeavyUserPhone.h"
+#include "tools/OstrandTools/Bench/BenchHeavyUserPhone.h"
 
 namespace ostrand_tools {
 

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchHeavyUser.h"
+#include "tools/OstrandTools/Bench/BenchHeavyUser.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchRecordingStore.h"
+#include "tools/OstrandTools/Bench/BenchRecordingStore.h"
 
 namespace ostrand_tools {
 

@@ -18,8 +18,8 @@
 
 #include <ostream>
 
-#include "tools/OstrandTools/BenchReport.h"
-#include "tools/OstrandTools/BenchScratchDirectory.h"
+#include "tools/OstrandTools/Bench/BenchReport.h"
+#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
 #include "tools/OstrandTools/Progress.h"
 
 namespace ostrand_tools {

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchTable.h"
+#include "tools/OstrandTools/Bench/BenchTable.h"
 
 #include <algorithm>
 #include <array>

@@ -1,11 +1,11 @@
-#include "tools/OstrandTools/BenchOutbox.h"
+#include "tools/OstrandTools/Bench/BenchOutbox.h"
 
 #include <string>
 
 #include "OstrandCore/OSTRecordCoder.h"
 #include "OstrandCore/OSTSession.h"
-#include "tools/OstrandTools/BenchRawOutbox.h"
-#include "tools/OstrandTools/BenchStopwatch.h"
+#include "tools/OstrandTools/Bench/BenchRawOutbox.h"
+#include "tools/OstrandTools/Bench/BenchStopwatch.h"
 
 namespace ostrand_tools {
 

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchPlainReader.h"
+#include "tools/OstrandTools/Bench/BenchPlainReader.h"
 
 #include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKCorrelation.h"

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchWrites.h"
+#include "tools/OstrandTools/Bench/BenchWrites.h"
 
 #include <mutex>
 #include <string>

@@ -1,7 +1,7 @@
-#include "tools/OstrandTools/Bench.h"
+#include "tools/OstrandTools/Bench/Bench.h"
 
-#include "tools/OstrandTools/BenchHeavyUserPhone.h"
-#include "tools/OstrandTools/BenchProcessUsage.h"
+#include "tools/OstrandTools/Bench/BenchHeavyUserPhone.h"
+#include "tools/OstrandTools/Bench/BenchProcessUsage.h"
 
 namespace ostrand_tools {
 

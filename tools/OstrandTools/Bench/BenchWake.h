@@ -22,8 +22,8 @@
 #include <vector>
 
 #include "OstrandCore/OSTStore.h"
-#include "tools/OstrandTools/BenchHeavyUserPhone.h"
-#include "tools/OstrandTools/BenchScratchDirectory.h"
+#include "tools/OstrandTools/Bench/BenchHeavyUserPhone.h"
+#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
 
 namespace ostrand_tools {
 

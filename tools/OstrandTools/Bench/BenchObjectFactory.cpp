@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchObjectFactory.h"
+#include "tools/OstrandTools/Bench/BenchObjectFactory.h"
 
 #include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKCorrelation.h"

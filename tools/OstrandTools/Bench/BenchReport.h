@@ -15,11 +15,11 @@
 #include <string>
 #include <vector>
 
-#include "tools/OstrandTools/BenchConversion.h"
-#include "tools/OstrandTools/BenchHistory.h"
-#include "tools/OstrandTools/BenchOutbox.h"
-#include "tools/OstrandTools/BenchTable.h"
-#include "tools/OstrandTools/BenchWake.h"
+#include "tools/OstrandTools/Bench/BenchConversion.h"
+#include "tools/OstrandTools/Bench/BenchHistory.h"
+#include "tools/OstrandTools/Bench/BenchOutbox.h"
+#include "tools/OstrandTools/Bench/BenchTable.h"
+#include "tools/OstrandTools/Bench/BenchWake.h"
 
 namespace ostrand_tools {
 

@@ -1,11 +1,11 @@
-#include "tools/OstrandTools/BenchWake.h"
+#include "tools/OstrandTools/Bench/BenchWake.h"
 
 #include <string>
 
 #include "OstrandCore/OSTRecordCoder.h"
 #include "OstrandCore/OSTSession.h"
-#include "tools/OstrandTools/BenchProcessUsage.h"
-#include "tools/OstrandTools/BenchStopwatch.h"
+#include "tools/OstrandTools/Bench/BenchProcessUsage.h"
+#include "tools/OstrandTools/Bench/BenchStopwatch.h"
 
 namespace ostrand_tools {
 

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchStopwatch.h"
+#include "tools/OstrandTools/Bench/BenchStopwatch.h"
 
 #include <algorithm>
 

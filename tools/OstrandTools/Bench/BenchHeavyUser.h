@@ -16,7 +16,7 @@
 #include "HealthKit/HKDevice.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
-#include "tools/OstrandTools/BenchWrites.h"
+#include "tools/OstrandTools/Bench/BenchWrites.h"
 
 namespace ostrand_tools {
 

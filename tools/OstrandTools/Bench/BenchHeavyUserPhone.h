@@ -14,10 +14,10 @@
 #include <memory>
 #include <ostream>
 
-#include "tools/OstrandTools/BenchHeavyUser.h"
-#include "tools/OstrandTools/BenchRecordingStore.h"
-#include "tools/OstrandTools/BenchScratchDirectory.h"
-#include "tools/OstrandTools/BenchWrites.h"
+#include "tools/OstrandTools/Bench/BenchHeavyUser.h"
+#include "tools/OstrandTools/Bench/BenchRecordingStore.h"
+#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
+#include "tools/OstrandTools/Bench/BenchWrites.h"
 #include "tools/OstrandTools/Progress.h"
 #include "tools/OstrandTools/SimulatedPhone.h"
 

@@ -1,4 +1,4 @@
-#include "tools/OstrandTools/BenchFormat.h"
+#include "tools/OstrandTools/Bench/BenchFormat.h"
 
 #include <cmath>
 #include <cstdio>

@@ -4,6 +4,7 @@
 
 #include "HealthKit/HKError.h"
 #include "HealthKit/internal/HKQueryAnchorAccess.h"
+#include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 
 HKAnchoredObjectQuery::HKAnchoredObjectQuery(std::shared_ptr<const HKSampleType> type,
@@ -76,15 +77,19 @@ void HKAnchoredObjectQuery::report(const platform::healthkit::QueryExecution& ex
     return;
   }
   platform::healthkit::HealthDatabase::Changes changes;
-  try {
-    changes = execution.state().database().changesSince(
-        objectType()->identifier(), position_, limit,
-        execution.state().readFilter(execution.reader, predicate()));
-  } catch (const std::exception& error) {
-    if (handler) {
-      handler(self, {}, {}, nullptr,
-              platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, error.what()));
+  std::shared_ptr<const NSError> failure;
+  {
+    platform::healthkit::QueryAnswerTimer timer(execution.state());
+    try {
+      changes = execution.state().database().changesSince(
+          objectType()->identifier(), position_, limit,
+          execution.state().readFilter(execution.reader, predicate()));
+    } catch (const std::exception& error) {
+      failure = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, error.what());
     }
+  }
+  if (failure) {
+    if (handler) handler(self, {}, {}, nullptr, failure);
     return;
   }
   position_ = changes.newAnchor;

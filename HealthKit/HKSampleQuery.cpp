@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "HealthKit/HKError.h"
+#include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 
 HKSampleQuery::HKSampleQuery(std::shared_ptr<const HKSampleType> sampleType,
@@ -19,6 +20,7 @@ void HKSampleQuery::run(const platform::healthkit::QueryExecution& execution) {
   std::vector<std::shared_ptr<const HKSample>> samples;
   std::shared_ptr<const NSError> error = execution.state().readError();  // locked device
   if (!error) {
+    platform::healthkit::QueryAnswerTimer timer(execution.state());
     try {
       for (const auto& stored : execution.state().database().objects(
                objectType()->identifier(),

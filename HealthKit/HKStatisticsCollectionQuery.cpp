@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "HealthKit/HKError.h"
+#include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 #include "HealthKit/internal/StatisticsCalculator.h"
 
@@ -78,6 +79,7 @@ HKStatisticsCollectionQuery::statisticsUpdateHandler() const {
 std::shared_ptr<const HKStatisticsCollection> HKStatisticsCollectionQuery::collect(
     const platform::healthkit::QueryExecution& execution) const {
   auto& state = execution.state();
+  platform::healthkit::QueryAnswerTimer timer(state);
   platform::healthkit::IntervalGrid grid(anchorDate_, intervalComponents_, state.calendar());
   const auto samples = state.database().objects(quantityType_->identifier(),
                                                 state.readFilter(execution.reader, predicate()));

@@ -41,23 +41,6 @@ std::shared_ptr<const NSDictionary> resultDictionary(const OSTFetchResult& resul
   return NSDictionary::dictionaryWithDictionary(std::move(entries));
 }
 
-// One record per sample, in the samples' order; none for a type without a record kind.
-OSTRecordArray recordsForSamples(const OSTSampleArray& samples, OSTRecordType recordType) {
-  OSTRecordArray records;
-  if (recordType == OSTRecordTypeNone) return records;
-  records.reserve(samples.size());
-  for (const auto& sample : samples) {
-    auto record = OSTRecord::newRecordWithType(recordType);
-    if (!record || !sample) continue;
-    record->setTimestamp(sample->startDate());
-    setHealthKitMetadata(*record, *sample);
-    record->setActivityID(sample->UUID().UUIDString());
-    setHealthKitSample(*record, *sample);
-    records.push_back(std::move(record));
-  }
-  return records;
-}
-
 // Everything the end of a batch needs, gathered on the main thread.
 struct OSTBatch {
   OSTSampleTypePointer type;
@@ -210,7 +193,7 @@ void OSTHealthKitManager::parseSampleObjects(const OSTSampleArray& samples,
   const OSTRecordType recordType = OSTHealthKitSubscription::recordTypeForSampleType(*type);
   OSTBatch batch{.type = type,
                  .recordType = recordType,
-                 .records = recordsForSamples(samples, recordType),
+                 .records = recordsForHealthKitSamples(samples, recordType),
                  .newAnchor = std::move(newAnchor),
                  .queryDate = queryDate,
                  .historical = historical,

@@ -107,6 +107,10 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> SimulatedHealthDevice::ob
   return state_->observerInvocations();
 }
 
+std::chrono::nanoseconds SimulatedHealthDevice::queryAnswerTime() const {
+  return state_->queryAnswerTime();
+}
+
 std::size_t SimulatedHealthDevice::runningQueryCount() const {
   return state_->runningQueries().size();
 }

@@ -20,6 +20,7 @@
 //   auto watch = device->storeForSource(watchRevision);
 //   watch->saveObjects(samples, nullptr);
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -120,8 +121,15 @@ class SimulatedHealthDevice : public std::enable_shared_from_this<SimulatedHealt
     std::string typeIdentifier;
     bool inBackground = false;
     bool completionHandlerCalled = false;
+    // When HealthKit called the handler, on the process's steady clock (not the simulated one).
+    std::chrono::steady_clock::time_point calledAt;
   };
   std::vector<ObserverInvocation> observerInvocations() const;
+
+  // CPU time HealthKit's worker threads have spent answering this device's queries so far:
+  // reading and filtering the database, sorting and computing statistics. Summed over threads,
+  // so it can exceed the wall time; the apps' result handlers are not included.
+  std::chrono::nanoseconds queryAnswerTime() const;
 
   // Queries executed on the device and neither stopped nor finished.
   std::size_t runningQueryCount() const;

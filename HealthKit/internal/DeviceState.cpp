@@ -242,7 +242,8 @@ std::function<void()> DeviceState::recordObserverInvocation(const std::string& b
   auto completed = std::make_shared<std::atomic<bool>>(false);
   {
     std::lock_guard<std::mutex> lock(invocationsMutex_);
-    invocations_.push_back({bundle, typeIdentifier, inBackground, completed});
+    invocations_.push_back(
+        {bundle, typeIdentifier, inBackground, std::chrono::steady_clock::now(), completed});
   }
   return [completed] { completed->store(true); };
 }
@@ -265,8 +266,8 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvo
   std::vector<SimulatedHealthDevice::ObserverInvocation> result;
   std::lock_guard<std::mutex> lock(invocationsMutex_);
   for (const auto& invocation : invocations_) {
-    result.push_back(
-        {invocation.typeIdentifier, invocation.inBackground, invocation.completed->load()});
+    result.push_back({invocation.typeIdentifier, invocation.inBackground,
+                      invocation.completed->load(), invocation.calledAt});
   }
   return result;
 }

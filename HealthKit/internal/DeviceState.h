@@ -9,6 +9,7 @@
 // Owned by SimulatedHealthDevice.
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -105,6 +106,13 @@ class DeviceState {
   // Tells every running query that the app is back in the foreground (each on its own queue).
   void applicationDidBecomeActive() const;
 
+  // --- Time spent answering queries (QueryAnswerTimer) ---
+
+  void addQueryAnswerTime(std::chrono::nanoseconds time) { answerTime_ += time.count(); }
+  std::chrono::nanoseconds queryAnswerTime() const {
+    return std::chrono::nanoseconds(answerTime_.load());
+  }
+
   // --- Observer calls ---
 
   // Records an update-handler call of `bundle`'s observer and returns the completion handler to
@@ -128,7 +136,8 @@ class DeviceState {
   std::map<std::string, Permission> permissions_;  // host app's, by type identifier
   std::map<std::pair<std::string, std::string>, HKUpdateFrequency> backgroundDelivery_;
 
-  std::atomic<bool> locked_{false};  // the lock screen; atomic, so it needs no mutex
+  std::atomic<bool> locked_{false};          // the lock screen; atomic, so it needs no mutex
+  std::atomic<std::int64_t> answerTime_{0};  // nanoseconds of CPU time; atomic, no mutex
 
   struct Wake {
     NSDate at;
@@ -152,6 +161,7 @@ class DeviceState {
     std::string bundle;
     std::string typeIdentifier;
     bool inBackground;
+    std::chrono::steady_clock::time_point calledAt;
     std::shared_ptr<std::atomic<bool>> completed;
   };
   mutable std::mutex invocationsMutex_;  // guards invocations_

@@ -242,6 +242,23 @@ void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantity
   }
 }
 
+std::vector<std::shared_ptr<OSTRecord>> recordsForHealthKitSamples(
+    const std::vector<std::shared_ptr<const HKSample>>& samples, OSTRecordType recordType) {
+  std::vector<std::shared_ptr<OSTRecord>> records;
+  if (recordType == OSTRecordTypeNone) return records;
+  records.reserve(samples.size());
+  for (const auto& sample : samples) {
+    auto record = OSTRecord::newRecordWithType(recordType);
+    if (!record || !sample) continue;
+    record->setTimestamp(sample->startDate());
+    setHealthKitMetadata(*record, *sample);
+    record->setActivityID(sample->UUID().UUIDString());
+    setHealthKitSample(*record, *sample);
+    records.push_back(std::move(record));
+  }
+  return records;
+}
+
 void addHeartRateSamples(OSTRecord& record,
                          const std::vector<std::shared_ptr<const HKSample>>& samples) {
   const auto bpm = HKUnit::unitFromString("count/min");

@@ -12,7 +12,8 @@
 // headers (OSTRoutine+, OSTBiometrics+, OSTDiabetes+, OSTFitness+HealthKit in Models/;
 // OSTWeight+, OSTSleep+, OSTNutrition+HealthKit in Categories/).
 //
-// The anchored fetch fills a new record in this order:
+// The anchored fetch turns a batch into records with recordsForHealthKitSamples, which fills
+// each new record in this order:
 //
 //   auto record = OSTRecord::newRecordWithType(recordType);
 //   record->setTimestamp(sample->startDate());
@@ -74,6 +75,11 @@ std::shared_ptr<const OSTHealthKitKeyPaths> healthKitKeyPaths(const OSTRecord& r
 // The name of a HealthKit weather condition number (HKWeatherCondition): 0 "None", 1 "Clear",
 // ... 27 "Tornado"; "Unknown" for any other number.
 std::string weatherConditionString(NSInteger condition);
+
+// One new record of `recordType` per sample, in the samples' order, filled as above (heart rate
+// aside); none for OSTRecordTypeNone, and none for a null sample. What the anchored fetch submits.
+std::vector<std::shared_ptr<OSTRecord>> recordsForHealthKitSamples(
+    const std::vector<std::shared_ptr<const HKSample>>& samples, OSTRecordType recordType);
 
 // Source, validation, weather and device of the object, in this order, a later step overwriting
 // an earlier one:

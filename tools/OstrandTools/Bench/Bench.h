@@ -1,0 +1,68 @@
+#pragma once
+
+// Bench: the `bench` command. Measures where the library's time goes on this machine, each
+// measurement beside a baseline taken in the same run, and prints one table (BenchReport):
+// - conversion of samples into records, per record kind (BenchConversion);
+// - committing records to the outbox through the session (BenchOutbox);
+// - the six-month historical fetch of a heavy user: time, HealthKit's own share, peak memory
+//   (BenchHistory);
+// - one background wake with an hour of new data in every subscribed type (BenchWake).
+// The heavy user's steps run first, while the process is small, so the memory row sees little of
+// what the others allocate. `quick` shrinks every size so the whole run takes seconds: it checks
+// that every measurement works, its numbers mean little.
+//
+// Main thread only.
+//
+//   Bench bench({.quick = false, .terminal = true});
+//   int status = bench.run(std::cout, std::cerr);  // 0, or 1 when a measurement's work failed
+
+#include <ostream>
+
+#include "tools/OstrandTools/Bench/BenchReport.h"
+#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
+#include "tools/OstrandTools/Progress.h"
+
+namespace ostrand_tools {
+
+struct BenchOptions {
+  bool quick = false;
+  bool terminal = false;  // draw progress bars (nothing is drawn otherwise)
+};
+
+class Bench {
+ public:
+  explicit Bench(BenchOptions options);
+  int run(std::ostream& out, std::ostream& err);
+
+ private:
+  struct Sizes {
+    std::size_t samplesPerKind;
+    int conversionRuns;
+    std::size_t outboxRecords;
+    std::size_t outboxBatch;
+    int outboxRuns;
+    int historyDays;  // 0: six months
+    int wakes;
+  };
+
+  // The heavy user's results, kept until the rows before them are in the report.
+  struct HeavyUserResults {
+    BenchHistoryResult history;
+    BenchWakeResult wake;
+    int days = 0;
+    std::size_t objects = 0;
+    double historyBytes = 0;
+  };
+
+  bool measureHeavyUser(const BenchScratchDirectory& scratch, Progress& progress,
+                        std::ostream& err);
+  bool measureConversionAndOutbox(const BenchScratchDirectory& scratch, Progress& progress,
+                                  std::ostream& err);
+
+  BenchOptions options_;
+  Sizes sizes_;
+  BenchReport report_;
+  HeavyUserResults heavyUser_;
+};
+
+}  // namespace ostrand_tools

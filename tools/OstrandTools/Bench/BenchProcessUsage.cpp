@@ -1,0 +1,47 @@
+#include "tools/OstrandTools/Bench/BenchProcessUsage.h"
+
+#include <sys/resource.h>
+
+#include <fstream>
+#include <string>
+
+namespace ostrand_tools {
+
+namespace {
+
+std::chrono::duration<double> seconds(const timeval& time) {
+  return std::chrono::duration<double>(static_cast<double>(time.tv_sec) +
+                                       static_cast<double>(time.tv_usec) / 1e6);
+}
+
+// The "<field>:  1234 kB" line of /proc/self/status, in bytes.
+std::uint64_t statusBytes(const std::string& field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind(field + ":", 0) == 0) {
+      return std::stoull(line.substr(field.size() + 1)) * 1024;
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::chrono::duration<double> BenchProcessUsage::cpuTime() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+std::uint64_t BenchProcessUsage::residentBytes() { return statusBytes("VmRSS"); }
+
+std::uint64_t BenchProcessUsage::peakResidentBytes() { return statusBytes("VmHWM"); }
+
+bool BenchProcessUsage::resetPeakResident() {
+  std::ofstream clearRefs("/proc/self/clear_refs");
+  clearRefs << "5";
+  clearRefs.flush();
+  return clearRefs.good();
+}
+
+}  // namespace ostrand_tools

@@ -1,0 +1,25 @@
+#pragma once
+
+// BenchProcessUsage: what the process has used so far, read from the kernel: CPU time (user and
+// system, all threads), resident memory now, and its peak. The peak can be reset to the current
+// resident size (Linux's clear_refs), so that a step's own peak can be measured after earlier
+// steps have freed what they used.
+//
+// Static functions; any thread.
+
+#include <chrono>
+#include <cstdint>
+
+namespace ostrand_tools {
+
+class BenchProcessUsage {
+ public:
+  static std::chrono::duration<double> cpuTime();
+  // VmRSS and VmHWM of /proc/self/status, in bytes; 0 when it cannot be read.
+  static std::uint64_t residentBytes();
+  static std::uint64_t peakResidentBytes();
+  // Makes the peak the current resident size; false when the kernel does not allow it.
+  static bool resetPeakResident();
+};
+
+}  // namespace ostrand_tools

@@ -60,12 +60,13 @@ void setWeather(OSTRecord& record, const HKMetadata& metadata) {
   if (condition.isNumber()) {
     record.setExtraValue(weatherConditionString(condition.integerValue()), kOSTWeatherConditionKey);
   }
-  const auto celsius = HKUnit::degreeCelsiusUnit();
+  // Built once: this runs for every record, and most samples carry no weather at all.
+  static const auto celsius = HKUnit::degreeCelsiusUnit();
   if (auto temperature = metadataQuantity(metadata, HKMetadataKeyWeatherTemperature, *celsius)) {
     record.setExtraValue(temperature->doubleValueForUnit(*celsius), kOSTWeatherTemperatureKey);
   }
   // Humidity stays HealthKit's fraction (0.45 for 45 %): unlike setQuantity, no factor of 100.
-  const auto percent = HKUnit::percentUnit();
+  static const auto percent = HKUnit::percentUnit();
   if (auto humidity = metadataQuantity(metadata, HKMetadataKeyWeatherHumidity, *percent)) {
     record.setExtraValue(humidity->doubleValueForUnit(*percent), kOSTWeatherHumidityKey);
   }

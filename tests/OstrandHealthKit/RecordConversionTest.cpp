@@ -9,6 +9,7 @@
 #include "HealthKit/HKWorkout.h"
 #include "OstrandCore/OSTBiometrics.h"
 #include "OstrandCore/OSTNutrition.h"
+#include "OstrandHealthKit/Categories/HKSource+Ostrand.h"
 #include "OstrandHealthKit/Models/OSTRecord+HealthKit.h"
 #include "RecordTestSupport.h"
 #include "support/SessionFixture.h"
@@ -142,6 +143,28 @@ TEST_F(RecordConversionTest, HandEnteredDataIsNotValidatedAndWatchDataIs) {
   // The Health app's own identifier is not a watch's: the prefix needs its trailing dot.
   WritingAs healthApp("Health", "com.apple.health");
   EXPECT_TRUE(convert(OSTRecordTypeFitness, *yoga())->validated().isNil());
+}
+
+// A person's device names reduce to their kind; worked out by hand from the three patterns
+// (/iPhone/, /Apple.+Watch/, /iPod.+touch/, no case, "." not across a line break).
+TEST(SourceNames, DeviceNamesReduceToTheirKind) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"John's iPhone", "iPhone"},
+      {"IPHONE 15 PRO", "iPhone"},
+      {"Sam\u2019s Apple\u00a0Watch", "Apple Watch"},  // a two-byte space between the words
+      {"apple watch ultra", "Apple Watch"},
+      {"AppleWatch", "AppleWatch"},  // nothing between the words
+      {"Watch by Apple", "Watch by Apple"},
+      {"Apple\nWatch", "Apple\nWatch"},
+      {"Apple TV\nMy Apple Watch", "Apple Watch"},  // the second line holds it
+      {"iPhone's Apple Watch", "iPhone"},            // tried first
+      {"Kid's iPod touch", "iPod touch"},
+      {"Withings", "Withings"},
+      {"", ""},
+  };
+  for (const auto& [name, expected] : cases) {
+    EXPECT_EQ(sanitizedNameForSourceName(name), expected) << name;
+  }
 }
 
 TEST_F(RecordConversionTest, WeatherKeepsCelsiusAndHumidityAsAFraction) {

@@ -16,6 +16,7 @@
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
 #include "HealthKit/Simulator/ImportedObjectIdentity.h"
+#include "tools/OstrandTools/SimulatedApps.h"
 
 namespace ostrand_tools {
 
@@ -23,16 +24,6 @@ namespace {
 
 constexpr double kHour = 3600;
 constexpr double kMinute = 60;
-
-HKSourceRevision::Pointer revision(const char* name, const char* bundle, const char* product) {
-  return HKSourceRevision::sourceRevisionWithSource(HKSource::sourceWithName(name, bundle), "17.0",
-                                                    product, NSOperatingSystemVersion{17, 0, 0});
-}
-
-HKDevice::Pointer appleDevice(const char* name, const char* model, const char* hardware) {
-  return HKDevice::deviceWithName(name, "Apple Inc.", model, hardware, std::nullopt, "17.0",
-                                  std::nullopt, std::nullopt);
-}
 
 NSDate at(NSDate dayStart, double hours) {
   return dayStart.dateByAddingTimeInterval(hours * kHour);
@@ -78,17 +69,17 @@ std::vector<Batch> batchesByApp(const std::vector<DemoPerson::Entry>& entries) {
 DemoPerson::DemoPerson(const std::shared_ptr<platform::SimulatedHealthDevice>& device,
                        unsigned seed)
     : random_(seed), uuids_(seed) {
-  phone_ = device->storeForSource(revision(
+  phone_ = device->storeForSource(simulatedAppRevision(
       "Sam’s iPhone", "com.apple.health.7A2B4C6D-1E3F-4A5B-8C7D-9E0F1A2B3C4D", "iPhone15,2"));
-  watch_ = device->storeForSource(revision(
+  watch_ = device->storeForSource(simulatedAppRevision(
       "Sam’s Apple Watch", "com.apple.health.3C5D7E9F-2A4B-4C6D-8E0F-1A3B5C7D9E2F", "Watch6,2"));
-  scale_ = device->storeForSource(revision("Scale", "com.example.scale", "iPhone15,2"));
-  cuff_ = device->storeForSource(revision("Blood Pressure", "com.example.cuff", "iPhone15,2"));
-  meter_ = device->storeForSource(revision("Glucose", "com.example.glucose", "iPhone15,2"));
-  diary_ = device->storeForSource(revision("Food Diary", "com.example.food", "iPhone15,2"));
-  tracker_ = device->storeForSource(revision("Cycle", "com.example.cycle", "iPhone15,2"));
-  phoneDevice_ = appleDevice("iPhone", "iPhone", "iPhone15,2");
-  watchDevice_ = appleDevice("Apple Watch", "Watch", "Watch6,2");
+  scale_ = device->storeForSource(simulatedAppRevision("Scale", "com.example.scale", "iPhone15,2"));
+  cuff_ = device->storeForSource(simulatedAppRevision("Blood Pressure", "com.example.cuff", "iPhone15,2"));
+  meter_ = device->storeForSource(simulatedAppRevision("Glucose", "com.example.glucose", "iPhone15,2"));
+  diary_ = device->storeForSource(simulatedAppRevision("Food Diary", "com.example.food", "iPhone15,2"));
+  tracker_ = device->storeForSource(simulatedAppRevision("Cycle", "com.example.cycle", "iPhone15,2"));
+  phoneDevice_ = simulatedAppleDevice("iPhone", "iPhone", "iPhone15,2");
+  watchDevice_ = simulatedAppleDevice("Apple Watch", "Watch", "Watch6,2");
   weight_ = uniform(64, 82);
 }
 

@@ -7,22 +7,13 @@
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
+#include "tools/OstrandTools/SimulatedApps.h"
 
 namespace ostrand_tools {
 
 namespace {
 
 constexpr double kMinute = 60;
-
-HKSourceRevision::Pointer appleRevision(const char* name, const char* bundle, const char* product) {
-  return HKSourceRevision::sourceRevisionWithSource(HKSource::sourceWithName(name, bundle), "17.0",
-                                                    product, NSOperatingSystemVersion{17, 0, 0});
-}
-
-HKDevice::Pointer appleDevice(const char* name, const char* model, const char* hardware) {
-  return HKDevice::deviceWithName(name, "Apple Inc.", model, hardware, std::nullopt, "17.0",
-                                  std::nullopt, std::nullopt);
-}
 
 std::shared_ptr<const HKQuantitySample> reading(const std::string& identifier,
                                                 const HKUnit::Pointer& unit, double value,
@@ -36,13 +27,13 @@ std::shared_ptr<const HKQuantitySample> reading(const std::string& identifier,
 }  // namespace
 
 BenchHeavyUser::BenchHeavyUser(const std::shared_ptr<platform::SimulatedHealthDevice>& device)
-    : phone_(device->storeForSource(appleRevision(
+    : phone_(device->storeForSource(simulatedAppRevision(
           "Alex’s iPhone", "com.apple.health.5B1D3F7A-9C2E-4B6D-8F0A-2C4E6A8B0D1F", "iPhone15,2"))),
       watch_(device->storeForSource(
-          appleRevision("Alex’s Apple Watch",
+          simulatedAppRevision("Alex’s Apple Watch",
                         "com.apple.health.8E0A2C4E-6B8D-4F1A-9C3E-5A7B9D1F3A5C", "Watch6,2"))),
-      phoneDevice_(appleDevice("iPhone", "iPhone", "iPhone15,2")),
-      watchDevice_(appleDevice("Apple Watch", "Watch", "Watch6,2")) {}
+      phoneDevice_(simulatedAppleDevice("iPhone", "iPhone", "iPhone15,2")),
+      watchDevice_(simulatedAppleDevice("Apple Watch", "Watch", "Watch6,2")) {}
 
 void BenchHeavyUser::minutes(NSDate from, NSDate to, BenchWrites& out) const {
   const double span = to.timeIntervalSinceDate(from);

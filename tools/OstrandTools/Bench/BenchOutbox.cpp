@@ -39,7 +39,12 @@ std::optional<BenchOutboxResult> BenchOutbox::measure(std::ostream& err) const {
 }
 
 std::optional<double> BenchOutbox::timeSession(int run, std::ostream& err) const {
-  const std::string path = scratch_.file("session-" + std::to_string(run) + ".sqlite");
+  return timeSubmissions(batches_, scratch_.file("session-" + std::to_string(run) + ".sqlite"),
+                         err);
+}
+
+std::optional<double> BenchOutbox::timeSubmissions(const std::vector<Records>& batches,
+                                                   const std::string& path, std::ostream& err) {
   OSTSession session;
   if (const auto error = session.startSession("bench-user", path)) {
     err << "error: cannot use the session database " << path << ": "
@@ -47,7 +52,7 @@ std::optional<double> BenchOutbox::timeSession(int run, std::ostream& err) const
     return std::nullopt;
   }
   BenchStopwatch watch;
-  for (const auto& batch : batches_) {
+  for (const auto& batch : batches) {
     if (const auto error = session.submitRecords(batch)) {
       err << "error: the session refused a batch: " << error->localizedDescription() << "\n";
       return std::nullopt;

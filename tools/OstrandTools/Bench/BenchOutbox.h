@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "OstrandCore/OSTRecord.h"
@@ -35,6 +36,11 @@ class BenchOutbox {
               const BenchScratchDirectory& scratch);
 
   std::optional<BenchOutboxResult> measure(std::ostream& err) const;
+
+  // Seconds to submit the batches, one submitRecords each, to a session started on a new
+  // database at `path` (removed afterwards); nullopt, said on `err`, when the session failed.
+  static std::optional<double> timeSubmissions(const std::vector<Records>& batches,
+                                               const std::string& path, std::ostream& err);
 
  private:
   std::optional<double> timeSession(int run, std::ostream& err) const;

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "OstrandCore/OSTRecordCoder.h"
-#include "OstrandCore/OSTSession.h"
+#include "tools/OstrandTools/Bench/BenchOutbox.h"
 #include "tools/OstrandTools/Bench/BenchProcessUsage.h"
 #include "tools/OstrandTools/Bench/BenchStopwatch.h"
 
@@ -108,24 +108,8 @@ std::optional<double> BenchWake::submitStraight(const Batches& batches, int run,
     auto& batch = records.emplace_back();
     for (const auto& row : rows) batch.push_back(OSTRecordCoder::recordFromJSON(row.json).value);
   }
-  const std::string path = scratch_.file("wake-straight-" + std::to_string(run) + ".sqlite");
-  OSTSession session;
-  if (const auto error = session.startSession("bench-user", path)) {
-    err << "error: cannot use the session database " << path << ": "
-        << error->localizedDescription() << "\n";
-    return std::nullopt;
-  }
-  BenchStopwatch watch;
-  for (const auto& batch : records) {
-    if (const auto error = session.submitRecords(batch)) {
-      err << "error: the session refused a batch: " << error->localizedDescription() << "\n";
-      return std::nullopt;
-    }
-  }
-  const double seconds = watch.seconds();
-  session.endSession();
-  BenchScratchDirectory::removeDatabase(path);
-  return seconds;
+  return BenchOutbox::timeSubmissions(
+      records, scratch_.file("wake-straight-" + std::to_string(run) + ".sqlite"), err);
 }
 
 }  // namespace ostrand_tools

@@ -27,8 +27,8 @@ std::filesystem::path fixture(const std::string& relative) {
          relative;
 }
 
-TEST(ExportSync, TheSameExportSyncedTwiceGivesTheSameOutbox) {
-  const auto path = fixture("ipyhealth-2020/apple_health_export/export.xml");
+TEST(ExportSync, TheLargestExportSyncedTwiceGivesTheSameOutbox) {
+  const auto path = fixture("rgosdin-2019-v8/apple_health_export/export.xml");
   if (!std::filesystem::exists(path)) GTEST_SKIP() << "fixture not found: " << path;
   TemporaryDirectory directory;
   std::vector<std::string> outboxes[2];

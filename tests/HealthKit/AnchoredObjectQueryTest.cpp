@@ -1,34 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "HealthKit/HKAnchoredObjectQuery.h"
-#include "support/HealthKitFixture.h"
+#include "QueryFixture.h"
 
 namespace testing_support {
 namespace {
 
-class AnchoredObjectQueryTest : public HealthKitFixture {
+class AnchoredObjectQueryTest : public QueryFixture {
  protected:
-  struct Batch {
-    std::vector<std::shared_ptr<const HKSample>> added;
-    std::vector<std::shared_ptr<const HKDeletedObject>> deleted;
-    std::shared_ptr<const HKQueryAnchor> anchor;
-    std::shared_ptr<const NSError> error;
-  };
-
-  // One anchored query from `anchor`, run to its results.
-  Batch fetch(std::shared_ptr<const HKQueryAnchor> anchor,
-              unsigned long limit = HKObjectQueryNoLimit,
-              std::shared_ptr<const NSPredicate> predicate = nullptr) {
-    Batch batch;
-    store->executeQuery(std::make_shared<HKAnchoredObjectQuery>(
-        stepType(), std::move(predicate), std::move(anchor), limit,
-        [&batch](auto, auto added, auto deleted, auto newAnchor, auto error) {
-          batch = {std::move(added), std::move(deleted), std::move(newAnchor), std::move(error)};
-        }));
-    runUntilIdle();
-    return batch;
-  }
-
   static std::vector<double> counts(const Batch& batch) {
     std::vector<double> values;
     for (const auto& sample : batch.added) {
@@ -104,10 +82,10 @@ TEST_F(AnchoredObjectQueryTest, UpdateHandlerReportsLaterChangesUntilStopped) {
   auto query = std::make_shared<HKAnchoredObjectQuery>(
       stepType(), HKQuery::predicateForSamplesWithStartDate(at(0), at(60), HKQueryOptionNone),
       nullptr, HKObjectQueryNoLimit, [&](auto, auto added, auto deleted, auto anchor, auto) {
-        initial = {added, deleted, anchor, nullptr};
+        initial = {true, added, deleted, anchor, nullptr};
       });
   query->setUpdateHandler([&](auto, auto added, auto deleted, auto anchor, auto) {
-    updates.push_back({added, deleted, anchor, nullptr});
+    updates.push_back({true, added, deleted, anchor, nullptr});
   });
   store->executeQuery(query);
   runUntilIdle();

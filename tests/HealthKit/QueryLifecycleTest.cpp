@@ -6,17 +6,15 @@
 
 #include "Foundation/Dispatch.h"
 #include "Foundation/NSThread.h"
-#include "HealthKit/HKAnchoredObjectQuery.h"
-#include "HealthKit/HKObserverQuery.h"
-#include "support/HealthKitFixture.h"
+#include "QueryFixture.h"
 
 namespace testing_support {
 namespace {
 
-class QueryLifecycleTest : public HealthKitFixture {
+class QueryLifecycleTest : public QueryFixture {
  protected:
   void SetUp() override {
-    HealthKitFixture::SetUp();
+    QueryFixture::SetUp();
     authorize({stepType()}, {stepType()});
   }
 };
@@ -110,11 +108,7 @@ TEST_F(QueryLifecycleTest, NoHandlerRunsAfterStopReturnsWhileSavesRace) {
 TEST_F(QueryLifecycleTest, QueriesOfAnEarlierDeviceNeverSeeANewDevicesData) {
   std::atomic<int> calls{0};
   device->setObserverQueriesFireOnExecute(false);
-  store->executeQuery(
-      std::make_shared<HKObserverQuery>(stepType(), nullptr, [&](auto, auto done, auto) {
-        ++calls;
-        done();
-      }));
+  store->executeQuery(countingObserver(calls));
   runUntilIdle();
   // The next test's device: a new database, and HKHealthStore() now uses it.
   auto next = platform::SimulatedHealthDevice::create();

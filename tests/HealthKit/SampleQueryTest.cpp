@@ -1,31 +1,13 @@
 #include <gtest/gtest.h>
 
 #include "Foundation/NSCompoundPredicate.h"
-#include "HealthKit/HKCorrelation.h"
 #include "HealthKit/HKMetadata.h"
-#include "HealthKit/HKSampleQuery.h"
-#include "support/HealthKitFixture.h"
+#include "QueryFixture.h"
 
 namespace testing_support {
 namespace {
 
-class SampleQueryTest : public HealthKitFixture {
- protected:
-  std::vector<std::shared_ptr<const HKSample>> query(
-      std::shared_ptr<const HKSampleType> type, std::shared_ptr<const NSPredicate> predicate,
-      unsigned long limit = HKObjectQueryNoLimit,
-      std::vector<std::shared_ptr<const NSSortDescriptor>> sort = {}) {
-    std::vector<std::shared_ptr<const HKSample>> found;
-    store->executeQuery(std::make_shared<HKSampleQuery>(std::move(type), std::move(predicate),
-                                                        limit, std::move(sort),
-                                                        [&found](auto, auto samples, auto error) {
-                                                          EXPECT_EQ(error, nullptr);
-                                                          found = std::move(samples);
-                                                        }));
-    runUntilIdle();
-    return found;
-  }
-};
+using SampleQueryTest = QueryFixture;
 
 // Samples over minutes 10-20 against the window [10, 20) under each option.
 TEST(SamplePredicate, MatchesHealthKitsDateRules) {
@@ -66,10 +48,8 @@ TEST(SamplePredicate, MatchesHealthKitsDateRules) {
 }
 
 TEST_F(SampleQueryTest, LimitsSortsAndFiltersByMetadataAndCorrelation) {
-  auto systolic =
-      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureSystolic);
-  auto diastolic =
-      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureDiastolic);
+  auto systolic = systolicType();
+  auto diastolic = diastolicType();
   authorize({stepType(), systolic, diastolic}, {stepType(), systolic, diastolic});
   auto entered = NSDictionary::dictionaryWithDictionary({{HKMetadataKeyWasUserEntered, true}});
   ASSERT_EQ(save(store, {quantitySample(stepType(), 1, at(20), at(21)),
@@ -79,32 +59,30 @@ TEST_F(SampleQueryTest, LimitsSortsAndFiltersByMetadataAndCorrelation) {
                          quantitySample(stepType(), 3, at(10), at(11))}),
             nullptr);
   auto newestFirst =
-      query(stepType(), nullptr, 2,
-            {NSSortDescriptor::sortDescriptorWithKey(HKSampleSortIdentifierStartDate, false)});
+      samples(stepType(), nullptr, 2,
+              {NSSortDescriptor::sortDescriptorWithKey(HKSampleSortIdentifierStartDate, false)});
   ASSERT_EQ(newestFirst.size(), 2u);
   EXPECT_EQ(newestFirst[0]->startDate(), at(20));
   EXPECT_EQ(newestFirst[1]->startDate(), at(10));
 
   auto userEntered =
-      query(stepType(), HKQuery::predicateForObjectsWithMetadataKey(
-                            HKMetadataKeyWasUserEntered, NSEqualToPredicateOperatorType, true));
+      samples(stepType(), HKQuery::predicateForObjectsWithMetadataKey(
+                              HKMetadataKeyWasUserEntered, NSEqualToPredicateOperatorType, true));
   ASSERT_EQ(userEntered.size(), 1u);
   EXPECT_EQ(userEntered[0]->startDate(), at(0));
 
-  auto bloodPressure =
-      HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
-  auto pressure = HKCorrelation::correlationWithType(
-      bloodPressure, at(5), at(5),
-      {quantitySample(systolic, 120, at(5), at(5)), quantitySample(diastolic, 80, at(5), at(5))});
-  ASSERT_EQ(save(store, {quantitySample(systolic, 130, at(6), at(6)), pressure}), nullptr);
-  EXPECT_EQ(query(systolic, nullptr).size(), 2u);
-  auto alone = query(systolic, HKQuery::predicateForObjectsWithNoCorrelation());
+  auto bloodPressure = bloodPressureType();
+  ASSERT_EQ(save(store,
+                 {quantitySample(systolic, 130, at(6), at(6)), bloodPressureReading(at(5), at(5))}),
+            nullptr);
+  EXPECT_EQ(samples(systolic, nullptr).size(), 2u);
+  auto alone = samples(systolic, HKQuery::predicateForObjectsWithNoCorrelation());
   ASSERT_EQ(alone.size(), 1u);
   EXPECT_EQ(alone[0]->startDate(), at(6));
-  EXPECT_EQ(query(bloodPressure, nullptr).size(), 1u);
+  EXPECT_EQ(samples(bloodPressure, nullptr).size(), 1u);
   // Deleting the correlation takes its members with it.
-  ASSERT_EQ(remove(store, {query(bloodPressure, nullptr)[0]}), nullptr);
-  EXPECT_EQ(query(systolic, nullptr).size(), 1u);
+  ASSERT_EQ(remove(store, {samples(bloodPressure, nullptr)[0]}), nullptr);
+  EXPECT_EQ(samples(systolic, nullptr).size(), 1u);
 }
 
 TEST_F(SampleQueryTest, SelectsBySourceAndUUID) {
@@ -112,16 +90,16 @@ TEST_F(SampleQueryTest, SelectsBySourceAndUUID) {
   auto fromWatch = watchSteps(10, at(0), at(1));
   ASSERT_EQ(save(watch, {fromWatch}), nullptr);
   ASSERT_EQ(save(iPhone, {phoneSteps(20, at(0), at(1)), phoneSteps(30, at(1), at(2))}), nullptr);
-  auto watchOnly =
-      query(stepType(), HKQuery::predicateForObjectsFromSource(watch->sourceRevision()->source()));
+  auto watchOnly = samples(
+      stepType(), HKQuery::predicateForObjectsFromSource(watch->sourceRevision()->source()));
   ASSERT_EQ(watchOnly.size(), 1u);
   EXPECT_EQ(watchOnly[0]->UUID(), fromWatch->UUID());
-  EXPECT_EQ(query(stepType(),
-                  HKQuery::predicateForObjectsFromSources(
-                      {watch->sourceRevision()->source(), iPhone->sourceRevision()->source()}))
+  EXPECT_EQ(samples(stepType(),
+                    HKQuery::predicateForObjectsFromSources(
+                        {watch->sourceRevision()->source(), iPhone->sourceRevision()->source()}))
                 .size(),
             3u);
-  auto byUUID = query(stepType(), HKQuery::predicateForObjectWithUUID(fromWatch->UUID()));
+  auto byUUID = samples(stepType(), HKQuery::predicateForObjectWithUUID(fromWatch->UUID()));
   ASSERT_EQ(byUUID.size(), 1u);
   EXPECT_EQ(byUUID[0]->sourceRevision()->source()->bundleIdentifier(),
             watch->sourceRevision()->source()->bundleIdentifier());

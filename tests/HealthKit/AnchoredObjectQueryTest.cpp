@@ -48,10 +48,6 @@ TEST_F(AnchoredObjectQueryTest, AnchorsWalkSavesAndDeletesWithLimits) {
   EXPECT_EQ(counts(all), (std::vector<double>{1, 3, 4}));
   EXPECT_EQ(all.deleted.size(), 1u);
   EXPECT_EQ(*all.anchor, *fourth.anchor);
-
-  // The anchor survives being archived, as an app keeps it between launches.
-  auto restored = HKQueryAnchor::anchorWithArchivedData(third.anchor->archivedData());
-  EXPECT_EQ(counts(fetch(restored)), (std::vector<double>{4}));
 }
 
 TEST_F(AnchoredObjectQueryTest, RefusedReadLooksLikeNoDataButTheAnchorMovesOn) {

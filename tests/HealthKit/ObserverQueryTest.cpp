@@ -3,28 +3,22 @@
 #include <atomic>
 
 #include "HealthKit/HKError.h"
-#include "HealthKit/HKObserverQuery.h"
 #include "HealthKit/UIKit/UIApplication.h"
-#include "support/HealthKitFixture.h"
+#include "QueryFixture.h"
 
 namespace testing_support {
 namespace {
 
-class ObserverQueryTest : public HealthKitFixture {
+class ObserverQueryTest : public QueryFixture {
  protected:
   void SetUp() override {
-    HealthKitFixture::SetUp();
+    QueryFixture::SetUp();
     device->setObserverQueriesFireOnExecute(false);
   }
 
   // Runs an observer of steps that calls its completion handler when `complete` says so.
   void observe(bool complete = true) {
-    store->executeQuery(std::make_shared<HKObserverQuery>(
-        stepType(), nullptr, [this, complete](auto, auto done, auto error) {
-          EXPECT_EQ(error, nullptr);
-          ++calls;
-          if (complete) done();
-        }));
+    store->executeQuery(countingObserver(calls, complete));
     runUntilIdle();
   }
 
@@ -53,8 +47,7 @@ TEST_F(ObserverQueryTest, FiresOnSavesAndDeletesInTheForeground) {
   ASSERT_EQ(remove(store, {sample}), nullptr);
   EXPECT_EQ(calls, 2);
   // Another type changes nothing for this observer.
-  auto heartRate = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierHeartRate);
-  ASSERT_EQ(save(iPhone, {quantitySample(heartRate, 60, at(0), at(0))}), nullptr);
+  ASSERT_EQ(save(iPhone, {quantitySample(heartRateType(), 60, at(0), at(0))}), nullptr);
   EXPECT_EQ(calls, 2);
   auto invocations = device->observerInvocations();
   ASSERT_EQ(invocations.size(), 2u);
@@ -143,36 +136,10 @@ TEST_F(ObserverQueryTest, BackgroundDeliveryRefusesCorrelationsAndUnknownFrequen
   EXPECT_EQ(device->backgroundDeliveryFrequency(*food), std::nullopt);
 }
 
-// Hourly delivery: a burst of changes in the background wakes the app once in the hour; the
-// rest wait for the next wake, which comes with the first change an hour later.
-TEST_F(ObserverQueryTest, AThousandSavesInOneHourInTheBackgroundWakeTheAppOnce) {
-  authorize({}, {stepType()});
-  observe();
-  ASSERT_EQ(enableBackgroundDelivery(stepType(), HKUpdateFrequencyHourly), nullptr);
-  UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);
-  for (int i = 0; i < 1000; ++i) {
-    ASSERT_EQ(save(iPhone, {phoneSteps(1, at(i), at(i + 1))}), nullptr);
-    clock().advance(3);  // 1000 saves over 50 minutes
-  }
-  EXPECT_EQ(calls, 1);
-  clock().advance(10 * 60);  // an hour after the first save
-  ASSERT_EQ(save(iPhone, {phoneSteps(1, at(1000), at(1001))}), nullptr);
-  EXPECT_EQ(calls, 2);
-  ASSERT_EQ(save(iPhone, {phoneSteps(1, at(1001), at(1002))}), nullptr);
-  EXPECT_EQ(calls, 2);
-  // Coming back to the foreground delivers what was held back, without waiting for the hour.
-  UIApplication::sharedApplication()->setApplicationState(UIApplicationStateActive);
-  runUntilIdle();
-  EXPECT_EQ(calls, 3);
-  const auto invocations = device->observerInvocations();
-  ASSERT_EQ(invocations.size(), 3u);
-  EXPECT_TRUE(invocations[1].inBackground);
-  EXPECT_FALSE(invocations[2].inBackground);
-}
-
-// Each frequency's period, measured on the environment's clock, and counted per type: one
-// change right at the start wakes the app, the next one a second before the period is over
-// waits, and the one when the period is over wakes it again.
+// Each frequency's period, measured on the environment's clock, and counted per type: the first
+// change wakes the app; changes later in the period, up to a second before it is over, wait; the
+// one when the period is over wakes it again. What is still held back arrives as soon as the app
+// comes to the foreground.
 TEST_F(ObserverQueryTest, BackgroundWakesFollowEachTypesFrequency) {
   struct Case {
     const std::string& identifier;
@@ -188,6 +155,7 @@ TEST_F(ObserverQueryTest, BackgroundWakesFollowEachTypesFrequency) {
   HKObjectTypeSet types;
   for (const auto& c : cases) types.insert(HKObjectType::quantityTypeForIdentifier(c.identifier));
   authorize({}, types);
+  auto app = UIApplication::sharedApplication();
   for (const auto& c : cases) {
     auto type = HKObjectType::quantityTypeForIdentifier(c.identifier);
     calls = 0;
@@ -197,18 +165,24 @@ TEST_F(ObserverQueryTest, BackgroundWakesFollowEachTypesFrequency) {
     });
     store->executeQuery(query);
     ASSERT_EQ(enableBackgroundDelivery(type, c.frequency), nullptr);
-    UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);
-    ASSERT_EQ(save(iPhone, {quantitySample(type, 1, at(0), at(1))}), nullptr);
-    EXPECT_EQ(calls, 1) << c.identifier;
-    if (c.period > 0) clock().advance(c.period - 1);
-    ASSERT_EQ(save(iPhone, {quantitySample(type, 2, at(1), at(2))}), nullptr);
-    EXPECT_EQ(calls, c.period > 0 ? 1 : 2) << c.identifier;
-    clock().advance(1);
-    ASSERT_EQ(save(iPhone, {quantitySample(type, 3, at(2), at(3))}), nullptr);
-    EXPECT_EQ(calls, c.period > 0 ? 2 : 3) << c.identifier;
-    store->stopQuery(query);
-    UIApplication::sharedApplication()->setApplicationState(UIApplicationStateActive);
+    app->setApplicationState(UIApplicationStateBackground);
+    int minute = 0;
+    auto callsAfterSaveIn = [&](NSTimeInterval wait) {
+      if (c.period > 0) clock().advance(wait);
+      ++minute;
+      EXPECT_EQ(save(iPhone, {quantitySample(type, 1, at(minute), at(minute + 1))}), nullptr);
+      return calls.load();
+    };
+    const bool held = c.period > 0;
+    EXPECT_EQ(callsAfterSaveIn(0), 1) << c.identifier;
+    EXPECT_EQ(callsAfterSaveIn(c.period / 2), held ? 1 : 2) << c.identifier;
+    EXPECT_EQ(callsAfterSaveIn(c.period / 2 - 1), held ? 1 : 3) << c.identifier;
+    EXPECT_EQ(callsAfterSaveIn(1), held ? 2 : 4) << c.identifier;
+    EXPECT_EQ(callsAfterSaveIn(0), held ? 2 : 5) << c.identifier;
+    app->setApplicationState(UIApplicationStateActive);
     runUntilIdle();
+    EXPECT_EQ(calls, held ? 3 : 5) << c.identifier;
+    store->stopQuery(query);
   }
 }
 
@@ -223,12 +197,6 @@ TEST_F(ObserverQueryTest, ObserversOfOneTypeShareAWake) {
   EXPECT_EQ(calls, 2);
   ASSERT_EQ(save(iPhone, {phoneSteps(1, at(1), at(2))}), nullptr);
   EXPECT_EQ(calls, 2);
-}
-
-TEST_F(ObserverQueryTest, FiresOnceOnExecutionAsAnIPhoneDoes) {
-  device->setObserverQueriesFireOnExecute(true);
-  observe();
-  EXPECT_EQ(calls, 1);
 }
 
 }  // namespace

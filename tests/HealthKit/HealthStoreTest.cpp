@@ -3,28 +3,13 @@
 #include <atomic>
 
 #include "Foundation/NSThread.h"
-#include "HealthKit/HKAnchoredObjectQuery.h"
-#include "HealthKit/HKCorrelation.h"
 #include "HealthKit/HKError.h"
-#include "HealthKit/HKSampleQuery.h"
-#include "support/HealthKitFixture.h"
+#include "QueryFixture.h"
 
 namespace testing_support {
 namespace {
 
-class HealthStoreTest : public HealthKitFixture {
- protected:
-  // Every stored step sample the host app can read, in save order.
-  std::vector<std::shared_ptr<const HKSample>> storedSteps() {
-    std::vector<std::shared_ptr<const HKSample>> found;
-    store->executeQuery(std::make_shared<HKSampleQuery>(
-        stepType(), nullptr, HKObjectQueryNoLimit,
-        std::vector<std::shared_ptr<const NSSortDescriptor>>{},
-        [&found](auto, auto samples, auto) { found = std::move(samples); }));
-    runUntilIdle();
-    return found;
-  }
-};
+using HealthStoreTest = QueryFixture;
 
 TEST_F(HealthStoreTest, CompletionsRunLaterOnAWorkerThread) {
   authorize({stepType()}, {stepType()});
@@ -40,21 +25,9 @@ TEST_F(HealthStoreTest, CompletionsRunLaterOnAWorkerThread) {
   EXPECT_FALSE(onMain);
 }
 
-TEST_F(HealthStoreTest, SavedObjectsCarryTheSavingAppsSourceRevision) {
-  authorize({stepType()}, {stepType()});
-  ASSERT_EQ(save(store, {quantitySample(stepType(), 5, at(0), at(1))}), nullptr);
-  ASSERT_EQ(save(watch, {watchSteps(7, at(0), at(1))}), nullptr);
-  auto samples = storedSteps();
-  ASSERT_EQ(samples.size(), 2u);
-  EXPECT_EQ(samples[0]->sourceRevision()->source()->bundleIdentifier(),
-            device->hostAppRevision()->source()->bundleIdentifier());
-  EXPECT_EQ(samples[1]->sourceRevision()->source()->bundleIdentifier(),
-            watch->sourceRevision()->source()->bundleIdentifier());
-}
-
 TEST_F(HealthStoreTest, ValidationFailuresSaveNothing) {
   authorize({stepType()}, {stepType()});
-  auto heartRate = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierHeartRate);
+  auto heartRate = heartRateType();
   auto first = quantitySample(stepType(), 1, at(0), at(1));
   ASSERT_EQ(save(store, {first}), nullptr);
 
@@ -80,7 +53,7 @@ TEST_F(HealthStoreTest, ValidationFailuresSaveNothing) {
     EXPECT_EQ(error->domain(), HKErrorDomain) << c.name;
     EXPECT_EQ(error->code(), c.code) << c.name << ": " << error->localizedDescription();
   }
-  EXPECT_EQ(storedSteps().size(), 1u);
+  EXPECT_EQ(samples(stepType()).size(), 1u);
 
   device->user().setShareAllowed(heartRate, false);
   authorize({heartRate}, {});
@@ -101,7 +74,7 @@ TEST_F(HealthStoreTest, AnAppDeletesOnlyWhatItSaved) {
   auto error = remove(store, {own, watchs});  // all or nothing
   ASSERT_NE(error, nullptr);
   EXPECT_EQ(error->code(), HKErrorAuthorizationDenied);
-  EXPECT_EQ(storedSteps().size(), 2u);
+  EXPECT_EQ(samples(stepType()).size(), 2u);
 
   std::size_t deleted = 99;
   store->deleteObjectsOfType(stepType(), nullptr, [&](bool success, std::size_t count, auto) {
@@ -110,7 +83,7 @@ TEST_F(HealthStoreTest, AnAppDeletesOnlyWhatItSaved) {
   });
   runUntilIdle();
   EXPECT_EQ(deleted, 1u);
-  auto left = storedSteps();
+  auto left = samples(stepType());
   ASSERT_EQ(left.size(), 1u);
   EXPECT_EQ(left[0]->UUID(), watchs->UUID());
   // Deleted once, gone: deleting again is an error too.
@@ -120,27 +93,19 @@ TEST_F(HealthStoreTest, AnAppDeletesOnlyWhatItSaved) {
 // The app is granted its readings' member types, never the correlation type itself, yet may
 // delete the correlations it saved by their type, members included.
 TEST_F(HealthStoreTest, CorrelationsAreDeletedByTypeUnderTheirMembersPermissions) {
-  auto systolic =
-      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureSystolic);
-  auto diastolic =
-      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureDiastolic);
-  auto pressure =
-      HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
-  auto reading = [&] {
-    return HKCorrelation::correlationWithType(
-        pressure, at(0), at(1),
-        {quantitySample(systolic, 120, at(0), at(1)), quantitySample(diastolic, 80, at(0), at(1))});
-  };
-  authorize({systolic, diastolic}, {});
+  auto diastolic = diastolicType();
+  auto reading = [&] { return bloodPressureReading(at(0), at(1)); };
+  authorize({systolicType(), diastolic}, {});
   ASSERT_EQ(save(store, {reading()}), nullptr);
   ASSERT_EQ(save(watch, {reading()}), nullptr);
 
   auto deleteAll = [&](std::size_t& deleted) {
     std::shared_ptr<const NSError> result;
-    store->deleteObjectsOfType(pressure, nullptr, [&](bool, std::size_t count, auto error) {
-      deleted = count;
-      result = error;
-    });
+    store->deleteObjectsOfType(bloodPressureType(), nullptr,
+                               [&](bool, std::size_t count, auto error) {
+                                 deleted = count;
+                                 result = error;
+                               });
     runUntilIdle();
     return result;
   };
@@ -167,7 +132,7 @@ TEST_F(HealthStoreTest, SamplesBeforeTheEarliestPermittedDateAreRefused) {
 }
 
 TEST_F(HealthStoreTest, AuthorizationPromptsOnlyForUndecidedTypesAndReportsShareStatusOnly) {
-  auto heartRate = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierHeartRate);
+  auto heartRate = heartRateType();
   EXPECT_EQ(store->authorizationStatusForType(stepType()), HKAuthorizationStatusNotDetermined);
   device->user().setReadAllowed(heartRate, false);
   authorize({}, {stepType(), heartRate});
@@ -208,9 +173,7 @@ TEST_F(HealthStoreTest, AuthorizationOutcomes) {
   EXPECT_EQ(request(), std::make_pair(true, std::shared_ptr<const NSError>()));
   EXPECT_EQ(device->user().promptCount(), 3u);
 
-  auto bloodPressure =
-      HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
-  EXPECT_THROW(store->requestAuthorizationToShareTypes({}, {bloodPressure}, nullptr),
+  EXPECT_THROW(store->requestAuthorizationToShareTypes({}, {bloodPressureType()}, nullptr),
                std::invalid_argument);
 }
 

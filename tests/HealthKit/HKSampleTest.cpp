@@ -25,17 +25,28 @@ class HKSampleTest : public testing_support::EnvironmentFixture {
   static HKQuantity::Pointer quantity(const char* unit, double value) {
     return HKQuantity::quantityWithUnit(HKUnit::unitFromString(unit), value);
   }
-  HKQuantitySample::Pointer pressure(const std::string& id, double mmHg) const {
-    return HKQuantitySample::quantitySampleWithType(quantityType(id), quantity("mmHg", mmHg),
-                                                    kStart, later(1));
+  static HKQuantitySample::Pointer make(const std::string& id, const char* unit, double value,
+                                        NSDate start = kStart, NSDate end = kStart,
+                                        HKMetadata extra = nullptr) {
+    return HKQuantitySample::quantitySampleWithType(quantityType(id), quantity(unit, value), start,
+                                                    end, std::move(extra));
+  }
+  static HKQuantitySample::Pointer pressure(const std::string& id, double mmHg) {
+    return make(id, "mmHg", mmHg, kStart, later(1));
+  }
+  // A half-hour workout from kStart.
+  static HKWorkout::Pointer workout(HKWorkoutActivityType type, HKWorkout::Events events = {},
+                                    HKQuantity::Pointer distance = nullptr) {
+    return HKWorkout::workoutWithActivityType(type, kStart, later(30), std::move(events), nullptr,
+                                              std::move(distance), nullptr);
   }
   static NSDate later(double minutes) { return kStart.dateByAddingTimeInterval(60 * minutes); }
   static HKMetadata metadata(NSDictionary::Storage entries) {
     return NSDictionary::dictionaryWithDictionary(std::move(entries));
   }
-  static std::string errorOf(const std::function<void()>& make) {
+  static std::string errorOf(const std::function<void()>& build) {
     try {
-      make();
+      build();
     } catch (const std::invalid_argument& error) {
       return error.what();
     }
@@ -50,49 +61,34 @@ TEST_F(HKSampleTest, FactoriesRejectWhatHealthKitRejects) {
       HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
   auto food = HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierFood);
   auto systolic = pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 120);
-  auto heartRate = HKQuantitySample::quantitySampleWithType(
-      quantityType(HKQuantityTypeIdentifierHeartRate), quantity("count/min", 60), kStart, kStart);
+  auto heartRate = make(HKQuantityTypeIdentifierHeartRate, "count/min", 60);
+  const auto& steps = HKQuantityTypeIdentifierStepCount;
+  const auto& mass = HKQuantityTypeIdentifierBodyMass;
+  const auto& insulin = HKQuantityTypeIdentifierInsulinDelivery;
   const std::pair<std::function<void()>, std::string> cases[] = {
-      {[&] {
-         HKQuantitySample::quantitySampleWithType(quantityType(HKQuantityTypeIdentifierStepCount),
-                                                  quantity("count", 5), later(1), kStart);
-       },
+      {[&] { make(steps, "count", 5, later(1), kStart); },
        "HKQuantitySample: the end date 2024-03-09 17:00:00.000 +0000 is before the start date "
        "2024-03-09 17:01:00.000 +0000"},
-      {[&] {
-         HKQuantitySample::quantitySampleWithType(quantityType(HKQuantityTypeIdentifierBodyMass),
-                                                  quantity("count/min", 72), kStart, kStart);
-       },
+      {[&] { make(mass, "count/min", 72); },
        "HKQuantitySample: 72 count/min is not compatible with HKQuantityTypeIdentifierBodyMass"},
-      {[&] {
-         HKQuantitySample::quantitySampleWithType(quantityType(HKQuantityTypeIdentifierBodyMass),
-                                                  quantity("kg", NAN), kStart, kStart);
-       },
+      {[&] { make(mass, "kg", NAN); },
        "HKQuantitySample: the quantity must be a finite number, not nan kg"},
-      {[&] {
-         HKQuantitySample::quantitySampleWithType(
-             quantityType(HKQuantityTypeIdentifierInsulinDelivery), quantity("IU", 4), kStart,
-             kStart);
-       },
+      {[&] { make(insulin, "IU", 4); },
        "HKQuantitySample: HKQuantityTypeIdentifierInsulinDelivery samples require the metadata "
        "key HKInsulinDeliveryReason"},
       {[&] {
-         HKQuantitySample::quantitySampleWithType(
-             quantityType(HKQuantityTypeIdentifierInsulinDelivery), quantity("IU", 4), kStart,
-             kStart, metadata({{HKMetadataKeyInsulinDeliveryReason, 3}}));
+         make(insulin, "IU", 4, kStart, kStart,
+              metadata({{HKMetadataKeyInsulinDeliveryReason, 3}}));
        },
        "HKQuantitySample: metadata value for HKInsulinDeliveryReason must be an "
        "HKInsulinDeliveryReason, not 3"},
       {[&] {
-         HKQuantitySample::quantitySampleWithType(quantityType(HKQuantityTypeIdentifierStepCount),
-                                                  quantity("count", 4), kStart, kStart,
-                                                  metadata({{HKMetadataKeyWasUserEntered, "yes"}}));
+         make(steps, "count", 4, kStart, kStart, metadata({{HKMetadataKeyWasUserEntered, "yes"}}));
        },
        "HKQuantitySample: metadata value for HKWasUserEntered must be a boolean number, not yes"},
       {[&] {
-         HKQuantitySample::quantitySampleWithType(
-             quantityType(HKQuantityTypeIdentifierStepCount), quantity("count", 4), kStart, kStart,
-             metadata({{HKMetadataKeyWeatherTemperature, quantity("%", 0.5)}}));
+         make(steps, "count", 4, kStart, kStart,
+              metadata({{HKMetadataKeyWeatherTemperature, quantity("%", 0.5)}}));
        },
        "HKQuantitySample: metadata value for HKWeatherTemperature must be a temperature, not "
        "50 %"},
@@ -115,21 +111,13 @@ TEST_F(HKSampleTest, FactoriesRejectWhatHealthKitRejects) {
       {[&] { HKCorrelation::correlationWithType(food, kStart, later(1), {systolic}); },
        "HKCorrelation: HKCorrelationTypeIdentifierFood may not contain "
        "HKQuantityTypeIdentifierBloodPressureSystolic"},
-      {[&] {
-         HKWorkout::workoutWithActivityType(HKWorkoutActivityTypeRunning, kStart, later(30), {},
-                                            nullptr, quantity("kg", 5), nullptr);
-       },
+      {[&] { workout(HKWorkoutActivityTypeRunning, {}, quantity("kg", 5)); },
        "HKWorkout: totalDistance 5 kg is not a length"},
-      {[&] {
-         HKWorkout::workoutWithActivityType(static_cast<HKWorkoutActivityType>(81), kStart,
-                                            later(30));
-       },
+      {[&] { workout(static_cast<HKWorkoutActivityType>(81)); },
        "HKWorkout: 81 is not a workout activity type"},
       {[&] {
-         HKWorkout::workoutWithActivityType(
-             HKWorkoutActivityTypeRunning, kStart, later(30),
-             {HKWorkoutEvent::workoutEventWithType(HKWorkoutEventTypePause, later(31))}, nullptr,
-             nullptr, nullptr);
+         workout(HKWorkoutActivityTypeRunning,
+                 {HKWorkoutEvent::workoutEventWithType(HKWorkoutEventTypePause, later(31))});
        },
        "HKWorkout: the event <HKWorkoutEvent: type:1, 2024-03-09 17:31:00.000 +0000 +0.000000s> "
        "lies outside the workout"},
@@ -143,11 +131,9 @@ TEST_F(HKSampleTest, FactoriesRejectWhatHealthKitRejects) {
 }
 
 TEST_F(HKSampleTest, PredicatesReadSamplesThroughHealthKitsKeyPaths) {
-  auto steps = HKQuantitySample::quantitySampleWithType(
-      quantityType(HKQuantityTypeIdentifierStepCount), quantity("count", 120), kStart, later(10),
-      metadata({{HKMetadataKeyWasUserEntered, true}}));
-  auto weight = HKQuantitySample::quantitySampleWithType(
-      quantityType(HKQuantityTypeIdentifierBodyMass), quantity("lb", 154), kStart, kStart);
+  auto steps = make(HKQuantityTypeIdentifierStepCount, "count", 120, kStart, later(10),
+                    metadata({{HKMetadataKeyWasUserEntered, true}}));
+  auto weight = make(HKQuantityTypeIdentifierBodyMass, "lb", 154);
   auto asleep = HKCategorySample::categorySampleWithType(
       HKObjectType::categoryTypeForIdentifier(HKCategoryTypeIdentifierSleepAnalysis),
       HKCategoryValueSleepAnalysisAsleepREM, kStart, later(90));

@@ -245,12 +245,18 @@ TEST_F(HKSampleTest, ObjectsAreIdentifiedByUUIDAndWrittenByTheDefaultSource) {
   EXPECT_EQ(first->sourceRevision()->operatingSystemVersion().majorVersion, 17);
   EXPECT_TRUE(first->valueForKeyPath("metadata.HKWasUserEntered").isNil());
 
-  auto app = HKSource::sourceWithName("Other", "com.example.other");
-  HKSource::setDefaultSource(app);
-  EXPECT_TRUE(pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 1)
-                  ->source()
-                  ->isEqual(*HKSource::sourceWithName("Renamed", "com.example.other")));
-  HKSource::setDefaultSource(nullptr);
+  {
+    // Restored however the block ends, so later tests write as the default source again.
+    struct DefaultSourceScope {
+      explicit DefaultSourceScope(HKSource::Pointer source) {
+        HKSource::setDefaultSource(std::move(source));
+      }
+      ~DefaultSourceScope() { HKSource::setDefaultSource(nullptr); }
+    } other(HKSource::sourceWithName("Other", "com.example.other"));
+    EXPECT_TRUE(pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 1)
+                    ->source()
+                    ->isEqual(*HKSource::sourceWithName("Renamed", "com.example.other")));
+  }
   EXPECT_EQ(HKSource::defaultSource()->name(), "Ostrand");
 
   auto deleted = HKDeletedObject::deletedObjectWithUUID(

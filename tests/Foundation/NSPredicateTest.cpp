@@ -71,21 +71,6 @@ TEST(NSPredicateTest, PiecesJoinedWithDoubleAmpersandRequireEveryPiece) {
   EXPECT_TRUE(predicate->evaluateWithObject(endingAt(kFrom)));
   EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kFrom, correlation)));
   EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kTo)));
-
-  auto notNil = NSPredicate::predicateWithFormat("correlation != NIL", {});
-  EXPECT_TRUE(notNil->evaluateWithObject(endingAt(kFrom, correlation)));
-  EXPECT_FALSE(notNil->evaluateWithObject(endingAt(kFrom)));
-}
-
-TEST(NSPredicateTest, AndBindsTighterThanOrAndParenthesesRegroup) {
-  auto sample = withValue(5);  // true OR (false AND false) vs (true OR false) AND false
-  EXPECT_TRUE(NSPredicate::predicateWithFormat("value == 5 OR value == 6 AND value == 7")
-                  ->evaluateWithObject(sample));
-  EXPECT_FALSE(NSPredicate::predicateWithFormat("(value == 5 || value == 6) && value == 7")
-                   ->evaluateWithObject(sample));
-  EXPECT_TRUE(NSPredicate::predicateWithFormat("NOT value == 6 and not (value < 0)")
-                  ->evaluateWithObject(sample));
-  EXPECT_FALSE(NSPredicate::predicateWithFormat("!TRUEPREDICATE")->evaluateWithObject(sample));
 }
 
 struct Comparison {
@@ -118,6 +103,8 @@ INSTANTIATE_TEST_SUITE_P(
         Comparison{{}, "value == %@", {}, true}, Comparison{{}, "value == NULL", {}, true},
         Comparison{{}, "value != %@", 0, true}, Comparison{{}, "value <= %@", 0, false},
         Comparison{0, "value >= %@", {}, false}, Comparison{0, "value == nil", {}, false},
+        Comparison{{}, "value != NIL", {}, false},
+        Comparison{NSDictionary::dictionary(), "value != NIL", {}, true},
         // Strings: exact and byte-wise.
         Comparison{"abc", "value == 'abc'", {}, true},
         Comparison{"abc", "value == %@", "ABC", false},
@@ -131,7 +118,13 @@ INSTANTIATE_TEST_SUITE_P(
         // IN an array.
         Comparison{2, "value IN %@", NSArray::arrayWithArray({1, 2.0, "x"}), true},
         Comparison{"y", "value in %@", NSArray::arrayWithArray({1, "x"}), false},
-        Comparison{{}, "value IN %@", NSArray::arrayWithArray({}), false}));
+        Comparison{{}, "value IN %@", NSArray::arrayWithArray({}), false},
+        // AND binds tighter than OR, parentheses regroup: true OR (false AND false) is true,
+        // (true OR false) AND false is false.
+        Comparison{5, "value == 5 OR value == 6 AND value == 7", {}, true},
+        Comparison{5, "(value == 5 || value == 6) && value == 7", {}, false},
+        Comparison{5, "NOT value == 6 and not (value < 0)", {}, true},
+        Comparison{5, "!TRUEPREDICATE", {}, false}));
 
 TEST(NSPredicateTest, KeyPathsWalkThroughDictionariesAndStopAtNil) {
   auto metadata = NSDictionary::dictionaryWithDictionary({{"HKWasUserEntered", true}});

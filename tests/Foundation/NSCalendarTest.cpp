@@ -57,24 +57,21 @@ TEST_P(AddingUnits, KeepWallTimeForDaysAndElapsedTimeForHours) {
       << c.zone;
 }
 
+constexpr NSCalendarUnit kDay = NSCalendarUnitDay, kHour = NSCalendarUnitHour;
+
 INSTANTIATE_TEST_SUITE_P(
     AcrossClockChanges, AddingUnits,
     ::testing::Values(
         // 00:30 on 1 March, one day earlier.
-        AddCase{"UTC", NSCalendarUnitDay, -1, utc(2024, 3, 1, 0, 30), "2024-02-29 00:30:00"},
-        AddCase{"America/New_York", NSCalendarUnitDay, -1, utc(2023, 3, 1, 5, 30),
-                "2023-02-28 05:30:00"},
+        AddCase{"UTC", kDay, -1, utc(2024, 3, 1, 0, 30), "2024-02-29 00:30:00"},
+        AddCase{"America/New_York", kDay, -1, utc(2023, 3, 1, 5, 30), "2023-02-28 05:30:00"},
         // 00:30 EDT back to 00:30 EST across the spring-forward night.
-        AddCase{"America/New_York", NSCalendarUnitDay, -1, utc(2024, 3, 11, 4, 30),
-                "2024-03-10 05:30:00"},
-        AddCase{"Australia/Lord_Howe", NSCalendarUnitDay, -1, utc(2024, 10, 6, 1),
-                "2024-10-05 01:30:00"},
+        AddCase{"America/New_York", kDay, -1, utc(2024, 3, 11, 4, 30), "2024-03-10 05:30:00"},
+        AddCase{"Australia/Lord_Howe", kDay, -1, utc(2024, 10, 6, 1), "2024-10-05 01:30:00"},
         // Landing in the gap moves forward by its length: 02:30 -> 03:30.
-        AddCase{"America/New_York", NSCalendarUnitDay, 1, utc(2024, 3, 9, 7, 30),
-                "2024-03-10 07:30:00"},
+        AddCase{"America/New_York", kDay, 1, utc(2024, 3, 9, 7, 30), "2024-03-10 07:30:00"},
         // Hours are elapsed time: 01:30 EST + 1 h is 03:30 EDT.
-        AddCase{"America/New_York", NSCalendarUnitHour, 1, utc(2024, 3, 10, 6, 30),
-                "2024-03-10 07:30:00"},
+        AddCase{"America/New_York", kHour, 1, utc(2024, 3, 10, 6, 30), "2024-03-10 07:30:00"},
         AddCase{"UTC", NSCalendarUnitMonth, 1, utc(2024, 1, 31, 12), "2024-02-29 12:00:00"},
         AddCase{"UTC", NSCalendarUnitYear, 1, utc(2024, 2, 29), "2025-02-28 00:00:00"}));
 
@@ -132,7 +129,7 @@ TEST(NSCalendarComponents, DateFromComponentsResolvesGapsForwardAndRepeatsToTheE
 TEST(NSCalendarComponents, ComponentsOfADateAndTruncationToTheMinute) {
   auto calendar = calendarIn("America/New_York");
   const NSDate date = utc(2024, 3, 9, 15, 42, 59.8);  // 10:42:59.8 EST, a Saturday
-  auto parts = calendar->components(static_cast<NSCalendarUnit>(124), date);
+  auto parts = calendar->components(static_cast<NSCalendarUnit>(124), date);  // Y M D h m
   EXPECT_EQ(parts.second(), NSDateComponentUndefined);
   parts.setSecond(0);
   EXPECT_EQ(text(calendar->dateFromComponents(parts)), "2024-03-09 15:42:00");
@@ -204,6 +201,7 @@ TEST(NSCalendarFactory, OnlyGregorianAndTheSystemZone) {
   auto calendar = NSCalendar::currentCalendar();
   ASSERT_NE(calendar, nullptr);
   EXPECT_EQ(calendar->calendarIdentifier(), "gregorian");
+  EXPECT_FALSE(NSTimeZone::systemTimeZone()->name().empty());
   EXPECT_TRUE(calendar->timeZone()->isEqualToTimeZone(*NSTimeZone::systemTimeZone()));
   calendar->setTimeZone(NSTimeZone::timeZoneWithName("Asia/Tokyo"));
   calendar->setTimeZone(nullptr);

@@ -57,8 +57,6 @@ TEST(NSPredicateTest, DateWindowIncludesItsStartAndExcludesItsEnd) {
        {"%K >= %@ AND %K < %@", "%K >= %@ AND %K < %@ ", "  %K>=%@ and %K<%@"}) {
     auto predicate = NSPredicate::predicateWithFormat(format, arguments);
     EXPECT_EQ(predicate->format(), format);
-    ASSERT_EQ(predicate->arguments().size(), 4u);
-    EXPECT_TRUE(predicate->arguments()[1].isEqual(kFrom));
     EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kFrom.dateByAddingTimeInterval(-0.001))));
     EXPECT_TRUE(predicate->evaluateWithObject(endingAt(kFrom))) << format;
     EXPECT_TRUE(predicate->evaluateWithObject(endingAt(kTo.dateByAddingTimeInterval(-0.001))));
@@ -73,21 +71,6 @@ TEST(NSPredicateTest, PiecesJoinedWithDoubleAmpersandRequireEveryPiece) {
   EXPECT_TRUE(predicate->evaluateWithObject(endingAt(kFrom)));
   EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kFrom, correlation)));
   EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kTo)));
-
-  auto notNil = NSPredicate::predicateWithFormat("correlation != NIL", {});
-  EXPECT_TRUE(notNil->evaluateWithObject(endingAt(kFrom, correlation)));
-  EXPECT_FALSE(notNil->evaluateWithObject(endingAt(kFrom)));
-}
-
-TEST(NSPredicateTest, AndBindsTighterThanOrAndParenthesesRegroup) {
-  auto sample = withValue(5);  // true OR (false AND false) vs (true OR false) AND false
-  EXPECT_TRUE(NSPredicate::predicateWithFormat("value == 5 OR value == 6 AND value == 7")
-                  ->evaluateWithObject(sample));
-  EXPECT_FALSE(NSPredicate::predicateWithFormat("(value == 5 || value == 6) && value == 7")
-                   ->evaluateWithObject(sample));
-  EXPECT_TRUE(NSPredicate::predicateWithFormat("NOT value == 6 and not (value < 0)")
-                  ->evaluateWithObject(sample));
-  EXPECT_FALSE(NSPredicate::predicateWithFormat("!TRUEPREDICATE")->evaluateWithObject(sample));
 }
 
 struct Comparison {
@@ -120,6 +103,8 @@ INSTANTIATE_TEST_SUITE_P(
         Comparison{{}, "value == %@", {}, true}, Comparison{{}, "value == NULL", {}, true},
         Comparison{{}, "value != %@", 0, true}, Comparison{{}, "value <= %@", 0, false},
         Comparison{0, "value >= %@", {}, false}, Comparison{0, "value == nil", {}, false},
+        Comparison{{}, "value != NIL", {}, false},
+        Comparison{NSDictionary::dictionary(), "value != NIL", {}, true},
         // Strings: exact and byte-wise.
         Comparison{"abc", "value == 'abc'", {}, true},
         Comparison{"abc", "value == %@", "ABC", false},
@@ -133,7 +118,13 @@ INSTANTIATE_TEST_SUITE_P(
         // IN an array.
         Comparison{2, "value IN %@", NSArray::arrayWithArray({1, 2.0, "x"}), true},
         Comparison{"y", "value in %@", NSArray::arrayWithArray({1, "x"}), false},
-        Comparison{{}, "value IN %@", NSArray::arrayWithArray({}), false}));
+        Comparison{{}, "value IN %@", NSArray::arrayWithArray({}), false},
+        // AND binds tighter than OR, parentheses regroup: true OR (false AND false) is true,
+        // (true OR false) AND false is false.
+        Comparison{5, "value == 5 OR value == 6 AND value == 7", {}, true},
+        Comparison{5, "(value == 5 || value == 6) && value == 7", {}, false},
+        Comparison{5, "NOT value == 6 and not (value < 0)", {}, true},
+        Comparison{5, "!TRUEPREDICATE", {}, false}));
 
 TEST(NSPredicateTest, KeyPathsWalkThroughDictionariesAndStopAtNil) {
   auto metadata = NSDictionary::dictionaryWithDictionary({{"HKWasUserEntered", true}});
@@ -181,9 +172,6 @@ TEST(NSPredicateTest, CompoundsOfNoneAreNeutralAndEvaluateInOrder) {
   auto both = NSCompoundPredicate::andPredicateWithSubpredicates({five, small});
   auto either = NSCompoundPredicate::orPredicateWithSubpredicates({small, five});
   auto neither = NSCompoundPredicate::notPredicateWithSubpredicate(either);
-  EXPECT_EQ(both->compoundPredicateType(), NSAndPredicateType);
-  EXPECT_EQ(neither->compoundPredicateType(), NSNotPredicateType);
-  EXPECT_EQ(either->subpredicates().size(), 2u);
   EXPECT_FALSE(both->evaluateWithObject(sample));
   EXPECT_TRUE(either->evaluateWithObject(sample));
   EXPECT_FALSE(neither->evaluateWithObject(sample));
@@ -212,45 +200,33 @@ TEST(NSPredicateTest, PredicateFormatWritesArgumentsIn) {
 TEST(NSPredicateTest, BadFormatsAreRejectedWithTheirPosition) {
   struct Case {
     std::string format;
-    std::vector<NSAny> arguments;
     std::string message;
+    std::vector<NSAny> arguments = {};
   };
+  const auto none = NSArray::arrayWithArray({});
+  const std::string endOfFormat = "found the end of the format at offset ";
   const std::vector<Case> cases{
-      {"%K >= %@ AND %K < %@",
-       {"endDate", kFrom, "endDate"},
-       "'%@' has no argument: only 3 given at offset 18"},
-      {"%K >= %@",
-       {"endDate", kFrom, "extra"},
-       "3 arguments given but the format uses 2 at offset 8"},
-      {"%K == nil", {42}, "%K needs a string argument (a key path), got a number at offset 0"},
-      {"%K == nil", {""}, "%K argument is an empty key path at offset 0"},
-      {"value == %d",
-       {},
-       "unsupported placeholder '%d' (only %K and %@ are supported) at offset 9"},
-      {"value BETWEEN %@",
-       {NSArray::arrayWithArray({})},
-       "expected a comparison operator, found 'BETWEEN' at offset 6"},
-      {"value ==",
-       {},
-       "expected a value (%@, nil, YES, NO, a number or a quoted string), found "
-       "the end of the format at offset 8"},
-      {"value == 'abc", {}, "unterminated string at offset 9"},
-      {"(value == 1", {}, "expected ')', found the end of the format at offset 11"},
-      {"value == 1 value == 2", {}, "unexpected 'value' after a complete predicate at offset 11"},
-      {"value == 1 AND",
-       {},
-       "expected a key path (%K or a name), found the end of the format at offset 14"},
-      {"", {}, "expected a key path (%K or a name), found the end of the format at offset 0"},
-      {"value IN %@", {"abc"}, "IN needs an array argument, got a string at offset 9"},
-      {"value IN %@",
-       {NSDictionary::dictionary()},
-       "IN needs an array argument, got an object of class NSDictionary at offset 9"},
-      {"value == 12abc", {}, "malformed number '12a' at offset 9"},
-      {"value == 99999999999999999999",
-       {},
-       "number out of range '99999999999999999999' at offset 9"},
-      {"metadata. == 1", {}, "expected a name after '.' at offset 9"},
-      {"value == 1 & value == 2", {}, "unexpected character '&' at offset 11"},
+      {"%K >= %@ AND %K < %@", "'%@' has no argument: only 3 given at offset 18",
+       {"endDate", kFrom, "endDate"}},
+      {"%K >= %@", "3 arguments given but the format uses 2 at offset 8", {"endDate", kFrom, "x"}},
+      {"%K == nil", "%K needs a string argument (a key path), got a number at offset 0", {42}},
+      {"%K == nil", "%K argument is an empty key path at offset 0", {""}},
+      {"value == %d", "unsupported placeholder '%d' (only %K and %@ are supported) at offset 9"},
+      {"value BETWEEN %@", "expected a comparison operator, found 'BETWEEN' at offset 6", {none}},
+      {"value ==", "expected a value (%@, nil, YES, NO, a number or a quoted string), " +
+                       endOfFormat + "8"},
+      {"value == 'abc", "unterminated string at offset 9"},
+      {"(value == 1", "expected ')', " + endOfFormat + "11"},
+      {"value == 1 value == 2", "unexpected 'value' after a complete predicate at offset 11"},
+      {"value == 1 AND", "expected a key path (%K or a name), " + endOfFormat + "14"},
+      {"", "expected a key path (%K or a name), " + endOfFormat + "0"},
+      {"value IN %@", "IN needs an array argument, got a string at offset 9", {"abc"}},
+      {"value IN %@", "IN needs an array argument, got an object of class NSDictionary at offset 9",
+       {NSDictionary::dictionary()}},
+      {"value == 12abc", "malformed number '12a' at offset 9"},
+      {"value == 99999999999999999999", "number out of range '99999999999999999999' at offset 9"},
+      {"metadata. == 1", "expected a name after '.' at offset 9"},
+      {"value == 1 & value == 2", "unexpected character '&' at offset 11"},
   };
   for (const Case& c : cases) {
     try {

@@ -47,27 +47,27 @@ TEST(ExportSync, TheLargestExportSyncedTwiceGivesTheSameOutbox) {
   EXPECT_EQ(outboxes[0], outboxes[1]);
 }
 
-TEST(ExportSync, AnExportThatIsNotOneFailsWithItsLine) {
+// Files that are not what a command reads: status 1, and the message says which file and where.
+TEST(Commands, AFileOfTheWrongKindIsRefusedWithStatusOneAndWhereItWentWrong) {
   TemporaryDirectory directory;
-  const std::string garbage = directory.file("export.xml");
-  std::ofstream(garbage) << "<NotHealth/>\n";
+  const auto garbage = [&directory](const std::string& name, const std::string& text) {
+    std::ofstream(directory.file(name)) << text;
+    return directory.file(name);
+  };
   std::ostringstream out;
   std::ostringstream err;
+  const std::string notAnExport = garbage("export.xml", "<NotHealth/>\n");
   EXPECT_EQ(ostrand_tools::ExportSync(
-                {.exportPath = garbage, .databasePath = directory.file("sync.sqlite")})
+                {.exportPath = notAnExport, .databasePath = directory.file("sync.sqlite")})
                 .run(out, err),
             1);
   EXPECT_NE(err.str().find("export.xml:1:"), std::string::npos) << err.str();
-}
 
-TEST(OutboxCommand, AFileThatIsNoDatabaseIsRefusedWithStatusOne) {
-  TemporaryDirectory directory;
-  const std::string garbage = directory.file("garbage.sqlite");
-  std::ofstream(garbage) << "this is not a database, only text long enough to look like a header";
-  std::ostringstream out;
-  std::ostringstream err;
-  EXPECT_EQ(ostrand_tools::runOutbox(garbage, false, out, err), 1);
-  EXPECT_NE(err.str().find(garbage + " is not a readable session database"), std::string::npos)
+  const std::string notADatabase =
+      garbage("garbage.sqlite", "this is not a database, only text long enough to look like one");
+  EXPECT_EQ(ostrand_tools::runOutbox(notADatabase, false, out, err), 1);
+  EXPECT_NE(err.str().find(notADatabase + " is not a readable session database"),
+            std::string::npos)
       << err.str();
   EXPECT_EQ(ostrand_tools::runOutbox(directory.file("missing.sqlite"), false, out, err), 1);
 }

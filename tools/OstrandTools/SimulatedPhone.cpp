@@ -41,15 +41,19 @@ OSTStatus SimulatedPhone::startSession(const std::string& path) {
   return session_->startSession("demo-user", path);
 }
 
-bool SimulatedPhone::subscribeToEverything() {
+OSTSampleTypeArray SimulatedPhone::typesOfEverySubscriptionSet() {
   OSTSampleTypeArray types;
   for (NSInteger set = OSTHealthKitSubscriptionSetRoutine;
        set <= OSTHealthKitSubscriptionSetBiometrics; ++set) {
     const auto list = OSTHealthKitSubscription::sampleTypesForSubscriptionSet(set);
     types.insert(types.end(), list->begin(), list->end());
   }
+  return types;
+}
+
+bool SimulatedPhone::subscribeToEverything() {
   bool completed = false;
-  engine_->setSubscriptions(types, [&completed] { completed = true; });
+  engine_->setSubscriptions(typesOfEverySubscriptionSet(), [&completed] { completed = true; });
   runUntilIdle();
   return completed;
 }

@@ -41,6 +41,8 @@ class SimulatedPhone {
   // Starts the app's session on the database at `path` (made when missing). An error when the
   // database cannot be used.
   OSTStatus startSession(const std::string& path);
+  // The sample types of every subscription set, in the sets' order.
+  static OSTSampleTypeArray typesOfEverySubscriptionSet();
   // Subscribes to every subscription set; false when HealthKit did not answer.
   bool subscribeToEverything();
   void enterBackground();

@@ -83,7 +83,7 @@ void BenchHeavyUserPhone::writesForRange(NSDate from, NSDate to, BenchWrites& ou
   // Ten minutes at the start of the range: ended well before the range does (and the app wakes).
   const NSDate end = from.dateByAddingTimeInterval(600);
   int index = 0;
-  for (const auto& type : BenchObjectFactory::subscribedTypes()) {
+  for (const auto& type : SimulatedPhone::typesOfEverySubscriptionSet()) {
     if (auto object = BenchObjectFactory::object(*type, from, end, index++)) out.add(app_, object);
   }
 }

@@ -8,6 +8,7 @@
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
+#include "tools/OstrandTools/SimulatedPhone.h"
 
 namespace ostrand_tools {
 
@@ -106,20 +107,10 @@ std::shared_ptr<const HKObject> BenchObjectFactory::object(const HKSampleType& t
   return nullptr;
 }
 
-std::vector<std::shared_ptr<const HKSampleType>> BenchObjectFactory::subscribedTypes() {
-  std::vector<std::shared_ptr<const HKSampleType>> types;
-  for (NSInteger set = OSTHealthKitSubscriptionSetRoutine;
-       set <= OSTHealthKitSubscriptionSetBiometrics; ++set) {
-    const auto list = OSTHealthKitSubscription::sampleTypesForSubscriptionSet(set);
-    types.insert(types.end(), list->begin(), list->end());
-  }
-  return types;
-}
-
 std::vector<std::shared_ptr<const HKSampleType>> BenchObjectFactory::sampleConvertedTypes(
     OSTRecordType kind) {
   std::vector<std::shared_ptr<const HKSampleType>> types;
-  for (const auto& type : subscribedTypes()) {
+  for (const auto& type : SimulatedPhone::typesOfEverySubscriptionSet()) {
     if (!isDailyActivityOrHeartRate(*type) &&
         OSTHealthKitSubscription::recordTypeForSampleType(*type) == kind) {
       types.push_back(type);

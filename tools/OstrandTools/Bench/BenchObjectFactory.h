@@ -26,8 +26,6 @@ class BenchObjectFactory {
   static std::shared_ptr<const HKObject> object(const HKSampleType& type, NSDate start, NSDate end,
                                                 int index);
 
-  // Every type of every subscription set, in the sets' order.
-  static std::vector<std::shared_ptr<const HKSampleType>> subscribedTypes();
   // The subscribed types whose samples the anchored fetch turns into records of `kind` one by
   // one: neither daily activity (summed per day) nor heart rate (summarised per day).
   static std::vector<std::shared_ptr<const HKSampleType>> sampleConvertedTypes(OSTRecordType kind);

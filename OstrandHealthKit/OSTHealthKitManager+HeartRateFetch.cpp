@@ -15,7 +15,6 @@
 #include "HealthKit/HKSampleQuery.h"
 #include "HealthKit/HKStatisticsCollectionQuery.h"
 #include "HealthKit/HKTypeIdentifiers.h"
-#include "OstrandCore/OSTLog.h"
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
 #include "OstrandHealthKit/Models/OSTBiometrics+HealthKit.h"
@@ -73,25 +72,20 @@ OSTDayHeartRateStatistics statisticsPerDay(const HKStatisticsCollection& collect
   return perDay;
 }
 
-// Tells observers how many records of the kind are about to go, then hands them to the session.
-// A batch the session cannot store is logged with the fetch that made it: its days are not
-// fetched again by this path.
-void announceAndSubmit(OSTSession& session, const char* method, OSTRecordType recordType,
+// Tells observers how many records of the kind are about to go, then hands them to the session
+// (which keeps and logs a batch it cannot store).
+void announceAndSubmit(OSTSession& session, OSTRecordType recordType,
                        const std::vector<std::shared_ptr<OSTRecord>>& records) {
   NSNotificationCenter::defaultCenter().postNotificationName(
       kOSTHealthKitRecordsProcessedNotification, nullptr,
       NSDictionary::dictionaryWithDictionary({{"recordType", static_cast<NSUInteger>(recordType)},
                                               {"count", static_cast<NSUInteger>(records.size())}}));
-  if (const auto status = session.submitRecords(records)) {
-    OSTLog::log(OSTLog::Error, "%s cannot submit %lu records: %@", method,
-                static_cast<unsigned long>(records.size()), status->localizedDescription());
-  }
+  (void)session.submitRecords(records);
 }
 
 }  // namespace
 
 void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate fromDate, NSDate toDate) {
-  const char* const method = __func__;
   // One-shot: every handler holds the engine until it has run.
   const auto self = std::static_pointer_cast<OSTHealthKitManager>(shared_from_this());
   const auto task = OSTBackgroundTask::begin();
@@ -158,11 +152,11 @@ void OSTHealthKitManager::fetchHeartRateSamplesFromDate(NSDate fromDate, NSDate 
   }
 
   dispatch_group_notify(
-      group, dispatch_get_main_queue(), [self, method, task, statisticsResults, sampleResults] {
+      group, dispatch_get_main_queue(), [self, task, statisticsResults, sampleResults] {
         const auto records =
             heartRateRecordsFromStatistics(statisticsResults->copy(), sampleResults->copy());
         if (!records.empty()) {
-          announceAndSubmit(*self->session(), method, OSTRecordTypeBiometrics,
+          announceAndSubmit(*self->session(), OSTRecordTypeBiometrics,
                             {records.begin(), records.end()});
         }
         task->end();

@@ -17,7 +17,6 @@
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "HealthKit/HKUnit.h"
 #include "OstrandCore/OSTIntraDay.h"
-#include "OstrandCore/OSTLog.h"
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
 #include "OstrandHealthKit/Models/OSTRecord+HealthKit.h"
@@ -105,20 +104,16 @@ void OSTHealthKitManager::fetchIntradayForStepsFromDate(NSDate fromDate, NSDate 
       HKStatisticsOptionCumulativeSum | HKStatisticsOptionSeparateBySource, fromDate, oneMinute);
 
   query->setInitialResultsHandler(
-      [method = __func__, session = session_, task, fromDate, toDate,
-       completion = std::move(completion)](
+      [session = session_, task, fromDate, toDate, completion = std::move(completion)](
           auto, std::shared_ptr<const HKStatisticsCollection> collection, auto) {
         // A failed query moves nothing, so the next incremental fetch asks for the same range.
         if (collection) {
           const auto table = intradayRecords(*collection, fromDate, toDate);
           std::vector<std::shared_ptr<OSTRecord>> records;
           for (const auto& [bundleIdentifier, record] : table) records.push_back(record);
-          // The session keeps records it could not write and writes them with the next
-          // submission; the failure is logged here too, so lost minutes can be traced.
-          if (const auto status = session->submitRecords(records)) {
-            OSTLog::log(OSTLog::Error, "%s cannot submit %lu intraday records: %@", method,
-                        records.size(), status->localizedDescription());
-          }
+          // The session keeps records it could not write, writes them with the next
+          // submission and logs the failure itself.
+          (void)session->submitRecords(records);
           setIntradayStepsFetchTimestamp(*session, NSDate::date());
           if (completion) completion({{OSTRecordTypeIntraday, records.size()}});
         }

@@ -24,7 +24,6 @@
 #include "HealthKit/HKSample.h"
 #include "HealthKit/HKSampleQuery.h"
 #include "HealthKit/HKTypeIdentifiers.h"
-#include "OstrandCore/OSTLog.h"
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
 #include "OstrandHealthKit/Models/OSTRoutine+HealthKit.h"
@@ -106,10 +105,9 @@ std::shared_ptr<const NSPredicate> endDateRange(NSDate start, NSDate end) {
       "%K >= %@ AND %K < %@", {HKPredicateKeyPathEndDate, start, HKPredicateKeyPathEndDate, end});
 }
 
-// The final step, on the main queue once every query has answered. `method` names the fetch in
-// the log.
-void finishRoutineFetch(const char* method, OSTSession& session, RoutineResults& results,
-                        bool historical, NSDate toDate, OSTBackgroundTask& task,
+// The final step, on the main queue once every query has answered.
+void finishRoutineFetch(OSTSession& session, RoutineResults& results, bool historical,
+                        NSDate toDate, OSTBackgroundTask& task,
                         const OSTFetchCompletion& completion) {
   const auto routines = results.records();
   const NSUInteger count = routines.size();
@@ -121,12 +119,9 @@ void finishRoutineFetch(const char* method, OSTSession& session, RoutineResults&
               {{"recordType", static_cast<NSUInteger>(OSTRecordTypeRoutine)}, {"count", count}}));
     }
     const std::vector<std::shared_ptr<OSTRecord>> records(routines.begin(), routines.end());
-    // The session keeps records it could not write and writes them with the next submission;
-    // the failure is logged here too, so a lost day can be traced to its fetch.
-    if (const auto status = session.submitRecords(records)) {
-      OSTLog::log(OSTLog::Error, "%s cannot submit %lu routine records: %@", method, count,
-                  status->localizedDescription());
-    }
+    // The session keeps records it could not write, writes them with the next submission and
+    // logs the failure itself.
+    (void)session.submitRecords(records);
   }
   // The day before this one and this day are fetched again next time, so a day still running
   // is completed later.
@@ -230,12 +225,11 @@ void OSTHealthKitManager::fetchRoutineForSampleTypes(const HKSampleTypeSet& type
   }
 
   // Registered before any query runs: with no query it runs at once (on the main queue).
-  dispatch_group_notify(group, dispatch_get_main_queue(),
-                        [method = __func__, session = session_, results, historical, toDate, task,
-                         completion = std::move(completion)] {
-                          finishRoutineFetch(method, *session, *results, historical, toDate, *task,
-                                             completion);
-                        });
+  dispatch_group_notify(
+      group, dispatch_get_main_queue(),
+      [session = session_, results, historical, toDate, task, completion = std::move(completion)] {
+        finishRoutineFetch(*session, *results, historical, toDate, *task, completion);
+      });
   for (const auto& query : queries) store()->executeQuery(query);
 }
 

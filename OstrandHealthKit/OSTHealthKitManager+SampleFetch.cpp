@@ -65,10 +65,9 @@ void finishBatch(OSTSession& session, const OSTBatch& batch) {
   }
   const NSUInteger count = batch.records.size();
   if (count > 0) {
-    if (const auto error = session.submitRecords(batch.records)) {
-      OSTLog::log(OSTLog::Error, "%s %lu records not submitted, anchor kept: %@", __func__, count,
-                  error->localizedDescription());
-    } else if (!batch.historical) {
+    // A refusal is logged by the session itself; the fetch only keeps the anchor.
+    const bool taken = session.submitRecords(batch.records) == nullptr;
+    if (taken && !batch.historical) {
       (void)setAnchor(session, batch.newAnchor, batch.type);
       NSNotificationCenter::defaultCenter().postNotificationName(
           kOSTHealthKitRecordsProcessedNotification, nullptr,

@@ -1,21 +1,5 @@
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
 
-#include "OstrandCore/OSTLog.h"
-
-namespace {
-
-// Saves the session data; a failure is logged with the operation that caused the save.
-OSTStatus save(OSTSession& session, const char* operation) {
-  auto status = session.saveSessionData();
-  if (status) {
-    OSTLog::log(OSTLog::Error, "%s cannot save the session data: %@", operation,
-                status->localizedDescription());
-  }
-  return status;
-}
-
-}  // namespace
-
 std::optional<NSDate> routineQueryTimestamp(const OSTSession& session) {
   return session.sessionData()->routineQueryTimestamp();
 }
@@ -49,12 +33,12 @@ std::shared_ptr<const HKQueryAnchor> anchorForKey(const OSTSession& session,
 OSTStatus setAnchor(OSTSession& session, std::shared_ptr<const HKQueryAnchor> anchor,
                     const OSTSampleTypePointer& type) {
   setAnchor(*session.sessionData(), std::move(anchor), type);
-  return save(session, __func__);
+  return session.saveSessionData();
 }
 
 OSTStatus removeAnchorForKey(OSTSession& session, const OSTSampleTypePointer& type) {
   removeAnchorForKey(*session.sessionData(), type);
-  return save(session, __func__);
+  return session.saveSessionData();
 }
 
 NSDate queryDateForKey(const OSTSession& session, const OSTSampleTypePointer& type) {
@@ -63,7 +47,7 @@ NSDate queryDateForKey(const OSTSession& session, const OSTSampleTypePointer& ty
 
 OSTStatus setQueryDate(OSTSession& session, NSDate date, const OSTSampleTypePointer& type) {
   setQueryDate(*session.sessionData(), date, type);
-  return save(session, __func__);
+  return session.saveSessionData();
 }
 
 OSTQueryDateDictionary queryDates(const OSTSession& session) {
@@ -72,12 +56,12 @@ OSTQueryDateDictionary queryDates(const OSTSession& session) {
 
 OSTStatus setQueryDates(OSTSession& session, OSTQueryDateDictionary queryDates) {
   session.sessionData()->setQueryDates(std::move(queryDates));
-  return save(session, __func__);
+  return session.saveSessionData();
 }
 
 OSTStatus setAnchors(OSTSession& session, OSTAnchorDictionary anchors) {
   session.sessionData()->setAnchors(std::move(anchors));
-  return save(session, __func__);
+  return session.saveSessionData();
 }
 
 void endHealthKitSession(OSTSession& session, OSTHealthKitManager& manager) {

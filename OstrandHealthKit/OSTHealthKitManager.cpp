@@ -112,4 +112,3 @@ void OSTHealthKitManager::stopAnchorQueryForSampleType(const OSTSampleTypePointe
 }
 
 // --- Fetches: not yet implemented ---
-

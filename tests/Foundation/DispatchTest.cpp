@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "Foundation/Dispatch.h"
-#include "Foundation/Platform/DispatchRuntime.h"
 #include "Foundation/NSThread.h"
+#include "Foundation/Platform/DispatchRuntime.h"
 #include "support/EnvironmentFixture.h"
 
 namespace {

@@ -206,22 +206,24 @@ TEST(NSPredicateTest, BadFormatsAreRejectedWithTheirPosition) {
   const auto none = NSArray::arrayWithArray({});
   const std::string endOfFormat = "found the end of the format at offset ";
   const std::vector<Case> cases{
-      {"%K >= %@ AND %K < %@", "'%@' has no argument: only 3 given at offset 18",
+      {"%K >= %@ AND %K < %@",
+       "'%@' has no argument: only 3 given at offset 18",
        {"endDate", kFrom, "endDate"}},
       {"%K >= %@", "3 arguments given but the format uses 2 at offset 8", {"endDate", kFrom, "x"}},
       {"%K == nil", "%K needs a string argument (a key path), got a number at offset 0", {42}},
       {"%K == nil", "%K argument is an empty key path at offset 0", {""}},
       {"value == %d", "unsupported placeholder '%d' (only %K and %@ are supported) at offset 9"},
       {"value BETWEEN %@", "expected a comparison operator, found 'BETWEEN' at offset 6", {none}},
-      {"value ==", "expected a value (%@, nil, YES, NO, a number or a quoted string), " +
-                       endOfFormat + "8"},
+      {"value ==",
+       "expected a value (%@, nil, YES, NO, a number or a quoted string), " + endOfFormat + "8"},
       {"value == 'abc", "unterminated string at offset 9"},
       {"(value == 1", "expected ')', " + endOfFormat + "11"},
       {"value == 1 value == 2", "unexpected 'value' after a complete predicate at offset 11"},
       {"value == 1 AND", "expected a key path (%K or a name), " + endOfFormat + "14"},
       {"", "expected a key path (%K or a name), " + endOfFormat + "0"},
       {"value IN %@", "IN needs an array argument, got a string at offset 9", {"abc"}},
-      {"value IN %@", "IN needs an array argument, got an object of class NSDictionary at offset 9",
+      {"value IN %@",
+       "IN needs an array argument, got an object of class NSDictionary at offset 9",
        {NSDictionary::dictionary()}},
       {"value == 12abc", "malformed number '12a' at offset 9"},
       {"value == 99999999999999999999", "number out of range '99999999999999999999' at offset 9"},

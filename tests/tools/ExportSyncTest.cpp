@@ -66,8 +66,7 @@ TEST(Commands, AFileOfTheWrongKindIsRefusedWithStatusOneAndWhereItWentWrong) {
   const std::string notADatabase =
       garbage("garbage.sqlite", "this is not a database, only text long enough to look like one");
   EXPECT_EQ(ostrand_tools::runOutbox(notADatabase, false, out, err), 1);
-  EXPECT_NE(err.str().find(notADatabase + " is not a readable session database"),
-            std::string::npos)
+  EXPECT_NE(err.str().find(notADatabase + " is not a readable session database"), std::string::npos)
       << err.str();
   EXPECT_EQ(ostrand_tools::runOutbox(directory.file("missing.sqlite"), false, out, err), 1);
 }

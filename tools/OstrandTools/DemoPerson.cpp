@@ -74,10 +74,14 @@ DemoPerson::DemoPerson(const std::shared_ptr<platform::SimulatedHealthDevice>& d
   watch_ = device->storeForSource(simulatedAppRevision(
       "Sam’s Apple Watch", "com.apple.health.3C5D7E9F-2A4B-4C6D-8E0F-1A3B5C7D9E2F", "Watch6,2"));
   scale_ = device->storeForSource(simulatedAppRevision("Scale", "com.example.scale", "iPhone15,2"));
-  cuff_ = device->storeForSource(simulatedAppRevision("Blood Pressure", "com.example.cuff", "iPhone15,2"));
-  meter_ = device->storeForSource(simulatedAppRevision("Glucose", "com.example.glucose", "iPhone15,2"));
-  diary_ = device->storeForSource(simulatedAppRevision("Food Diary", "com.example.food", "iPhone15,2"));
-  tracker_ = device->storeForSource(simulatedAppRevision("Cycle", "com.example.cycle", "iPhone15,2"));
+  cuff_ = device->storeForSource(
+      simulatedAppRevision("Blood Pressure", "com.example.cuff", "iPhone15,2"));
+  meter_ =
+      device->storeForSource(simulatedAppRevision("Glucose", "com.example.glucose", "iPhone15,2"));
+  diary_ =
+      device->storeForSource(simulatedAppRevision("Food Diary", "com.example.food", "iPhone15,2"));
+  tracker_ =
+      device->storeForSource(simulatedAppRevision("Cycle", "com.example.cycle", "iPhone15,2"));
   phoneDevice_ = simulatedAppleDevice("iPhone", "iPhone", "iPhone15,2");
   watchDevice_ = simulatedAppleDevice("Apple Watch", "Watch", "Watch6,2");
   weight_ = uniform(64, 82);

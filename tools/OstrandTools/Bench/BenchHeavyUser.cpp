@@ -29,9 +29,9 @@ std::shared_ptr<const HKQuantitySample> reading(const std::string& identifier,
 BenchHeavyUser::BenchHeavyUser(const std::shared_ptr<platform::SimulatedHealthDevice>& device)
     : phone_(device->storeForSource(simulatedAppRevision(
           "Alex’s iPhone", "com.apple.health.5B1D3F7A-9C2E-4B6D-8F0A-2C4E6A8B0D1F", "iPhone15,2"))),
-      watch_(device->storeForSource(
-          simulatedAppRevision("Alex’s Apple Watch",
-                        "com.apple.health.8E0A2C4E-6B8D-4F1A-9C3E-5A7B9D1F3A5C", "Watch6,2"))),
+      watch_(device->storeForSource(simulatedAppRevision(
+          "Alex’s Apple Watch", "com.apple.health.8E0A2C4E-6B8D-4F1A-9C3E-5A7B9D1F3A5C",
+          "Watch6,2"))),
       phoneDevice_(simulatedAppleDevice("iPhone", "iPhone", "iPhone15,2")),
       watchDevice_(simulatedAppleDevice("Apple Watch", "Watch", "Watch6,2")) {}
 

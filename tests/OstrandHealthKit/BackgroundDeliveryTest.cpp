@@ -9,9 +9,8 @@
 #include <set>
 #include <string>
 
-#include "HealthKit/HKQuantitySample.h"
-#include "HealthKit/HKTypeIdentifiers.h"
 #include "HealthKit/UIKit/UIApplication.h"
+#include "RecordTestSupport.h"
 #include "support/NotificationCapture.h"
 #include "support/SyncFixture.h"
 
@@ -21,10 +20,8 @@ using testing_support::NotificationCapture;
 
 class BackgroundDeliveryTest : public testing_support::SyncFixture {
  protected:
-  static std::shared_ptr<const HKQuantitySample> weighing(double kg, NSDate when) {
-    return HKQuantitySample::quantitySampleWithType(
-        HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBodyMass),
-        HKQuantity::quantityWithUnit(HKUnit::unitFromString("kg"), kg), when, when);
+  static HKQuantitySample::Pointer weighing(double kg, NSDate when) {
+    return testing_support::measurement(HKQuantityTypeIdentifierBodyMass, kg, "kg", when);
   }
 
   // Records announced by the engine's notifications, summed.

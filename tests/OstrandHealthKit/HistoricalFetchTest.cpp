@@ -12,7 +12,6 @@
 #include "Foundation/NSThread.h"
 #include "HealthKit/HKError.h"
 #include "HealthKit/UIKit/UIApplication.h"
-#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "SyncEndToEndSupport.h"
 #include "support/SessionFixture.h"
 
@@ -162,18 +161,6 @@ TEST_F(HistoricalFetchTest, IntradayOffAsksForStepsAndFinishesWithNothing) {
   EXPECT_EQ(UIApplication::sharedApplication()->openBackgroundTaskCount(), 0U);
 }
 
-TEST_F(HistoricalFetchTest, RoutineSetNamedTwiceRunsOneFetchOverSixMonthsUpToToday) {
-  const auto outcome = start({0, 0});
-  runUntilIdle();
-  const auto routineTypes =
-      OSTHealthKitSubscription::sampleTypesForHistoricalSet(OSTHealthKitHistoricalSetRoutine);
-  ASSERT_EQ(engine->calls.size(), 1U);
-  EXPECT_EQ(engine->calls[0].routineTypes, routineTypes->size());
-  EXPECT_EQ(engine->calls[0].fromDate, local(2023, 9, 15));
-  EXPECT_EQ(engine->calls[0].toDate, local(2024, 3, 15));
-  EXPECT_EQ(outcome->result, (OSTFetchResult{{OSTRecordTypeRoutine, 30}}));
-}
-
 // Seven whole days before today, midnight to midnight: run on 15 March the week holds 10 March
 // (23 hours in New York), run on 7 November it holds 3 November (25).
 class HistoricalIntradayDaysTest : public HistoricalFetchTest,
@@ -183,8 +170,9 @@ TEST_P(HistoricalIntradayDaysTest, TheSevenDaysBeforeTodayMidnightToMidnight) {
   const auto [month, today] = GetParam();
   clock().set(local(2024, month, today, 9));
   engine->setProcessIntraday(true);
-  start({2});
+  const auto outcome = start({2});
   runUntilIdle();
+  EXPECT_EQ(outcome->result, (OSTFetchResult{{OSTRecordTypeIntraday, 7}}));  // the days add up
   ASSERT_EQ(engine->calls.size(), 7U);
   for (long day = 0; day < 7; ++day) {
     EXPECT_EQ(engine->calls[day].fromDate, local(2024, month, today - 7 + day)) << day;
@@ -211,12 +199,6 @@ TEST_F(HistoricalFetchTest, APathThatNeverReportsLeavesTheTaskToExpire) {
   UIApplication::sharedApplication()->expireBackgroundTasks();
   runUntilIdle();
   EXPECT_EQ(UIApplication::sharedApplication()->openBackgroundTaskCount(), 0U);
-}
-
-TEST(HistoricalMergeTest, CountsOfAKindAddUpAndOtherKindsStay) {
-  OSTFetchResult result{{OSTRecordTypeRoutine, 2}, {OSTRecordTypeBiometrics, 5}};
-  OSTHealthKitManager::mergeHistoricalPartialResults({{OSTRecordTypeRoutine, 3}}, result);
-  EXPECT_EQ(result, (OSTFetchResult{{OSTRecordTypeRoutine, 5}, {OSTRecordTypeBiometrics, 5}}));
 }
 
 }  // namespace

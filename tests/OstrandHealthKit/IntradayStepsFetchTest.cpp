@@ -7,14 +7,12 @@
 
 #include <map>
 #include <optional>
-#include <string>
 
-#include "FetchTestSupport.h"
 #include "HealthKit/UIKit/UIApplication.h"
 #include "OstrandCore/OSTIntraDay.h"
-#include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
-#include "support/SyncFixture.h"
+#include "SyncEndToEndSupport.h"
 
+namespace end_to_end {
 namespace {
 
 using fetch_test::localTime;
@@ -23,26 +21,18 @@ using ::testing::ElementsAre;
 using ::testing::Optional;
 using ::testing::Pair;
 
-// Bundle identifiers of the fixture's phone and watch.
-const std::string kPhone = "com.apple.health.5B3C2A10-6E1F-4C53-9D0B-7A1C2E3F4A5B";
-const std::string kWatch = "com.apple.health.0D6E8F21-3B4A-4E7C-8A9D-1F2E3C4B5A69";
-
-class IntradayStepsFetchTest : public testing_support::SyncFixture {
+class IntradayStepsFetchTest : public SyncEndToEndFixture {
  protected:
   void SetUp() override {
-    SyncFixture::SetUp();
+    SyncEndToEndFixture::SetUp();
     clock().set(at(0, 12));
     authorize({}, {stepType()});
-  }
-
-  static NSDate at(long dayOffset, long hour, long minute = 0, long second = 0) {
-    return localTime(kStart, dayOffset, hour, minute, second);
   }
 
   // The intraday records of the outbox by source.
   std::map<std::string, std::shared_ptr<OSTIntraDay>> intraday() const {
     return fetch_test::recordsBy<OSTIntraDay>(
-        outbox(), [](const OSTIntraDay& steps) { return steps.deviceSource().value_or(""); });
+        outbox(), [](const OSTIntraDay& r) { return r.deviceSource().value_or(""); });
   }
   // A record's minutes: start (seconds after `origin`) -> steps.
   static std::map<double, double> minutes(const OSTIntraDay& record, NSDate origin) {
@@ -134,14 +124,14 @@ TEST_P(IntradayDaylightSavingTest, EveryMinuteLandsInExactlyOneDay) {
   for (long day = -1; day <= 1; ++day) {
     fetch(midnight(day), midnight(day + 1));
     for (const auto& record : outbox()) {
-      const auto& steps = dynamic_cast<const OSTIntraDay&>(*record);
-      if (steps.start() != midnight(day)) continue;
-      for (const auto& [start, value] : steps.values()) {
+      const auto& intradayRecord = dynamic_cast<const OSTIntraDay&>(*record);
+      if (intradayRecord.start() != midnight(day)) continue;
+      for (const auto& [start, value] : intradayRecord.values()) {
         EXPECT_TRUE(start >= midnight(day) && start < midnight(day + 1));
         EXPECT_NEAR(value.value, 1, 1e-9);
         total += value.value;
       }
-      minutesPerDay[day] = steps.values().size();
+      minutesPerDay[day] = intradayRecord.values().size();
     }
   }
   EXPECT_THAT(minutesPerDay,
@@ -156,3 +146,4 @@ INSTANTIATE_TEST_SUITE_P(NewYork, IntradayDaylightSavingTest,
                          ::testing::Values(std::pair{1L, 23.0}, std::pair{239L, 25.0}));
 
 }  // namespace
+}  // namespace end_to_end

@@ -1,58 +1,36 @@
 // The routine fetch through the simulator: a phone's and a watch's steps counted once and
 // hand-entered steps told apart, the once-a-minute guard of both incremental fetches (routine and
-// intraday steps), the days a fetch covers, historical fetches, and day records that replace
-// rather than pile up. Daylight-saving days are synced end to end in SyncEndToEndEdgesTest.cpp.
+// intraday steps), the days a fetch covers, and historical fetches. Daylight-saving days are
+// synced end to end in SyncEndToEndEdgesTest.cpp.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <optional>
-#include <string>
 
-#include "FetchTestSupport.h"
 #include "Foundation/NSDictionary.h"
 #include "HealthKit/HKMetadata.h"
-#include "OstrandCore/OSTRoutine.h"
-#include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+#include "SyncEndToEndSupport.h"
 #include "support/NotificationCapture.h"
-#include "support/SyncFixture.h"
 
+namespace end_to_end {
 namespace {
 
-using fetch_test::localTime;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
 
-const std::string kKeyPrefix = "routine-user-1-com.Apple.Health.AggregateRecord-";
-
-class RoutineFetchTest : public testing_support::SyncFixture {
+class RoutineFetchTest : public SyncEndToEndFixture {
  protected:
   void SetUp() override {
-    SyncFixture::SetUp();
+    SyncEndToEndFixture::SetUp();
     // Noon on the fixture's local day, whatever the zone: every time below is in the past.
     clock().set(at(0, 12));
     authorize({}, {stepType()});
   }
 
-  static NSDate at(long dayOffset, long hour, long minute = 0) {
-    return localTime(kStart, dayOffset, hour, minute);
-  }
   static NSDate day(long dayOffset) { return at(dayOffset, 0); }
-  static std::string key(NSDate date) { return kKeyPrefix + fetch_test::dayText(date); }
-
-  // The routine records of the outbox by activity identifier.
-  std::map<std::string, std::shared_ptr<OSTRoutine>> routines() const {
-    return fetch_test::recordsBy<OSTRoutine>(
-        outbox(), [](const OSTRoutine& routine) { return routine.activityID().value_or(""); });
-  }
-  std::map<std::string, double> stepsByDay() const {
-    std::map<std::string, double> totals;
-    for (const auto& [day, routine] : routines()) totals[day] = routine->steps().doubleValue();
-    return totals;
-  }
 
   std::optional<OSTFetchResult> fetch(const HKSampleTypeSet& types, NSDate from, NSDate to,
                                       bool historical) {
@@ -62,8 +40,6 @@ class RoutineFetchTest : public testing_support::SyncFixture {
     runUntilIdle();
     return result;
   }
-
-  const OSTSampleTypePointer steps = stepType();
 };
 
 TEST_F(RoutineFetchTest, OverlappingDevicesCountOnceAndTypedStepsAreToldApart) {
@@ -79,7 +55,7 @@ TEST_F(RoutineFetchTest, OverlappingDevicesCountOnceAndTypedStepsAreToldApart) {
 
   fetch({steps}, day(0), NSDate::date(), false);
 
-  const auto today = routines().at(key(day(0)));
+  const auto today = routines().at(routineKey(day(0)));
   EXPECT_EQ(today->steps().doubleValue(), 1050);
   EXPECT_EQ(today->extras().at("user_entered_steps").doubleValue(), 250);
   EXPECT_EQ(today->extras().at("device_generated_steps").doubleValue(), 800);
@@ -133,8 +109,9 @@ TEST_F(RoutineFetchTest,
     EXPECT_EQ((c.intraday ? intradayStepsFetchTimestamp : routineFetchTimestamp)(*session()),
               c.proceeds ? now : c.fetched);
   }
-  EXPECT_THAT(stepsByDay(), UnorderedElementsAre(Pair(key(day(-2)), 2), Pair(key(day(-1)), 3),
-                                                 Pair(key(day(0)), 4)));
+  EXPECT_THAT(stepsByDay(),
+              UnorderedElementsAre(Pair(routineKey(day(-2)), 2), Pair(routineKey(day(-1)), 3),
+                                   Pair(routineKey(day(0)), 4)));
 }
 
 TEST_F(RoutineFetchTest, HistoricalFetchSubmitsAndCompletesButMovesNothingAndEndsAtMidnight) {
@@ -153,24 +130,12 @@ TEST_F(RoutineFetchTest, HistoricalFetchSubmitsAndCompletesButMovesNothingAndEnd
   // From the day before the start up to, not including, the day the end starts.
   ASSERT_TRUE(result.has_value());
   EXPECT_THAT(*result, ElementsAre(Pair(OSTRecordTypeRoutine, 2U)));
-  EXPECT_THAT(stepsByDay(), UnorderedElementsAre(Pair(key(day(-4)), 321), Pair(key(day(-1)), 7)));
+  EXPECT_THAT(stepsByDay(),
+              UnorderedElementsAre(Pair(routineKey(day(-4)), 321), Pair(routineKey(day(-1)), 7)));
   EXPECT_EQ(routineQueryTimestamp(*session()), earlier);
   EXPECT_EQ(routineFetchTimestamp(*session()), earlier);
   EXPECT_THAT(processed.notifications(), IsEmpty());
 }
 
-TEST_F(RoutineFetchTest, DaysFetchedAgainReplaceTheirRecords) {
-  ASSERT_EQ(save(watch, {watchSteps(100, at(-1, 9), at(-1, 10))}), nullptr);
-  fetch({steps}, day(0), NSDate::date(), false);
-  // The watch syncs late: yesterday grows, today gets its first steps.
-  ASSERT_EQ(
-      save(watch, {watchSteps(50, at(-1, 20), at(-1, 21)), watchSteps(70, at(0, 10), at(0, 11))}),
-      nullptr);
-  clock().advance(120);
-  fetch({steps}, day(0), NSDate::date(), false);
-
-  EXPECT_THAT(stepsByDay(), UnorderedElementsAre(Pair(key(day(-1)), 150), Pair(key(day(0)), 70)));
-  EXPECT_EQ(outbox().size(), 2U);
-}
-
 }  // namespace
+}  // namespace end_to_end

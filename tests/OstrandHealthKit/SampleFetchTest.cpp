@@ -12,6 +12,7 @@
 #include "OstrandCore/OSTFitness.h"
 #include "OstrandCore/OSTSQLiteStore.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+#include "RecordTestSupport.h"
 #include "support/FaultInjectingStore.h"
 #include "support/LogCapture.h"
 #include "support/NotificationCapture.h"
@@ -32,14 +33,11 @@ class SampleFetchTest : public testing_support::SyncFixture {
     device->setObserverQueriesFireOnExecute(false);
   }
 
-  static std::shared_ptr<const HKQuantitySample> sample(const std::string& identifier,
-                                                        const char* unit, double value,
-                                                        NSDate when) {
-    return HKQuantitySample::quantitySampleWithType(
-        HKObjectType::quantityTypeForIdentifier(identifier),
-        HKQuantity::quantityWithUnit(HKUnit::unitFromString(unit), value), when, when);
+  static HKQuantitySample::Pointer sample(const std::string& identifier, const char* unit,
+                                          double value, NSDate when) {
+    return testing_support::measurement(identifier, value, unit, when);
   }
-  static std::shared_ptr<const HKQuantitySample> weighing(double kg, NSDate when) {
+  static HKQuantitySample::Pointer weighing(double kg, NSDate when) {
     return sample(HKQuantityTypeIdentifierBodyMass, "kg", kg, when);
   }
 
@@ -96,7 +94,7 @@ TEST_F(SampleFetchTest, CorrelationMembersAreNotSentAgainButALonePressureIs) {
   const auto reading = HKCorrelation::correlationWithType(
       HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure), at(-20),
       at(-20),
-      {sample(HKQuantityTypeIdentifierBloodPressureSystolic, "mmHg", 124, at(-20)),
+      {sample(HKQuantityTypeIdentifierBloodPressureSystolic, "kPa", 16, at(-20)),
        sample(HKQuantityTypeIdentifierBloodPressureDiastolic, "mmHg", 82, at(-20))});
   const auto alone = sample(HKQuantityTypeIdentifierBloodPressureSystolic, "mmHg", 118, at(-10));
   ASSERT_EQ(save(iPhone, {reading, alone}), nullptr);
@@ -106,7 +104,8 @@ TEST_F(SampleFetchTest, CorrelationMembersAreNotSentAgainButALonePressureIs) {
   for (const auto& record : records) {
     const bool isReading = record->activityID() == reading->UUID().UUIDString();
     EXPECT_TRUE(isReading || record->activityID() == alone->UUID().UUIDString());
-    EXPECT_EQ(record->valueForKey("systolic"), NSAny(isReading ? 124.0 : 118.0));
+    // 16 kPa is 120.00984 mmHg.
+    EXPECT_NEAR(record->valueForKey("systolic").doubleValue(), isReading ? 120.00984 : 118, 1e-5);
     EXPECT_EQ(record->valueForKey("diastolic"), isReading ? NSAny(82.0) : NSAny());
   }
 }

@@ -17,7 +17,10 @@
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::IsSupersetOf;
+using ::testing::Not;
 
 std::shared_ptr<const HKSampleType> type(const std::string& identifier) {
   return std::dynamic_pointer_cast<const HKSampleType>(HKObjectType::typeForIdentifier(identifier));
@@ -35,17 +38,7 @@ OSTRecordType recordType(const std::string& identifier) {
 
 using testing_support::PlatformVersion;
 
-TEST(SubscriptionCatalog, RecordKindsOfTypesTheEngineMeets) {
-  EXPECT_EQ(recordType(HKCorrelationTypeIdentifierBloodPressure), OSTRecordTypeBiometrics);
-  EXPECT_EQ(recordType(HKCorrelationTypeIdentifierFood), OSTRecordTypeNutrition);
-  EXPECT_EQ(recordType(HKQuantityTypeIdentifierBloodPressureSystolic), OSTRecordTypeBiometrics);
-  EXPECT_EQ(recordType(HKQuantityTypeIdentifierInhalerUsage), OSTRecordTypeRoutine);
-  EXPECT_EQ(recordType(HKCategoryTypeIdentifierMindfulSession), OSTRecordTypeRoutine);
-  EXPECT_EQ(recordType(HKWorkoutTypeIdentifier), OSTRecordTypeFitness);
-  EXPECT_EQ(recordType(HKQuantityTypeIdentifierBodyMass), OSTRecordTypeWeight);
-  EXPECT_EQ(recordType(HKCategoryTypeIdentifierSleepAnalysis), OSTRecordTypeSleep);
-  EXPECT_EQ(recordType(HKQuantityTypeIdentifierInsulinDelivery), OSTRecordTypeDiabetes);
-  // Types the library does not convert.
+TEST(SubscriptionCatalog, TypesTheLibraryDoesNotConvertFeedNoRecordKind) {
   EXPECT_EQ(recordType(HKCategoryTypeIdentifierHighHeartRateEvent), OSTRecordTypeNone);
   EXPECT_EQ(recordType(HKQuantityTypeIdentifierHeadphoneAudioExposure), OSTRecordTypeNone);
 }
@@ -60,19 +53,6 @@ TEST(SubscriptionCatalog, EveryTypeOfEverySetFeedsARecordKind) {
   }
 }
 
-TEST(SubscriptionCatalog, OrderOfSetsAsAppsReceiveThem) {
-  const auto nutrition = OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
-      OSTHealthKitSubscriptionSetBasicNutrition);
-  ASSERT_EQ(nutrition->size(), 14U);
-  EXPECT_EQ((*nutrition)[12]->identifier(), HKCorrelationTypeIdentifierFood);
-  const auto routine =
-      OSTHealthKitSubscription::sampleTypesForSubscriptionSet(OSTHealthKitSubscriptionSetRoutine);
-  ASSERT_EQ(routine->size(), 10U);
-  EXPECT_EQ((*routine)[6]->identifier(), HKQuantityTypeIdentifierAppleExerciseTime);
-  EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(8), nullptr);
-  EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(-1), nullptr);
-}
-
 TEST(SubscriptionCatalog, HistoricalSetsAreSharedExceptIntradaySteps) {
   EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForHistoricalSet(0),
             OSTHealthKitSubscription::sampleTypesForHistoricalSet(0));
@@ -85,50 +65,43 @@ TEST(SubscriptionCatalog, HistoricalSetsAreSharedExceptIntradaySteps) {
   EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForHistoricalSet(-1), nullptr);
 }
 
-TEST(SubscriptionCatalog, RecordKindListsByNumber) {
+TEST(SubscriptionCatalog, ListsByNumberAndTheMealIsNoNutritionTypeOfItsOwn) {
+  for (NSInteger outside : {-1, 8}) {
+    EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(outside), nullptr);
+    EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForRecordType(outside), nullptr);
+  }
   EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForRecordType(0), nullptr);
-  EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForRecordType(8), nullptr);
-  EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForRecordType(-1), nullptr);
   const auto nutrition = OSTHealthKitSubscription::sampleTypesForRecordType(5);
   ASSERT_NE(nutrition, nullptr);
-  EXPECT_EQ(nutrition->size(), 39U);
   EXPECT_FALSE(nutrition->contains(type(HKCorrelationTypeIdentifierFood)));
   EXPECT_EQ(OSTHealthKitSubscription::sampleTypesForRecordType(4),
             OSTHealthKitSubscription::routineObjectTypes());
 }
 
-TEST(SubscriptionCatalog, HeartRateTypes) {
-  EXPECT_TRUE(
-      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierHeartRate)));
+TEST(SubscriptionCatalog, TheHeartRateAveragesAndInsulinExistFromIOS11) {
+  const auto biometrics = [] {
+    return identifiers(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
+        OSTHealthKitSubscriptionSetBiometrics));
+  };
+  {
+    PlatformVersion ios10({10, 3, 0});
+    EXPECT_THAT(identifiers(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
+                    OSTHealthKitSubscriptionSetDiabetes)),
+                ElementsAre(HKQuantityTypeIdentifierBloodGlucose));
+    EXPECT_THAT(biometrics(), Not(Contains(HKQuantityTypeIdentifierRestingHeartRate)));
+    EXPECT_EQ(recordType(HKQuantityTypeIdentifierInsulinDelivery), OSTRecordTypeNone);
+    EXPECT_FALSE(OSTHealthKitSubscription::isHeartRateSample(
+        *type(HKQuantityTypeIdentifierRestingHeartRate)));
+    EXPECT_TRUE(
+        OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierHeartRate)));
+  }
+  PlatformVersion ios11({11, 0, 0});
+  EXPECT_THAT(biometrics(), IsSupersetOf({HKQuantityTypeIdentifierRestingHeartRate,
+                                          HKQuantityTypeIdentifierWalkingHeartRateAverage}));
   EXPECT_TRUE(
       OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRestingHeartRate)));
   EXPECT_FALSE(
       OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRespiratoryRate)));
-}
-
-TEST(SubscriptionCatalog, BelowIOS11TheNewerTypesAreAbsent) {
-  PlatformVersion ios10({10, 3, 0});
-  EXPECT_THAT(identifiers(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
-                  OSTHealthKitSubscriptionSetDiabetes)),
-              ElementsAre(HKQuantityTypeIdentifierBloodGlucose));
-  EXPECT_EQ(
-      OSTHealthKitSubscription::sampleTypesForSubscriptionSet(OSTHealthKitSubscriptionSetBiometrics)
-          ->size(),
-      4U);
-  EXPECT_EQ(recordType(HKQuantityTypeIdentifierInsulinDelivery), OSTRecordTypeNone);
-  EXPECT_FALSE(
-      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierRestingHeartRate)));
-  EXPECT_TRUE(
-      OSTHealthKitSubscription::isHeartRateSample(*type(HKQuantityTypeIdentifierHeartRate)));
-}
-
-TEST(SubscriptionCatalog, FromIOS11BiometricsEndWithTheHeartRateAverages) {
-  PlatformVersion ios11({11, 0, 0});
-  const auto names = identifiers(OSTHealthKitSubscription::sampleTypesForSubscriptionSet(
-      OSTHealthKitSubscriptionSetBiometrics));
-  ASSERT_EQ(names.size(), 6U);
-  EXPECT_EQ(names[4], HKQuantityTypeIdentifierRestingHeartRate);
-  EXPECT_EQ(names[5], HKQuantityTypeIdentifierWalkingHeartRateAverage);
 }
 
 TEST(SubscriptionCatalog, ACacheKeepsThePlatformItWasBuiltOn) {

@@ -36,7 +36,8 @@ TEST_F(SyncEndToEndEdgesTest, HistoricalSetsFetchSixMonthsOfDaysWorkoutsAndTheLa
                           phoneSteps(19, local(2024, 3, 15, 9), local(2024, 3, 15, 9, 10))}),
             nullptr);
   std::optional<OSTFetchResult> result;
-  engine->fetchHistoricalSets({0, 1, 2}, [&](auto fetched, auto) { result = fetched; });
+  // The routine set named twice is fetched once.
+  engine->fetchHistoricalSets({0, 1, 2, 0}, [&](auto fetched, auto) { result = fetched; });
   runUntilIdle();
 
   // Day totals from the day before the range's first; minutes for the seven days 8 to 14 March.

@@ -72,12 +72,13 @@ class SyncEndToEndFixture : public testing_support::SyncFixture {
     }
     return records;
   }
+  std::map<std::string, std::shared_ptr<OSTRoutine>> routines() const {
+    return fetch_test::recordsBy<OSTRoutine>(
+        outbox(), [](const OSTRoutine& r) { return r.activityID().value_or(""); });
+  }
   std::map<std::string, double> stepsByDay() const {
     std::map<std::string, double> totals;
-    for (const auto& [key, routine] : fetch_test::recordsBy<OSTRoutine>(
-             outbox(), [](const OSTRoutine& r) { return r.activityID().value_or(""); })) {
-      totals[key] = routine->steps().doubleValue();
-    }
+    for (const auto& [key, routine] : routines()) totals[key] = routine->steps().doubleValue();
     return totals;
   }
   std::map<std::string, std::shared_ptr<OSTBiometrics>> biometrics() const {

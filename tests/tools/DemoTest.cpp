@@ -82,19 +82,19 @@ std::map<std::string, std::string> expectedSampleRecords(NSDate installDay) {
   return expected;
 }
 
-// Each day's steps as the Health app totals them: the phone and the watch count the same walks,
-// and HealthKit's statistics merge the two sources instead of adding them up.
-std::map<NSDate, long long> dailySteps(NSDate firstDay) {
+// Each day's total of a type as the Health app shows it, in `unit`: the phone and the watch
+// count the same walks, and HealthKit's statistics merge the two sources instead of adding them.
+std::map<NSDate, double> dailyTotals(const std::string& identifier, const HKUnit& unit,
+                                     NSDate firstDay) {
   NSDateComponents oneDay;
   oneDay.setDay(1);
   auto query = std::make_shared<HKStatisticsCollectionQuery>(
-      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierStepCount), nullptr,
-      HKStatisticsOptionCumulativeSum, firstDay, oneDay);
-  std::map<NSDate, long long> totals;
-  query->setInitialResultsHandler([&totals](auto, auto collection, auto) {
+      HKObjectType::quantityTypeForIdentifier(identifier), nullptr, HKStatisticsOptionCumulativeSum,
+      firstDay, oneDay);
+  std::map<NSDate, double> totals;
+  query->setInitialResultsHandler([&](auto, auto collection, auto) {
     for (const auto& day : collection->statistics()) {
-      totals[day->startDate()] =
-          std::llround(day->sumQuantity()->doubleValueForUnit(*HKUnit::countUnit()));
+      totals[day->startDate()] = day->sumQuantity()->doubleValueForUnit(unit);
     }
   });
   std::make_shared<HKHealthStore>()->executeQuery(query);
@@ -102,7 +102,7 @@ std::map<NSDate, long long> dailySteps(NSDate firstDay) {
   return totals;
 }
 
-TEST(Demo, TheOutboxHasARecordForEverySampleTheAppReadsAndEveryDaysSteps) {
+TEST(Demo, TheOutboxHasARecordForEverySampleTheAppReadsAndEveryDaysTotals) {
   TemporaryDirectory directory;
   Demo demo({.seed = 7, .days = kDays, .databasePath = directory.file("demo.sqlite")});
   ASSERT_NO_FATAL_FAILURE(run(demo));
@@ -110,16 +110,18 @@ TEST(Demo, TheOutboxHasARecordForEverySampleTheAppReadsAndEveryDaysSteps) {
   ASSERT_FALSE(outbox.error);
 
   std::map<std::string, std::string> sampleRecords;
-  std::map<NSDate, long long> routineSteps;
+  // Day totals as the routine records carry them: steps, metres walked, active kilocalories.
+  std::map<NSDate, std::vector<double>> routineTotals;
   for (const auto& record : outbox.value) {
     const std::string id = record->activityID().value_or("");
     const std::string kind(OSTRecordTypeName(record->recordType()));
     if (NSUUID::fromString(id)) {
       EXPECT_TRUE(sampleRecords.emplace(id, kind).second) << "two records of sample " << id;
     } else if (record->recordType() == OSTRecordTypeRoutine) {
-      EXPECT_TRUE(
-          routineSteps.emplace(*record->timestamp(), record->valueForKey("steps").integerValue())
-              .second)
+      const std::vector<double> totals = {record->valueForKey("steps").doubleValue(),
+                                          record->valueForKey("distance").doubleValue(),
+                                          record->valueForKey("caloriesBurned").doubleValue()};
+      EXPECT_TRUE(routineTotals.emplace(*record->timestamp(), totals).second)
           << "two routine records of " << *record->timestamp();
     }
   }
@@ -133,9 +135,19 @@ TEST(Demo, TheOutboxHasARecordForEverySampleTheAppReadsAndEveryDaysSteps) {
   EXPECT_EQ(sampleRecords, expected);
   const NSDate firstDay =
       *calendar->dateByAddingUnit(NSCalendarUnitDay, 1 - kDays, installDay, NSCalendarOptions{});
-  const auto expectedSteps = dailySteps(firstDay);
-  EXPECT_EQ(expectedSteps.size(), std::size_t{kDays});
-  EXPECT_EQ(routineSteps, expectedSteps);
+  const auto steps = dailyTotals(HKQuantityTypeIdentifierStepCount, *HKUnit::countUnit(), firstDay);
+  const auto metres =
+      dailyTotals(HKQuantityTypeIdentifierDistanceWalkingRunning, *HKUnit::meterUnit(), firstDay);
+  const auto calories =
+      dailyTotals(HKQuantityTypeIdentifierActiveEnergyBurned, *HKUnit::kilocalorieUnit(), firstDay);
+  ASSERT_EQ(routineTotals.size(), std::size_t{kDays});
+  for (const auto& [day, totals] : routineTotals) {
+    SCOPED_TRACE(day.description());
+    ASSERT_TRUE(steps.contains(day) && metres.contains(day) && calories.contains(day));
+    EXPECT_EQ(totals[0], std::round(steps.at(day))) << "the record counts whole steps";
+    EXPECT_NEAR(totals[1], metres.at(day), 1e-6);
+    EXPECT_NEAR(totals[2], calories.at(day), 1e-6);
+  }
 }
 
 TEST(Demo, TheSameSeedGivesTheSameOutboxAndAnotherSeedAnotherOne) {

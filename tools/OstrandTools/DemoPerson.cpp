@@ -48,6 +48,9 @@ std::shared_ptr<const HKCategorySample> category(const std::string& identifier, 
       std::move(metadata));
 }
 
+// About three quarters of a metre a step, in kilometres to the metre, as the devices write it.
+double kilometresFor(double steps) { return std::round(steps * 0.76) / 1000; }
+
 using Batch =
     std::pair<std::shared_ptr<HKHealthStore>, std::vector<std::shared_ptr<const HKObject>>>;
 
@@ -108,6 +111,8 @@ std::vector<DemoPerson::Entry> DemoPerson::day(NSDate dayStart, int dayIndex) {
   sleep(dayStart, out);
   steps(dayStart, out);
   heartRate(dayStart, workoutDay, out);
+  activity(dayStart, workoutDay, out);
+  mindfulness(dayStart, out);
   morningReadings(dayStart, out);
   meals(dayStart, out);
   cycle(dayStart, dayIndex, out);
@@ -119,15 +124,29 @@ std::vector<DemoPerson::Entry> DemoPerson::day(NSDate dayStart, int dayIndex) {
 }
 
 void DemoPerson::steps(NSDate dayStart, std::vector<Entry>& out) {
-  // Both devices count the same walking, each a little differently.
+  // Both devices count the same walking, each a little differently, and turn it into distance.
   for (int hour = 7; hour < 22; ++hour) {
     const double walked = std::round(uniform(150, 1400));
+    const double counted = std::round(walked * uniform(0.9, 1.1));
     const NSDate start = at(dayStart, hour), end = at(dayStart, hour + 0.5);
+    const NSDate watchStart = start.dateByAddingTimeInterval(5 * kMinute);
     add(out, phone_,
         quantity(HKQuantityTypeIdentifierStepCount, "count", walked, start, end, phoneDevice_));
+    add(out, phone_,
+        quantity(HKQuantityTypeIdentifierDistanceWalkingRunning, "km", kilometresFor(walked), start,
+                 end, phoneDevice_));
     add(out, watch_,
-        quantity(HKQuantityTypeIdentifierStepCount, "count", std::round(walked * uniform(0.9, 1.1)),
-                 start.dateByAddingTimeInterval(5 * kMinute), end, watchDevice_));
+        quantity(HKQuantityTypeIdentifierStepCount, "count", counted, watchStart, end,
+                 watchDevice_));
+    add(out, watch_,
+        quantity(HKQuantityTypeIdentifierDistanceWalkingRunning, "km", kilometresFor(counted),
+                 watchStart, end, watchDevice_));
+  }
+  // A few flights of stairs, counted by the phone's barometer.
+  for (const double hour : {8.4, 13.1, 17.6}) {
+    add(out, phone_,
+        quantity(HKQuantityTypeIdentifierFlightsClimbed, "count", std::round(uniform(1, 4)),
+                 at(dayStart, hour), at(dayStart, hour + 0.05), phoneDevice_));
   }
 }
 
@@ -148,6 +167,43 @@ void DemoPerson::heartRate(NSDate dayStart, bool workoutDay, std::vector<Entry>&
   add(out, watch_,
       quantity(HKQuantityTypeIdentifierRestingHeartRate, "count/min", std::round(uniform(52, 60)),
                at(dayStart, 7), at(dayStart, 7), watchDevice_));
+}
+
+void DemoPerson::activity(NSDate dayStart, bool workoutDay, std::vector<Entry>& out) {
+  // The watch writes the body's energy every hour, day and night, and the active part, exercise
+  // minutes and whether the wearer stood during the waking hours.
+  for (int hour = 0; hour < 24; ++hour) {
+    const NSDate start = at(dayStart, hour), end = at(dayStart, hour + 1);
+    add(out, watch_,
+        quantity(HKQuantityTypeIdentifierBasalEnergyBurned, "kcal",
+                 std::round(uniform(62, 70) * 10) / 10, start, end, watchDevice_));
+    if (hour < 7 || hour >= 22) continue;
+    const bool running = workoutDay && hour == 18;
+    add(out, watch_,
+        quantity(HKQuantityTypeIdentifierActiveEnergyBurned, "kcal",
+                 std::round(running ? uniform(330, 420) : uniform(12, 45)), start, end,
+                 watchDevice_));
+    const double exercised = running ? 40 : std::round(uniform(0, 6));
+    if (exercised > 0) {
+      add(out, watch_,
+          quantity(HKQuantityTypeIdentifierAppleExerciseTime, "min", exercised, start, end,
+                   watchDevice_));
+    }
+    add(out, watch_,
+        category(HKCategoryTypeIdentifierAppleStandHour,
+                 uniform(0, 1) < 0.8 ? HKCategoryValueAppleStandHourStood
+                                     : HKCategoryValueAppleStandHourIdle,
+                 start, end, watchDevice_));
+  }
+}
+
+void DemoPerson::mindfulness(NSDate dayStart, std::vector<Entry>& out) {
+  // A few minutes of breathing most mornings, on the watch.
+  if (uniform(0, 1) < 0.3) return;
+  const NSDate start = at(dayStart, 7.5);
+  add(out, watch_,
+      category(HKCategoryTypeIdentifierMindfulSession, HKCategoryValueNotApplicable, start,
+               start.dateByAddingTimeInterval(std::round(uniform(3, 10)) * kMinute), watchDevice_));
 }
 
 void DemoPerson::workout(NSDate dayStart, std::vector<Entry>& out) {

@@ -1,8 +1,10 @@
 #pragma once
 
 // DemoPerson: a simulated person's day, as the apps on their iPhone and Apple Watch write it.
-// Both devices count steps over the same hours (the Health app merges them), the watch samples
-// heart rate and records every other evening's run with a pause in it, and sleep; a scale app,
+// Both devices count steps and walking distance over the same hours (the Health app merges
+// them); the phone counts flights of stairs; the watch writes resting and active energy, exercise
+// minutes, stand hours, a morning's mindful minutes, samples heart rate and records every other
+// evening's run with a pause in it, and sleep; a scale app,
 // a blood-pressure cuff app, a glucose meter app (with the insulin taken at meals), a food diary
 // (meals as food correlations) and a cycle tracker write the rest. Seeded: the same seed and
 // days give the same objects, UUIDs included (DemoUUIDs), so two runs give the same outbox.
@@ -48,6 +50,8 @@ class DemoPerson {
  private:
   void steps(NSDate dayStart, std::vector<Entry>& out);
   void heartRate(NSDate dayStart, bool workoutDay, std::vector<Entry>& out);
+  void activity(NSDate dayStart, bool workoutDay, std::vector<Entry>& out);
+  void mindfulness(NSDate dayStart, std::vector<Entry>& out);
   void workout(NSDate dayStart, std::vector<Entry>& out);
   void sleep(NSDate dayStart, std::vector<Entry>& out);
   void morningReadings(NSDate dayStart, std::vector<Entry>& out);

@@ -8,6 +8,7 @@
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/DeviceState.h"
 #include "HealthKit/internal/HKObjectAccess.h"
+#include "HealthKit/internal/PredicateDateBounds.h"
 #include "HealthKit/internal/QueryExecution.h"
 
 using platform::healthkit::DeviceState;
@@ -275,7 +276,9 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
     };
     std::vector<std::shared_ptr<const HKObject>> doomed;
     try {
-      for (const auto& stored : state.database().objects(objectType->identifier(), ownMatching)) {
+      for (const auto& stored :
+           state.database().objects(objectType->identifier(),
+                                    platform::healthkit::dateBoundsOf(predicate), ownMatching)) {
         doomed.push_back(stored.object);
       }
     } catch (const std::exception& error) {

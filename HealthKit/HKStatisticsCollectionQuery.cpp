@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "HealthKit/HKError.h"
+#include "HealthKit/internal/PredicateDateBounds.h"
 #include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 #include "HealthKit/internal/StatisticsCalculator.h"
@@ -82,6 +83,7 @@ std::shared_ptr<const HKStatisticsCollection> HKStatisticsCollectionQuery::colle
   platform::healthkit::QueryAnswerTimer timer(state);
   platform::healthkit::IntervalGrid grid(anchorDate_, intervalComponents_, state.calendar());
   const auto samples = state.database().objects(quantityType_->identifier(),
+                                                platform::healthkit::dateBoundsOf(predicate()),
                                                 state.readFilter(execution.reader, predicate()));
   auto statistics = platform::healthkit::computeStatistics(
       quantityType_, options_, grid, samples, state.sourceRanks(quantityType_->identifier()));

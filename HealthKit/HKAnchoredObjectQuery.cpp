@@ -58,9 +58,9 @@ void HKAnchoredObjectQuery::databaseDidChange(const platform::healthkit::QueryEx
   if (!started_) return;
   const std::string& type = objectType()->identifier();
   bool ofThisType = false;
-  for (const auto& added : change.added) ofThisType = ofThisType || added.typeIdentifier == type;
+  for (const auto& added : change.added) ofThisType = ofThisType || *added.typeIdentifier == type;
   for (const auto& deleted : change.deleted) {
-    ofThisType = ofThisType || deleted.typeIdentifier == type;
+    ofThisType = ofThisType || *deleted.typeIdentifier == type;
   }
   if (!ofThisType) return;
   if (ResultsHandler handler = updateHandler()) {

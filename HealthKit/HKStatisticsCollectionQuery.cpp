@@ -124,12 +124,12 @@ void HKStatisticsCollectionQuery::databaseDidChange(
   const auto filter = state.readFilter(execution.reader, predicate());
   try {
     for (const auto& added : change.added) {
-      if (!changed && added.typeIdentifier == type && filter(*added.object, added.owner)) {
+      if (!changed && *added.typeIdentifier == type && filter(*added.object, *added.owner)) {
         changed = std::static_pointer_cast<const HKSample>(added.object)->startDate();
       }
     }
     for (const auto& deleted : change.deleted) {
-      if (!changed && deleted.typeIdentifier == type && filter(*deleted.former, deleted.owner)) {
+      if (!changed && *deleted.typeIdentifier == type && filter(*deleted.former, *deleted.owner)) {
         changed = std::static_pointer_cast<const HKSample>(deleted.former)->startDate();
       }
     }

@@ -98,9 +98,9 @@ void HealthDatabase::TypeTable::probeFirstAbove(std::uint64_t anchor, const Filt
   const bool takeObject =
       object != objects.end() && (deletion == deletions.end() || object->anchor < deletion->anchor);
   if (takeObject) {
-    filter(*object->object, object->owner);
+    filter(*object->object, *object->owner);
   } else if (deletion != deletions.end()) {
-    filter(*deletion->former, deletion->owner);
+    filter(*deletion->former, *deletion->owner);
   }
 }
 
@@ -122,16 +122,16 @@ HealthDatabase::SaveResult HealthDatabase::insert(
   std::unordered_set<NSUUID> batch;
   for (std::size_t i = 0; i < all.size(); ++i) {
     const NSUUID& uuid = all[i]->UUID();
-    if (everSaved_.count(uuid) != 0 || !batch.insert(uuid).second) {
+    if (saved_.count(uuid) != 0 || !batch.insert(uuid).second) {
       result.failure = "Object " + uuid.UUIDString() + " has already been saved";
       return result;
     }
   }
+  const std::string* savedBy = internLocked(owner);
   for (const auto& object : all) {
-    StoredObject stored{object, typeIdentifierOf(*object), owner, ++lastAnchor_};
-    everSaved_.insert(object->UUID());
-    index_[object->UUID()] = {stored.typeIdentifier, stored.anchor};
-    TypeTable& table = tables_[stored.typeIdentifier];
+    StoredObject stored{object, internLocked(typeIdentifierOf(*object)), savedBy, ++lastAnchor_};
+    saved_.emplace(object->UUID(), Saved{stored.typeIdentifier, stored.anchor});
+    TypeTable& table = tables_[*stored.typeIdentifier];
     const auto [start, end] = datesOf(*object);
     table.objects.push_back(stored);
     table.byDate.insert(DateEntry{start, end, stored.anchor});
@@ -146,11 +146,11 @@ HealthDatabase::SaveResult HealthDatabase::insert(
 
 void HealthDatabase::eraseLocked(const StoredObject& stored, DatabaseChange& change) {
   for (const auto& object : withMembers(stored.object)) {
-    auto found = index_.find(object->UUID());
-    if (found == index_.end()) continue;  // a member deleted on its own before
-    TypeTable& table = tables_[found->second.first];
+    auto found = saved_.find(object->UUID());
+    if (found == saved_.end() || !found->second.live) continue;  // a member deleted on its own
+    TypeTable& table = tables_[*found->second.typeIdentifier];
     auto entry = std::lower_bound(
-        table.objects.begin(), table.objects.end(), found->second.second,
+        table.objects.begin(), table.objects.end(), found->second.anchor,
         [](const StoredObject& one, std::uint64_t value) { return one.anchor < value; });
     StoredDeletion deletion{
         HKDeletedObject::deletedObjectWithUUID(object->UUID(), object->metadata()), entry->object,
@@ -164,7 +164,7 @@ void HealthDatabase::eraseLocked(const StoredObject& stored, DatabaseChange& cha
       std::erase_if(table.objects, [](const StoredObject& one) { return !one.object; });
       table.erased = 0;
     }
-    index_.erase(found);
+    found->second.live = false;
     table.deletions.push_back(deletion);
     change.deleted.push_back(std::move(deletion));
   }
@@ -176,15 +176,16 @@ HealthDatabase::DeleteResult HealthDatabase::remove(
   std::lock_guard<std::mutex> lock(mutex_);
   std::vector<StoredObject> doomed;
   for (const auto& object : objects) {
-    auto found = index_.find(object->UUID());
-    if (found == index_.end()) {
+    auto found = saved_.find(object->UUID());
+    if (found == saved_.end() || !found->second.live) {
       result.failure = "Object " + object->UUID().UUIDString() + " is not in the health database";
       return result;
     }
-    const StoredObject& stored = *tables_[found->second.first].objectAt(found->second.second);
-    if (stored.owner != owner) {
+    const StoredObject& stored =
+        *tables_[*found->second.typeIdentifier].objectAt(found->second.anchor);
+    if (*stored.owner != owner) {
       result.notOwned = true;
-      result.failure = "Object " + object->UUID().UUIDString() + " was saved by " + stored.owner +
+      result.failure = "Object " + object->UUID().UUIDString() + " was saved by " + *stored.owner +
                        ", not by " + owner;
       return result;
     }
@@ -202,7 +203,7 @@ std::vector<StoredObject> HealthDatabase::objects(const std::string& typeIdentif
   auto table = tables_.find(typeIdentifier);
   if (table == tables_.end()) return found;
   auto take = [&](const StoredObject& stored) {
-    if (!filter || filter(*stored.object, stored.owner)) found.push_back(stored);
+    if (!filter || filter(*stored.object, *stored.owner)) found.push_back(stored);
   };
   if (unbounded(within)) {
     for (const auto& stored : table->second.objects) {
@@ -237,10 +238,10 @@ HealthDatabase::Changes HealthDatabase::changesSince(const std::string& typeIden
 bool HealthDatabase::takeChange(const StoredObject* object, const StoredDeletion* deletion,
                                 std::size_t limit, const Filter& filter, Changes& changes) {
   if (object != nullptr) {
-    if (filter && !filter(*object->object, object->owner)) return false;
+    if (filter && !filter(*object->object, *object->owner)) return false;
     changes.added.push_back(*object);
   } else {
-    if (filter && !filter(*deletion->former, deletion->owner)) return false;
+    if (filter && !filter(*deletion->former, *deletion->owner)) return false;
     changes.deleted.push_back(*deletion);
   }
   return limit != 0 && changes.added.size() + changes.deleted.size() == limit;
@@ -284,6 +285,16 @@ void HealthDatabase::boundedChangesLocked(const TypeTable& table, std::uint64_t 
       return;
     }
   }
+}
+
+const std::string* HealthDatabase::internLocked(const std::string& text) {
+  return &*strings_.insert(text).first;
+}
+
+HKDevice::Pointer HealthDatabase::sharedDevice(const HKDevice::Pointer& device) {
+  if (!device) return device;
+  std::lock_guard<std::mutex> lock(mutex_);
+  return *devices_.insert(device).first;
 }
 
 std::map<std::string, HealthDatabase::SourceInfo> HealthDatabase::sources() const {

@@ -40,18 +40,20 @@
 
 namespace platform::healthkit {
 
+// The strings point into the database's one copy of each distinct value, which lives as long as
+// the database.
 struct StoredObject {
   std::shared_ptr<const HKObject> object;
-  std::string typeIdentifier;
-  std::string owner;  // bundle identifier of the app that saved it
+  const std::string* typeIdentifier = nullptr;
+  const std::string* owner = nullptr;  // bundle identifier of the app that saved it
   std::uint64_t anchor = 0;
 };
 
 struct StoredDeletion {
   std::shared_ptr<const HKDeletedObject> deleted;
   std::shared_ptr<const HKObject> former;  // the object as it was, for predicates and permissions
-  std::string typeIdentifier;
-  std::string owner;
+  const std::string* typeIdentifier = nullptr;
+  const std::string* owner = nullptr;
   std::uint64_t anchor = 0;
 };
 
@@ -122,6 +124,10 @@ class HealthDatabase {
   };
   std::map<std::string, SourceInfo> sources() const;
 
+  // The database's one copy of a device equal to `device` (nullptr stays nullptr): objects saved
+  // from the same device share it instead of each holding its own.
+  HKDevice::Pointer sharedDevice(const HKDevice::Pointer& device);
+
  private:
   // A live object or a deletion of the type, by the sample's dates, then by anchor.
   struct DateEntry {
@@ -168,12 +174,31 @@ class HealthDatabase {
   // A full answer ends at `last` when more of the type follows it.
   static void cutAt(const TypeTable& table, std::uint64_t last, Changes& changes);
 
+  // Where a saved object is, or was: a UUID once saved may never be saved again.
+  struct Saved {
+    const std::string* typeIdentifier = nullptr;
+    std::uint64_t anchor = 0;
+    bool live = true;
+  };
+
+  // The one copy of a type or bundle identifier. Caller holds mutex_.
+  const std::string* internLocked(const std::string& text);
+
   mutable std::mutex mutex_;  // guards every field below
   std::uint64_t lastAnchor_ = 0;
-  std::unordered_map<std::string, TypeTable> tables_;                        // by type identifier
-  std::unordered_map<NSUUID, std::pair<std::string, std::uint64_t>> index_;  // live objects
-  std::unordered_set<NSUUID> everSaved_;
+  std::unordered_set<std::string> strings_;            // never erased: StoredObject points here
+  std::unordered_map<std::string, TypeTable> tables_;  // by type identifier
+  std::unordered_map<NSUUID, Saved> saved_;
   std::map<std::string, SourceInfo> sources_;
+  struct DeviceHash {
+    std::size_t operator()(const HKDevice::Pointer& device) const { return device->hash(); }
+  };
+  struct DeviceEqual {
+    bool operator()(const HKDevice::Pointer& a, const HKDevice::Pointer& b) const {
+      return a->isEqual(*b);
+    }
+  };
+  std::unordered_set<HKDevice::Pointer, DeviceHash, DeviceEqual> devices_;
 };
 
 }  // namespace platform::healthkit

@@ -191,13 +191,14 @@ void HKHealthStore::saveObjects(const std::vector<std::shared_ptr<const HKObject
         return;
       }
     }
-    // What is stored is a copy that records this app as its source and shares the device
-    // objects equal to it use; the caller's object stays.
+    // What is stored is a copy that records this app as its source and shares its device and
+    // metadata with the objects that have equal ones; the caller's object stays.
     std::vector<std::shared_ptr<const HKObject>> stamped;
     stamped.reserve(objects.size());
     for (const auto& object : objects) {
       stamped.push_back(HKObjectAccess::copyForStore(
-          *object, self->sourceRevision_, state.database().sharedDevice(object->device())));
+          *object, self->sourceRevision_, state.sharedParts().device(object->device()),
+          state.sharedParts().metadata(object->metadata())));
     }
     auto result = state.database().insert(stamped, self->bundleIdentifier());
     if (result.failure) {

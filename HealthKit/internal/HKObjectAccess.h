@@ -2,9 +2,9 @@
 
 // HKObjectAccess: what the store and the importer change on an object that applications cannot:
 // its source revision (set to the saving application's on save) and its UUID (the importer
-// derives stable UUIDs so that loading one export twice gives the same objects) and its device
-// (the store keeps one copy of each distinct device). Each returns a changed copy; the object
-// itself stays as it was. Internal to HealthKit/.
+// derives stable UUIDs so that loading one export twice gives the same objects), and its device
+// and metadata (the store keeps one copy of each distinct value). Each returns a changed copy; the
+// object itself stays as it was. Internal to HealthKit/.
 
 #include <memory>
 
@@ -19,14 +19,15 @@ struct HKObjectAccess {
     return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
   }
 
-  // The copy a store keeps: the saving application's revision and `device`, which must equal
-  // the object's own.
+  // The copy a store keeps: the saving application's revision, and `device` and `metadata`,
+  // which must equal the object's own.
   template <class T>
   static std::shared_ptr<const T> copyForStore(const T& object, HKSourceRevision::Pointer revision,
-                                               HKDevice::Pointer device) {
+                                               HKDevice::Pointer device, HKMetadata metadata) {
     std::shared_ptr<HKObject> copy = static_cast<const HKObject&>(object).copyObject();
     copy->setSourceRevision(std::move(revision));
     copy->device_ = std::move(device);
+    copy->metadata_ = std::move(metadata);
     return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
   }
 

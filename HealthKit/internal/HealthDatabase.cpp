@@ -291,12 +291,6 @@ const std::string* HealthDatabase::internLocked(const std::string& text) {
   return &*strings_.insert(text).first;
 }
 
-HKDevice::Pointer HealthDatabase::sharedDevice(const HKDevice::Pointer& device) {
-  if (!device) return device;
-  std::lock_guard<std::mutex> lock(mutex_);
-  return *devices_.insert(device).first;
-}
-
 std::map<std::string, HealthDatabase::SourceInfo> HealthDatabase::sources() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return sources_;

@@ -124,10 +124,6 @@ class HealthDatabase {
   };
   std::map<std::string, SourceInfo> sources() const;
 
-  // The database's one copy of a device equal to `device` (nullptr stays nullptr): objects saved
-  // from the same device share it instead of each holding its own.
-  HKDevice::Pointer sharedDevice(const HKDevice::Pointer& device);
-
  private:
   // A live object or a deletion of the type, by the sample's dates, then by anchor.
   struct DateEntry {
@@ -190,15 +186,6 @@ class HealthDatabase {
   std::unordered_map<std::string, TypeTable> tables_;  // by type identifier
   std::unordered_map<NSUUID, Saved> saved_;
   std::map<std::string, SourceInfo> sources_;
-  struct DeviceHash {
-    std::size_t operator()(const HKDevice::Pointer& device) const { return device->hash(); }
-  };
-  struct DeviceEqual {
-    bool operator()(const HKDevice::Pointer& a, const HKDevice::Pointer& b) const {
-      return a->isEqual(*b);
-    }
-  };
-  std::unordered_set<HKDevice::Pointer, DeviceHash, DeviceEqual> devices_;
 };
 
 }  // namespace platform::healthkit

@@ -198,7 +198,7 @@ void HKHealthStore::saveObjects(const std::vector<std::shared_ptr<const HKObject
     for (const auto& object : objects) {
       stamped.push_back(HKObjectAccess::copyForStore(
           *object, self->sourceRevision_, state.sharedParts().device(object->device()),
-          state.sharedParts().metadata(object->metadata())));
+          state.sharedParts().metadata(HKObjectAccess::packedMetadata(*object))));
     }
     auto result = state.database().insert(stamped, self->bundleIdentifier());
     if (result.failure) {

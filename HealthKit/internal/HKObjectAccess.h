@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "HealthKit/HKObject.h"
+#include "HealthKit/internal/PackedMetadata.h"
 
 struct HKObjectAccess {
   template <class T>
@@ -22,13 +23,20 @@ struct HKObjectAccess {
   // The copy a store keeps: the saving application's revision, and `device` and `metadata`,
   // which must equal the object's own.
   template <class T>
-  static std::shared_ptr<const T> copyForStore(const T& object, HKSourceRevision::Pointer revision,
-                                               HKDevice::Pointer device, HKMetadata metadata) {
+  static std::shared_ptr<const T> copyForStore(
+      const T& object, HKSourceRevision::Pointer revision, HKDevice::Pointer device,
+      std::shared_ptr<const platform::healthkit::PackedMetadata> metadata) {
     std::shared_ptr<HKObject> copy = static_cast<const HKObject&>(object).copyObject();
     copy->setSourceRevision(std::move(revision));
     copy->device_ = std::move(device);
     copy->metadata_ = std::move(metadata);
     return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
+  }
+
+  // The metadata in the form the object keeps it (nullptr: none).
+  static const std::shared_ptr<const platform::healthkit::PackedMetadata>& packedMetadata(
+      const HKObject& object) {
+    return object.metadata_;
   }
 
   template <class T>

@@ -5,9 +5,8 @@
 // HKDevice and one dictionary between them instead of a million of each.
 //
 // Values are only ever shared with exactly equal ones: equal devices (HKDevice::isEqual), and
-// dictionaries with the same keys whose values are of the same kind and boxing (YES, 1 and 1.0
-// stay apart), with the same strings, numbers and instants, and the very same objects. What a
-// reader sees of a saved object is therefore unchanged. Parts stay until the device goes.
+// metadata a reader cannot tell apart (PackedMetadata::isSame). What a reader sees of a saved
+// object is therefore unchanged. Parts stay until the device goes.
 //
 // Thread-safe. Owned by DeviceState; HKHealthStore asks it when it copies objects to store.
 
@@ -17,6 +16,7 @@
 #include <unordered_set>
 
 #include "HealthKit/HKObject.h"
+#include "HealthKit/internal/PackedMetadata.h"
 
 namespace platform::healthkit {
 
@@ -24,7 +24,8 @@ class SharedParts {
  public:
   // The shared copy of a value equal to the argument (nullptr stays nullptr).
   HKDevice::Pointer device(const HKDevice::Pointer& device);
-  HKMetadata metadata(const HKMetadata& metadata);
+  std::shared_ptr<const PackedMetadata> metadata(
+      const std::shared_ptr<const PackedMetadata>& metadata);
 
  private:
   struct DeviceHash {
@@ -36,15 +37,20 @@ class SharedParts {
     }
   };
   struct MetadataHash {
-    std::size_t operator()(const HKMetadata& metadata) const;
+    std::size_t operator()(const std::shared_ptr<const PackedMetadata>& metadata) const {
+      return metadata->hash();
+    }
   };
   struct MetadataEqual {
-    bool operator()(const HKMetadata& a, const HKMetadata& b) const;
+    bool operator()(const std::shared_ptr<const PackedMetadata>& a,
+                    const std::shared_ptr<const PackedMetadata>& b) const {
+      return a->isSame(*b);
+    }
   };
 
   std::mutex mutex_;  // guards devices_ and metadata_
   std::unordered_set<HKDevice::Pointer, DeviceHash, DeviceEqual> devices_;
-  std::unordered_set<HKMetadata, MetadataHash, MetadataEqual> metadata_;
+  std::unordered_set<std::shared_ptr<const PackedMetadata>, MetadataHash, MetadataEqual> metadata_;
 };
 
 }  // namespace platform::healthkit

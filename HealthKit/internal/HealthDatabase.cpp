@@ -74,12 +74,11 @@ std::vector<std::uint64_t> HealthDatabase::TypeTable::anchorsWithin(
     const double from = std::max(range.startFrom, range.endFrom - longest);
     const double to = std::min(range.startTo, range.endTo);
     if (!(from <= to)) continue;
-    for (auto entry = byDate.lower_bound(DateEntry{from, 0, 0});
-         entry != byDate.end() && entry->start <= to; ++entry) {
-      if (entry->anchor > after && range.contains(entry->start, entry->end)) {
-        anchors.push_back(entry->anchor);
+    byDate.forEachStartingWithin(from, to, [&](const DateIndex::Entry& entry) {
+      if (entry.anchor > after && range.contains(entry.start, entry.end)) {
+        anchors.push_back(entry.anchor);
       }
-    }
+    });
   }
   std::sort(anchors.begin(), anchors.end());
   anchors.erase(std::unique(anchors.begin(), anchors.end()), anchors.end());
@@ -134,7 +133,7 @@ HealthDatabase::SaveResult HealthDatabase::insert(
     TypeTable& table = tables_[*stored.typeIdentifier];
     const auto [start, end] = datesOf(*object);
     table.objects.push_back(stored);
-    table.byDate.insert(DateEntry{start, end, stored.anchor});
+    table.byDate.insert(DateIndex::Entry{start, end, stored.anchor});
     table.longest = std::max(table.longest, end - start);
     if (sources_.count(owner) == 0) {
       sources_[owner] = SourceInfo{sources_.size(), isWatch(*object)};
@@ -156,8 +155,8 @@ void HealthDatabase::eraseLocked(const StoredObject& stored, DatabaseChange& cha
         HKDeletedObject::deletedObjectWithUUID(object->UUID(), object->metadata()), entry->object,
         entry->typeIdentifier, entry->owner, ++lastAnchor_};
     const auto [start, end] = datesOf(*entry->object);
-    table.byDate.erase(DateEntry{start, end, entry->anchor});
-    table.byDate.insert(DateEntry{start, end, deletion.anchor});
+    table.byDate.erase(DateIndex::Entry{start, end, entry->anchor});
+    table.byDate.insert(DateIndex::Entry{start, end, deletion.anchor});
     entry->object = nullptr;
     // Dropping the deleted objects' places now and then keeps deletions cheap and the table lean.
     if (++table.erased > table.objects.size() / 2) {

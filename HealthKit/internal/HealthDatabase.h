@@ -26,7 +26,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -36,6 +35,7 @@
 #include "HealthKit/HKDeletedObject.h"
 #include "HealthKit/HKObject.h"
 #include "HealthKit/HKSample.h"
+#include "HealthKit/internal/DateIndex.h"
 #include "HealthKit/internal/PredicateDateBounds.h"
 
 namespace platform::healthkit {
@@ -125,21 +125,11 @@ class HealthDatabase {
   std::map<std::string, SourceInfo> sources() const;
 
  private:
-  // A live object or a deletion of the type, by the sample's dates, then by anchor.
-  struct DateEntry {
-    double start = 0;
-    double end = 0;
-    std::uint64_t anchor = 0;
-    bool operator<(const DateEntry& other) const {
-      return start != other.start ? start < other.start : anchor < other.anchor;
-    }
-  };
-
   struct TypeTable {
     std::vector<StoredObject> objects;      // ascending anchors; a deleted one keeps a null object
     std::size_t erased = 0;                 // null objects in `objects`, dropped now and then
     std::vector<StoredDeletion> deletions;  // ascending anchors
-    std::set<DateEntry> byDate;             // every live object and deletion
+    DateIndex byDate;                       // every live object and deletion
     double longest = 0;                     // the longest duration ever stored, in seconds
 
     const StoredObject* objectAt(std::uint64_t anchor) const;

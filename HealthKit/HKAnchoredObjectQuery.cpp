@@ -4,6 +4,7 @@
 
 #include "HealthKit/HKError.h"
 #include "HealthKit/internal/HKQueryAnchorAccess.h"
+#include "HealthKit/internal/PredicateDateBounds.h"
 #include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 
@@ -57,9 +58,9 @@ void HKAnchoredObjectQuery::databaseDidChange(const platform::healthkit::QueryEx
   if (!started_) return;
   const std::string& type = objectType()->identifier();
   bool ofThisType = false;
-  for (const auto& added : change.added) ofThisType = ofThisType || added.typeIdentifier == type;
+  for (const auto& added : change.added) ofThisType = ofThisType || *added.typeIdentifier == type;
   for (const auto& deleted : change.deleted) {
-    ofThisType = ofThisType || deleted.typeIdentifier == type;
+    ofThisType = ofThisType || *deleted.typeIdentifier == type;
   }
   if (!ofThisType) return;
   if (ResultsHandler handler = updateHandler()) {
@@ -83,6 +84,7 @@ void HKAnchoredObjectQuery::report(const platform::healthkit::QueryExecution& ex
     try {
       changes = execution.state().database().changesSince(
           objectType()->identifier(), position_, limit,
+          platform::healthkit::dateBoundsOf(predicate()),
           execution.state().readFilter(execution.reader, predicate()));
     } catch (const std::exception& error) {
       failure = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, error.what());

@@ -16,10 +16,9 @@ HKCategorySample::HKCategorySample(std::shared_ptr<const HKCategoryType> type, l
                                    NSDate startDate, NSDate endDate, HKDevice::Pointer device,
                                    HKMetadata metadata)
     : HKSample(kClassName, type, startDate, endDate, std::move(device), std::move(metadata)),
-      categoryType_(std::move(type)),
       value_(value) {
-  const std::string& identifier = categoryType_->identifier();
-  if (!categoryType_->isValidValue(value_)) {
+  const std::string& identifier = type->identifier();
+  if (!type->isValidValue(value_)) {
     throw std::invalid_argument(std::string(kClassName) + ": " + std::to_string(value_) +
                                 " is not a valid value for " + identifier);
   }
@@ -42,12 +41,27 @@ HKCategorySample::Pointer HKCategorySample::categorySampleWithType(
 HKCategorySample::Pointer HKCategorySample::categorySampleWithType(
     std::shared_ptr<const HKCategoryType> type, long value, NSDate startDate, NSDate endDate,
     HKDevice::Pointer device, HKMetadata metadata) {
-  return Pointer(new HKCategorySample(std::move(type), value, startDate, endDate, std::move(device),
-                                      std::move(metadata)));
+  // Made in one allocation with its reference count: the class's constructors are private, so
+  // a local class that may call them stands in.
+  struct Shared : HKCategorySample {
+    Shared(std::shared_ptr<const HKCategoryType> type, long value, NSDate startDate, NSDate endDate,
+           HKDevice::Pointer device, HKMetadata metadata)
+        : HKCategorySample(std::move(type), value, startDate, endDate, std::move(device),
+                           std::move(metadata)) {}
+  };
+  return std::make_shared<const Shared>(std::move(type), value, startDate, endDate,
+                                        std::move(device), std::move(metadata));
+}
+
+std::shared_ptr<const HKCategoryType> HKCategorySample::categoryType() const {
+  return std::static_pointer_cast<const HKCategoryType>(sampleType());
 }
 
 std::shared_ptr<HKObject> HKCategorySample::copyObject() const {
-  return std::shared_ptr<HKCategorySample>(new HKCategorySample(*this));
+  struct Shared : HKCategorySample {
+    explicit Shared(const HKCategorySample& sample) : HKCategorySample(sample) {}
+  };
+  return std::make_shared<Shared>(*this);
 }
 
 NSAny HKCategorySample::valueForKey(const std::string& key) const {

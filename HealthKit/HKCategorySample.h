@@ -32,7 +32,8 @@ class HKCategorySample : public HKSample {
                                         NSDate startDate, NSDate endDate, HKDevice::Pointer device,
                                         HKMetadata metadata);
 
-  const std::shared_ptr<const HKCategoryType>& categoryType() const { return categoryType_; }
+  // The sample type as a category type.
+  std::shared_ptr<const HKCategoryType> categoryType() const;
   long value() const { return value_; }
 
   NSAny valueForKey(const std::string& key) const override;
@@ -43,6 +44,5 @@ class HKCategorySample : public HKSample {
                    NSDate endDate, HKDevice::Pointer device, HKMetadata metadata);
   std::shared_ptr<HKObject> copyObject() const override;
 
-  std::shared_ptr<const HKCategoryType> categoryType_;
   long value_;
 };

@@ -8,6 +8,7 @@
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/DeviceState.h"
 #include "HealthKit/internal/HKObjectAccess.h"
+#include "HealthKit/internal/PredicateDateBounds.h"
 #include "HealthKit/internal/QueryExecution.h"
 
 using platform::healthkit::DeviceState;
@@ -190,11 +191,14 @@ void HKHealthStore::saveObjects(const std::vector<std::shared_ptr<const HKObject
         return;
       }
     }
-    // What is stored is a copy that records this app as its source; the caller's object stays.
+    // What is stored is a copy that records this app as its source and shares its device and
+    // metadata with the objects that have equal ones; the caller's object stays.
     std::vector<std::shared_ptr<const HKObject>> stamped;
     stamped.reserve(objects.size());
     for (const auto& object : objects) {
-      stamped.push_back(HKObjectAccess::copyWithSourceRevision(*object, self->sourceRevision_));
+      stamped.push_back(HKObjectAccess::copyForStore(
+          *object, self->sourceRevision_, state.sharedParts().device(object->device()),
+          state.sharedParts().metadata(HKObjectAccess::packedMetadata(*object))));
     }
     auto result = state.database().insert(stamped, self->bundleIdentifier());
     if (result.failure) {
@@ -275,7 +279,9 @@ void HKHealthStore::deleteObjectsOfType(const std::shared_ptr<const HKObjectType
     };
     std::vector<std::shared_ptr<const HKObject>> doomed;
     try {
-      for (const auto& stored : state.database().objects(objectType->identifier(), ownMatching)) {
+      for (const auto& stored :
+           state.database().objects(objectType->identifier(),
+                                    platform::healthkit::dateBoundsOf(predicate), ownMatching)) {
         doomed.push_back(stored.object);
       }
     } catch (const std::exception& error) {

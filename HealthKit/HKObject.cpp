@@ -6,6 +6,7 @@
 #include "HealthKit/HKMetadata.h"
 #include "HealthKit/HKQuantity.h"
 #include "HealthKit/HKUnit.h"
+#include "HealthKit/internal/PackedMetadata.h"
 
 const std::string HKPredicateKeyPathUUID = "UUID";
 const std::string HKPredicateKeyPathSource = "source";
@@ -67,10 +68,13 @@ HKObject::HKObject(const char* className, HKDevice::Pointer device, HKMetadata m
     : sourceRevision_(HKSourceRevision::sourceRevisionWithSource(
           HKSource::defaultSource(), std::nullopt, std::nullopt,
           NSProcessInfo::processInfo().operatingSystemVersion())),
-      device_(std::move(device)),
-      metadata_(std::move(metadata)) {
-  if (metadata_) checkMetadata(className, *metadata_);
+      device_(std::move(device)) {
+  if (!metadata) return;
+  checkMetadata(className, *metadata);
+  metadata_ = std::make_shared<const platform::healthkit::PackedMetadata>(*metadata);
 }
+
+HKMetadata HKObject::metadata() const { return metadata_ ? metadata_->dictionary() : nullptr; }
 
 void HKObject::setSourceRevision(HKSourceRevision::Pointer revision) {
   sourceRevision_ = std::move(revision);
@@ -86,6 +90,6 @@ NSAny HKObject::valueForKey(const std::string& key) const {
   if (key == HKPredicateKeyPathSource) return sourceRevision_->source();
   if (key == HKPredicateKeyPathSourceRevision) return sourceRevision_;
   if (key == HKPredicateKeyPathDevice) return device_;
-  if (key == HKPredicateKeyPathMetadata) return metadata_;
+  if (key == HKPredicateKeyPathMetadata) return metadata();
   return NSObject::valueForKey(key);
 }

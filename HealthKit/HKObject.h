@@ -30,6 +30,10 @@ extern const std::string HKPredicateKeyPathCorrelation;     // "correlation"
 
 using HKMetadata = std::shared_ptr<const NSDictionary>;
 
+namespace platform::healthkit {
+class PackedMetadata;
+}
+
 class HKObject : public NSObject {
  public:
   const NSUUID& UUID() const { return uuid_; }
@@ -38,8 +42,9 @@ class HKObject : public NSObject {
   const HKSourceRevision::Pointer& sourceRevision() const { return sourceRevision_; }
   // The device that took the measurement, or nullptr.
   const HKDevice::Pointer& device() const { return device_; }
-  // The metadata, or nullptr when there is none.
-  const HKMetadata& metadata() const { return metadata_; }
+  // The metadata, or nullptr when there is none: a new dictionary, equal every time, made from
+  // the compact form the object keeps.
+  HKMetadata metadata() const;
 
   // Equal by UUID.
   bool isEqual(const NSObject& other) const override;
@@ -63,5 +68,5 @@ class HKObject : public NSObject {
   NSUUID uuid_;
   HKSourceRevision::Pointer sourceRevision_;
   HKDevice::Pointer device_;
-  HKMetadata metadata_;
+  std::shared_ptr<const platform::healthkit::PackedMetadata> metadata_;
 };

@@ -21,14 +21,15 @@ void HKObserverQuery::databaseDidChange(const platform::healthkit::QueryExecutio
   bool relevant = false;
   try {
     for (const auto& added : change.added) {
-      if (added.typeIdentifier == type && filter(*added.object, added.owner)) {
+      if (*added.typeIdentifier == type && filter(*added.object, *added.owner)) {
         relevant = true;
         break;
       }
     }
     for (const auto& deleted : change.deleted) {
       if (relevant) break;
-      if (deleted.typeIdentifier == type && filter(*deleted.former, deleted.owner)) relevant = true;
+      if (*deleted.typeIdentifier == type && filter(*deleted.former, *deleted.owner))
+        relevant = true;
     }
   } catch (const std::exception& error) {
     if (updateHandler_) {

@@ -22,23 +22,30 @@ constexpr const char* kClassName = "HKQuantitySample";
 HKQuantitySample::HKQuantitySample(std::shared_ptr<const HKQuantityType> type,
                                    HKQuantity::Pointer quantity, NSDate startDate, NSDate endDate,
                                    HKDevice::Pointer device, HKMetadata metadata)
-    : HKSample(kClassName, type, startDate, endDate, std::move(device), std::move(metadata)),
-      quantityType_(std::move(type)),
-      quantity_(std::move(quantity)) {
-  if (!quantity_) reject("quantity must not be null");
-  const HKUnit& unit = *HKQuantityAccess::unit(*quantity_);
-  if (!quantityType_->isCompatibleWithUnit(unit)) {
-    reject(quantity_->description() + " is not compatible with " + quantityType_->identifier());
+    : HKSample(kClassName, type, startDate, endDate, std::move(device), std::move(metadata)) {
+  if (!quantity) reject("quantity must not be null");
+  unit_ = HKQuantityAccess::unit(*quantity);
+  value_ = HKQuantityAccess::value(*quantity);
+  if (!type->isCompatibleWithUnit(*unit_)) {
+    reject(quantity->description() + " is not compatible with " + type->identifier());
   }
-  if (!std::isfinite(HKQuantityAccess::value(*quantity_))) {
-    reject("the quantity must be a finite number, not " + quantity_->description());
+  if (!std::isfinite(value_)) {
+    reject("the quantity must be a finite number, not " + quantity->description());
   }
-  if (quantityType_->identifier() == HKQuantityTypeIdentifierInsulinDelivery &&
+  if (type->identifier() == HKQuantityTypeIdentifierInsulinDelivery &&
       (!this->metadata() ||
        this->metadata()->objectForKey(HKMetadataKeyInsulinDeliveryReason).isNil())) {
-    reject(quantityType_->identifier() + " samples require the metadata key " +
+    reject(type->identifier() + " samples require the metadata key " +
            HKMetadataKeyInsulinDeliveryReason);
   }
+}
+
+std::shared_ptr<const HKQuantityType> HKQuantitySample::quantityType() const {
+  return std::static_pointer_cast<const HKQuantityType>(sampleType());
+}
+
+HKQuantity::Pointer HKQuantitySample::quantity() const {
+  return HKQuantity::quantityWithUnit(unit_, value_);
 }
 
 HKQuantitySample::Pointer HKQuantitySample::quantitySampleWithType(
@@ -51,21 +58,32 @@ HKQuantitySample::Pointer HKQuantitySample::quantitySampleWithType(
 HKQuantitySample::Pointer HKQuantitySample::quantitySampleWithType(
     std::shared_ptr<const HKQuantityType> type, HKQuantity::Pointer quantity, NSDate startDate,
     NSDate endDate, HKDevice::Pointer device, HKMetadata metadata) {
-  return Pointer(new HKQuantitySample(std::move(type), std::move(quantity), startDate, endDate,
-                                      std::move(device), std::move(metadata)));
+  // Made in one allocation with its reference count: the class's constructors are private, so
+  // a local class that may call them stands in.
+  struct Shared : HKQuantitySample {
+    Shared(std::shared_ptr<const HKQuantityType> type, HKQuantity::Pointer quantity,
+           NSDate startDate, NSDate endDate, HKDevice::Pointer device, HKMetadata metadata)
+        : HKQuantitySample(std::move(type), std::move(quantity), startDate, endDate,
+                           std::move(device), std::move(metadata)) {}
+  };
+  return std::make_shared<const Shared>(std::move(type), std::move(quantity), startDate, endDate,
+                                        std::move(device), std::move(metadata));
 }
 
 std::shared_ptr<HKObject> HKQuantitySample::copyObject() const {
-  return std::shared_ptr<HKQuantitySample>(new HKQuantitySample(*this));
+  struct Shared : HKQuantitySample {
+    explicit Shared(const HKQuantitySample& sample) : HKQuantitySample(sample) {}
+  };
+  return std::make_shared<Shared>(*this);
 }
 
 NSAny HKQuantitySample::valueForKey(const std::string& key) const {
-  if (key == HKPredicateKeyPathQuantity) return quantity_;
+  if (key == HKPredicateKeyPathQuantity) return quantity();
   if (key == HKPredicateKeyPathCount) return count_;
   return HKSample::valueForKey(key);
 }
 
 std::string HKQuantitySample::description() const {
-  return UUID().UUIDString() + " " + quantity_->description() + " \"" + source()->name() + "\" (" +
+  return UUID().UUIDString() + " " + quantity()->description() + " \"" + source()->name() + "\" (" +
          startDate().description() + " - " + endDate().description() + ")";
 }

@@ -3,7 +3,9 @@
 // HKQuantitySample: a numeric measurement over a stretch of time (steps walked, a heart rate, a
 // body mass).
 //
-// Immutable and shared; safe to use from any thread. The factories throw std::invalid_argument,
+// Immutable and shared; safe to use from any thread. A sample keeps its amount as a number in
+// the unit it was made with; quantity() and quantityType() hand out objects made from it (equal
+// every time, not the same object). The factories throw std::invalid_argument,
 // as HealthKit raises, when the quantity's unit does not suit the type (a mass for heart rate),
 // the value is not a finite number, the end is before the start, the metadata is malformed, or
 // an insulin delivery lacks HKMetadataKeyInsulinDeliveryReason.
@@ -36,8 +38,8 @@ class HKQuantitySample : public HKSample {
                                         NSDate endDate, HKDevice::Pointer device,
                                         HKMetadata metadata);
 
-  const std::shared_ptr<const HKQuantityType>& quantityType() const { return quantityType_; }
-  const HKQuantity::Pointer& quantity() const { return quantity_; }
+  std::shared_ptr<const HKQuantityType> quantityType() const;
+  HKQuantity::Pointer quantity() const;
   // How many measurements the sample stands for: 1 unless it summarises a series.
   long count() const { return count_; }
 
@@ -50,7 +52,7 @@ class HKQuantitySample : public HKSample {
                    NSDate startDate, NSDate endDate, HKDevice::Pointer device, HKMetadata metadata);
   std::shared_ptr<HKObject> copyObject() const override;
 
-  std::shared_ptr<const HKQuantityType> quantityType_;
-  HKQuantity::Pointer quantity_;
+  HKUnit::Pointer unit_;
+  double value_ = 0;
   long count_ = 1;
 };

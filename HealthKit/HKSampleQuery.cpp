@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "HealthKit/HKError.h"
+#include "HealthKit/internal/PredicateDateBounds.h"
 #include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 
@@ -23,7 +24,7 @@ void HKSampleQuery::run(const platform::healthkit::QueryExecution& execution) {
     platform::healthkit::QueryAnswerTimer timer(execution.state());
     try {
       for (const auto& stored : execution.state().database().objects(
-               objectType()->identifier(),
+               objectType()->identifier(), platform::healthkit::dateBoundsOf(predicate()),
                execution.state().readFilter(execution.reader, predicate()))) {
         samples.push_back(std::dynamic_pointer_cast<const HKSample>(stored.object));
       }

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "HealthKit/HKError.h"
+#include "HealthKit/internal/PredicateDateBounds.h"
 #include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 #include "HealthKit/internal/StatisticsCalculator.h"
@@ -82,6 +83,7 @@ std::shared_ptr<const HKStatisticsCollection> HKStatisticsCollectionQuery::colle
   platform::healthkit::QueryAnswerTimer timer(state);
   platform::healthkit::IntervalGrid grid(anchorDate_, intervalComponents_, state.calendar());
   const auto samples = state.database().objects(quantityType_->identifier(),
+                                                platform::healthkit::dateBoundsOf(predicate()),
                                                 state.readFilter(execution.reader, predicate()));
   auto statistics = platform::healthkit::computeStatistics(
       quantityType_, options_, grid, samples, state.sourceRanks(quantityType_->identifier()));
@@ -122,12 +124,12 @@ void HKStatisticsCollectionQuery::databaseDidChange(
   const auto filter = state.readFilter(execution.reader, predicate());
   try {
     for (const auto& added : change.added) {
-      if (!changed && added.typeIdentifier == type && filter(*added.object, added.owner)) {
+      if (!changed && *added.typeIdentifier == type && filter(*added.object, *added.owner)) {
         changed = std::static_pointer_cast<const HKSample>(added.object)->startDate();
       }
     }
     for (const auto& deleted : change.deleted) {
-      if (!changed && deleted.typeIdentifier == type && filter(*deleted.former, deleted.owner)) {
+      if (!changed && *deleted.typeIdentifier == type && filter(*deleted.former, *deleted.owner)) {
         changed = std::static_pointer_cast<const HKSample>(deleted.former)->startDate();
       }
     }

@@ -1,7 +1,8 @@
 #pragma once
 
 // Parses a predicate format with its arguments into a tree of NSComparisonPredicate,
-// NSCompoundPredicate and constant predicates. Used by NSPredicate::predicateWithFormat only.
+// NSCompoundPredicate and constant predicates. Used by NSPredicate::predicateWithFormat and by
+// HealthKit's simulator, which reads date bounds out of a format predicate's tree.
 // Throws std::invalid_argument "predicateWithFormat: <problem> at offset <n> in \"<format>\"".
 
 #include <memory>

@@ -72,12 +72,19 @@ Filter DeviceState::readFilter(const std::string& reader,
   }
   return [limited, reader, permissions = std::move(permissions), predicate = std::move(predicate)](
              const HKObject& object, const std::string& owner) {
-    if (limited) {
+    auto visible = [&](const std::string& type) {
+      auto found = permissions.find(type);
+      const Permission granted = found == permissions.end() ? Permission{} : found->second;
+      return granted.read == true || (owner == reader && granted.share == true);
+    };
+    // Most objects are plain samples, governed by their own type: no list of types to build.
+    const auto* correlation = dynamic_cast<const HKCorrelation*>(&object);
+    const auto* sample = dynamic_cast<const HKSample*>(&object);
+    if (limited && (!correlation || correlation->objects().empty())) {
+      if (sample && !visible(sample->sampleType()->identifier())) return false;
+    } else if (limited) {
       for (const std::string& type : governingTypes(object)) {
-        auto found = permissions.find(type);
-        const Permission granted = found == permissions.end() ? Permission{} : found->second;
-        const bool visible = granted.read == true || (owner == reader && granted.share == true);
-        if (!visible) return false;
+        if (!visible(type)) return false;
       }
     }
     return !predicate || predicate->evaluateWithObject(object);

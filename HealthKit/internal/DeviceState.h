@@ -28,6 +28,7 @@
 #include "HealthKit/Simulator/ScriptedHealthUser.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/HealthDatabase.h"
+#include "HealthKit/internal/SharedParts.h"
 
 class HKQuery;
 
@@ -38,6 +39,8 @@ class DeviceState {
   explicit DeviceState(std::shared_ptr<const HKSourceRevision> hostRevision);
 
   HealthDatabase& database() { return database_; }
+  // The devices and metadata saved objects share.
+  SharedParts& sharedParts() { return sharedParts_; }
   ScriptedHealthUser& user() { return user_; }
   // Saves, deletions and authorization requests run here, one at a time, in order.
   const dispatch_queue_t& workQueue() const { return workQueue_; }
@@ -129,6 +132,7 @@ class DeviceState {
   const std::shared_ptr<const HKSourceRevision> hostRevision_;
   const std::string hostBundle_;
   HealthDatabase database_;
+  SharedParts sharedParts_;
   ScriptedHealthUser user_;
   const dispatch_queue_t workQueue_;
 

@@ -2,12 +2,14 @@
 
 // HKObjectAccess: what the store and the importer change on an object that applications cannot:
 // its source revision (set to the saving application's on save) and its UUID (the importer
-// derives stable UUIDs so that loading one export twice gives the same objects). Each returns a
-// changed copy; the object itself stays as it was. Internal to HealthKit/.
+// derives stable UUIDs so that loading one export twice gives the same objects), and its device
+// and metadata (the store keeps one copy of each distinct value). Each returns a changed copy; the
+// object itself stays as it was. Internal to HealthKit/.
 
 #include <memory>
 
 #include "HealthKit/HKObject.h"
+#include "HealthKit/internal/PackedMetadata.h"
 
 struct HKObjectAccess {
   template <class T>
@@ -16,6 +18,25 @@ struct HKObjectAccess {
     std::shared_ptr<HKObject> copy = static_cast<const HKObject&>(object).copyObject();
     copy->setSourceRevision(std::move(revision));
     return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
+  }
+
+  // The copy a store keeps: the saving application's revision, and `device` and `metadata`,
+  // which must equal the object's own.
+  template <class T>
+  static std::shared_ptr<const T> copyForStore(
+      const T& object, HKSourceRevision::Pointer revision, HKDevice::Pointer device,
+      std::shared_ptr<const platform::healthkit::PackedMetadata> metadata) {
+    std::shared_ptr<HKObject> copy = static_cast<const HKObject&>(object).copyObject();
+    copy->setSourceRevision(std::move(revision));
+    copy->device_ = std::move(device);
+    copy->metadata_ = std::move(metadata);
+    return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
+  }
+
+  // The metadata in the form the object keeps it (nullptr: none).
+  static const std::shared_ptr<const platform::healthkit::PackedMetadata>& packedMetadata(
+      const HKObject& object) {
+    return object.metadata_;
   }
 
   template <class T>

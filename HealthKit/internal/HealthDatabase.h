@@ -10,6 +10,12 @@
 // reader may see. Read results are copies of shared, immutable objects, so callers work on them
 // outside the lock.
 //
+// Each type keeps its objects in anchor order and an index of them (and of its deletions) by
+// start date. A read bounded by dates (PredicateDateBounds) looks up only the index entries
+// that can overlap its bounds: a sample overlaps by its start and end, so the lookup widens the
+// start bound by the type's longest duration. Reads return the same objects in the same order
+// whether or not they are bounded; the bounds only spare the walk over the rest.
+//
 // Thread-safe. Owned by DeviceState.
 
 #include <algorithm>
@@ -29,21 +35,25 @@
 #include "HealthKit/HKDeletedObject.h"
 #include "HealthKit/HKObject.h"
 #include "HealthKit/HKSample.h"
+#include "HealthKit/internal/DateIndex.h"
+#include "HealthKit/internal/PredicateDateBounds.h"
 
 namespace platform::healthkit {
 
+// The strings point into the database's one copy of each distinct value, which lives as long as
+// the database.
 struct StoredObject {
   std::shared_ptr<const HKObject> object;
-  std::string typeIdentifier;
-  std::string owner;  // bundle identifier of the app that saved it
+  const std::string* typeIdentifier = nullptr;
+  const std::string* owner = nullptr;  // bundle identifier of the app that saved it
   std::uint64_t anchor = 0;
 };
 
 struct StoredDeletion {
   std::shared_ptr<const HKDeletedObject> deleted;
   std::shared_ptr<const HKObject> former;  // the object as it was, for predicates and permissions
-  std::string typeIdentifier;
-  std::string owner;
+  const std::string* typeIdentifier = nullptr;
+  const std::string* owner = nullptr;
   std::uint64_t anchor = 0;
 };
 
@@ -86,20 +96,25 @@ class HealthDatabase {
   DeleteResult remove(const std::vector<std::shared_ptr<const HKObject>>& objects,
                       const std::string& owner);
 
-  // The type's stored objects that pass the filter, in the order they were saved.
-  std::vector<StoredObject> objects(const std::string& typeIdentifier, const Filter& filter) const;
+  // The type's stored objects that pass the filter, in the order they were saved. Objects outside
+  // every range of `within` are left out without asking the filter; the filter must reject them
+  // anyway (see PredicateDateBounds.h).
+  std::vector<StoredObject> objects(const std::string& typeIdentifier,
+                                    const std::vector<DateBounds>& within,
+                                    const Filter& filter) const;
 
   // The type's objects and deletions with anchors above `anchor` that pass the filter, in anchor
   // order, at most `limit` of both together (0: no limit). `newAnchor` is the anchor of the last
   // one returned when the limit cut the answer short, otherwise the latest anchor of the
-  // database, so nothing the reader could not see is ever reported later.
+  // database, so nothing the reader could not see is ever reported later. `within` bounds the
+  // objects and deletions looked at, as for objects().
   struct Changes {
     std::vector<StoredObject> added;
     std::vector<StoredDeletion> deleted;
     std::uint64_t newAnchor = 0;
   };
   Changes changesSince(const std::string& typeIdentifier, std::uint64_t anchor, std::size_t limit,
-                       const Filter& filter) const;
+                       const std::vector<DateBounds>& within, const Filter& filter) const;
 
   // The order in which bundle identifiers first saved anything (0 first), and whether the
   // source is a watch, as its first saved object's revision or device says.
@@ -111,18 +126,55 @@ class HealthDatabase {
 
  private:
   struct TypeTable {
-    std::map<std::uint64_t, StoredObject> objects;  // by anchor
-    std::vector<StoredDeletion> deletions;          // ascending anchors
+    std::vector<StoredObject> objects;      // ascending anchors; a deleted one keeps a null object
+    std::size_t erased = 0;                 // null objects in `objects`, dropped now and then
+    std::vector<StoredDeletion> deletions;  // ascending anchors
+    DateIndex byDate;                       // every live object and deletion
+    double longest = 0;                     // the longest duration ever stored, in seconds
+
+    const StoredObject* objectAt(std::uint64_t anchor) const;
+    const StoredDeletion* deletionAt(std::uint64_t anchor) const;
+    // The anchors above `after` of entries inside any of the ranges, ascending.
+    std::vector<std::uint64_t> anchorsWithin(const std::vector<DateBounds>& ranges,
+                                             std::uint64_t after) const;
+    // Passes the first object or deletion above `anchor` through the filter, for its exception
+    // only: a bounded read fails on a predicate that cannot be evaluated as a full walk would.
+    void probeFirstAbove(std::uint64_t anchor, const Filter& filter) const;
+    // Whether an object or deletion has an anchor above `anchor`.
+    bool hasAnchorAbove(std::uint64_t anchor) const;
   };
 
   // Appends the deletion of a stored object and its correlation members. Caller holds mutex_.
   void eraseLocked(const StoredObject& stored, DatabaseChange& change);
+  // changesSince() over every entry above the anchor, or over those `within` some range.
+  // Caller holds mutex_.
+  static void allChangesLocked(const TypeTable& table, std::uint64_t anchor, std::size_t limit,
+                               const Filter& filter, Changes& changes);
+  static void boundedChangesLocked(const TypeTable& table, std::uint64_t anchor, std::size_t limit,
+                                   const std::vector<DateBounds>& within, const Filter& filter,
+                                   Changes& changes);
+  // Adds the object or the deletion (one is null) when it passes the filter; true when that
+  // makes the answer `limit` long.
+  static bool takeChange(const StoredObject* object, const StoredDeletion* deletion,
+                         std::size_t limit, const Filter& filter, Changes& changes);
+  // A full answer ends at `last` when more of the type follows it.
+  static void cutAt(const TypeTable& table, std::uint64_t last, Changes& changes);
+
+  // Where a saved object is, or was: a UUID once saved may never be saved again.
+  struct Saved {
+    const std::string* typeIdentifier = nullptr;
+    std::uint64_t anchor = 0;
+    bool live = true;
+  };
+
+  // The one copy of a type or bundle identifier. Caller holds mutex_.
+  const std::string* internLocked(const std::string& text);
 
   mutable std::mutex mutex_;  // guards every field below
   std::uint64_t lastAnchor_ = 0;
-  std::unordered_map<std::string, TypeTable> tables_;                        // by type identifier
-  std::unordered_map<NSUUID, std::pair<std::string, std::uint64_t>> index_;  // live objects
-  std::unordered_set<NSUUID> everSaved_;
+  std::unordered_set<std::string> strings_;            // never erased: StoredObject points here
+  std::unordered_map<std::string, TypeTable> tables_;  // by type identifier
+  std::unordered_map<NSUUID, Saved> saved_;
   std::map<std::string, SourceInfo> sources_;
 };
 

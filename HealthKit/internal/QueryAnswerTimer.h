@@ -10,7 +10,7 @@
 //
 //   {
 //     QueryAnswerTimer timer(execution.state());
-//     samples = execution.state().database().objects(type, filter);
+//     samples = execution.state().database().objects(type, bounds, filter);
 //   }
 //   handler(samples);
 

@@ -103,10 +103,10 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
   for (const auto& stored : samples) {
     auto sample = std::dynamic_pointer_cast<const HKQuantitySample>(stored.object);
     if (!sample) continue;
-    sourceOf.emplace(stored.owner, sample->sourceRevision()->source());
+    sourceOf.emplace(*stored.owner, sample->sourceRevision()->source());
     values.push_back({sample->startDate().timeIntervalSinceReferenceDate(),
                       sample->endDate().timeIntervalSinceReferenceDate(),
-                      sample->quantity()->doubleValueForUnit(*unit), stored.owner});
+                      sample->quantity()->doubleValueForUnit(*unit), *stored.owner});
   }
 
   Starts starts(grid);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Foundation/Platform/PlatformEnvironment.h"
 #include "Foundation/internal/ICUTime.h"
 
 namespace {
@@ -33,6 +34,7 @@ std::shared_ptr<NSTimeZone> NSTimeZone::timeZoneWithName(const std::string& name
 }
 
 std::shared_ptr<NSTimeZone> NSTimeZone::systemTimeZone() {
+  if (auto chosen = platform::Environment::shared().timeZone()) return chosen;
   auto impl = std::make_unique<Impl>();
   impl->zone.reset(icu::TimeZone::createDefault());
   if (!impl->zone || *impl->zone == icu::TimeZone::getUnknown()) {

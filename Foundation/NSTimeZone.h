@@ -18,8 +18,9 @@ class NSTimeZone {
   // The zone with this identifier ("America/New_York", "UTC", "GMT"...); nullptr when ICU knows
   // no zone of that name.
   static std::shared_ptr<NSTimeZone> timeZoneWithName(const std::string& name);
-  // The process's time zone, as ICU's default reads it from the environment (TZ) when first
-  // asked. Never nullptr: an unrecognised setting gives ICU's fallback, GMT.
+  // The device's time zone: the one platform::Environment was given, else the process's, as
+  // ICU's default reads it from the environment (TZ) when first asked. Never nullptr: an
+  // unrecognised setting gives ICU's fallback, GMT.
   static std::shared_ptr<NSTimeZone> systemTimeZone();
   // A zone that is always `seconds` ahead of GMT, named like "GMT+0530"; nullptr when the
   // offset is more than 18 hours either way.

@@ -40,8 +40,19 @@ void Environment::setOperatingSystemVersion(NSOperatingSystemVersion version) {
   version_ = version;
 }
 
+std::shared_ptr<NSTimeZone> Environment::timeZone() const {
+  std::lock_guard lock(mutex_);
+  return timeZone_;
+}
+
+void Environment::setTimeZone(std::shared_ptr<NSTimeZone> zone) {
+  std::lock_guard lock(mutex_);
+  timeZone_ = std::move(zone);
+}
+
 void Environment::reset() {
   std::lock_guard lock(mutex_);
+  timeZone_.reset();
   clock_ = std::make_shared<SystemClock>();
   version_ = kDefaultOperatingSystemVersion;
 }

@@ -1,10 +1,13 @@
 #include "Foundation/NSTimeZone.h"
 
 #include <unicode/simpletz.h>
+#include <unicode/strenum.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 #include "Foundation/Platform/PlatformEnvironment.h"
 #include "Foundation/internal/ICUTime.h"
@@ -56,6 +59,20 @@ std::shared_ptr<NSTimeZone> NSTimeZone::timeZoneForSecondsFromGMT(long seconds) 
   impl->zone = std::make_unique<icu::SimpleTimeZone>(static_cast<int32_t>(seconds * 1000),
                                                      icu::UnicodeString::fromUTF8(name));
   return std::shared_ptr<NSTimeZone>(new NSTimeZone(name, std::move(impl)));
+}
+
+std::vector<std::string> NSTimeZone::knownTimeZoneNames() {
+  std::vector<std::string> names;
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::StringEnumeration> all(icu::TimeZone::createTimeZoneIDEnumeration(
+      UCAL_ZONE_TYPE_CANONICAL_LOCATION, nullptr, nullptr, status));
+  if (U_FAILURE(status) || !all) return names;
+  while (const icu::UnicodeString* id = all->snext(status)) {
+    if (U_FAILURE(status)) break;
+    names.push_back(utf8(*id));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 namespace {

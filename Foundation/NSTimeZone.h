@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Foundation/NSDate.h"
 
@@ -25,6 +26,8 @@ class NSTimeZone {
   // A zone that is always `seconds` ahead of GMT, named like "GMT+0530"; nullptr when the
   // offset is more than 18 hours either way.
   static std::shared_ptr<NSTimeZone> timeZoneForSecondsFromGMT(long seconds);
+  // The identifiers of every geopolitical zone ICU knows ("Africa/Abidjan", ...), sorted.
+  static std::vector<std::string> knownTimeZoneNames();
 
   ~NSTimeZone();
   NSTimeZone(const NSTimeZone&) = delete;

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <string>
 
+#include "Foundation/Platform/PlatformEnvironment.h"
 #include "OstrandCore/OSTLog.h"
 #include "tools/OstrandTools/Bench/Bench.h"
 #include "tools/OstrandTools/Demo.h"
@@ -60,6 +61,8 @@ int main(int argc, char** argv) {
       ->check(CLI::ExistingPath);
   sync->add_option("--database", syncOptions.databasePath, "Session database to write (replaced)")
       ->capture_default_str();
+  sync->add_option("--time-zone", syncOptions.timeZone,
+                   "Zone the person's days are counted in (default: TZ, else the export's zone)");
 
   std::string outboxPath;
   bool json = false;
@@ -95,6 +98,7 @@ int main(int argc, char** argv) {
   }
   if (*sync) {
     syncOptions.terminal = ostrand_tools::Progress::isTerminal(stdout);
+    syncOptions.processTimeZone = platform::Environment::processTimeZoneSetting();
     return ostrand_tools::ExportSync(syncOptions).run(std::cout, std::cerr);
   }
   return ostrand_tools::runOutbox(outboxPath, json, std::cout, std::cerr);

@@ -1,6 +1,7 @@
 #include "Foundation/Platform/PlatformEnvironment.h"
 
 #include <chrono>
+#include <cstdlib>
 
 namespace platform {
 
@@ -48,6 +49,12 @@ std::shared_ptr<NSTimeZone> Environment::timeZone() const {
 void Environment::setTimeZone(std::shared_ptr<NSTimeZone> zone) {
   std::lock_guard lock(mutex_);
   timeZone_ = std::move(zone);
+}
+
+std::optional<std::string> Environment::processTimeZoneSetting() {
+  const char* setting = std::getenv("TZ");
+  if (setting == nullptr || *setting == '\0') return std::nullopt;
+  return std::string(setting[0] == ':' ? setting + 1 : setting);
 }
 
 void Environment::reset() {

@@ -16,6 +16,8 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 
 #include "Foundation/NSDate.h"
 #include "Foundation/NSOperatingSystemVersion.h"
@@ -53,6 +55,10 @@ class Environment {
   std::shared_ptr<NSTimeZone> timeZone() const;
   // Sets the device's zone; nullptr goes back to the process's.
   void setTimeZone(std::shared_ptr<NSTimeZone> zone);
+
+  // What the process's TZ variable says, nullopt when it is unset or empty (the zone the
+  // machine is set to then applies).
+  static std::optional<std::string> processTimeZoneSetting();
 
   // The system clock, the default operating-system version and the process's zone again.
   void reset();

@@ -35,6 +35,12 @@ SimulatedPhone::~SimulatedPhone() {
   platform::Environment::shared().reset();
 }
 
+void SimulatedPhone::setTimeZone(const std::shared_ptr<NSTimeZone>& zone) {
+  platform::Environment::shared().setTimeZone(zone);
+  device_->setTimeZone(zone);
+  OSTResetCachedValuesForTesting();
+}
+
 void SimulatedPhone::runUntilIdle() { platform::DispatchRuntime::shared().runUntilIdle(); }
 
 OSTStatus SimulatedPhone::startSession(const std::string& path) {

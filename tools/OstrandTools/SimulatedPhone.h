@@ -38,6 +38,9 @@ class SimulatedPhone {
   const std::shared_ptr<platform::SimulatedHealthDevice>& device() const { return device_; }
   const std::shared_ptr<OSTSession>& session() const { return session_; }
 
+  // Sets the phone to `zone` (the environment's zone and HealthKit's calendar): the days the app
+  // counts from then on are that zone's. Call before the app is installed.
+  void setTimeZone(const std::shared_ptr<NSTimeZone>& zone);
   // Starts the app's session on the database at `path` (made when missing). An error when the
   // database cannot be used.
   OSTStatus startSession(const std::string& path);

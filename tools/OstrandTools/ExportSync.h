@@ -21,11 +21,12 @@
 namespace ostrand_tools {
 
 struct ExportSyncOptions {
-  std::string exportPath;                      // export.zip, the extracted folder or its export.xml
-  std::string databasePath;                    // replaced once the export has been read
-  std::string timeZone;                        // --time-zone; empty: TZ, else the export's own zone
-  std::optional<std::string> processTimeZone;  // what TZ says (Environment::processTimeZoneSetting)
-  bool terminal = false;                       // draw progress bars
+  std::string exportPath{};    // export.zip, the extracted folder or its export.xml
+  std::string databasePath{};  // replaced once the export has been read
+  std::string timeZone{};      // --time-zone; empty: TZ, else the export's own zone
+  std::optional<std::string>
+      processTimeZone{};  // what TZ says (Environment::processTimeZoneSetting)
+  bool terminal = false;  // draw progress bars
 };
 
 class ExportSync {

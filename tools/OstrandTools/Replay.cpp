@@ -159,11 +159,16 @@ void Replay::setAppStateFor(NSDate moment) {
   }
 }
 
+bool Replay::installApp(std::ostream& err) {
+  auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
+  return phone_->install(options_.databasePath, err, std::move(store));
+}
+
 bool Replay::installFresh(std::ostream& out, std::ostream& err) {
   position_.installed = false;
   if (!begin(since_, err) || !release(since_, err)) return false;
   setAppStateFor(since_);
-  if (!phone_->install(options_.databasePath, err) || !phone_->fetchLatestAndHistory(out, err)) {
+  if (!installApp(err) || !phone_->fetchLatestAndHistory(out, err)) {
     return false;
   }
   position_.installed = true;
@@ -209,12 +214,13 @@ bool Replay::launch(std::ostream& out, std::ostream& err) {
   if (!position_.installed) return installFresh(out, err);
   if (!rebuildUntil(hour, err) || !begin(hour, err)) return false;
   setAppStateFor(hour);
-  return phone_->install(options_.databasePath, err);
+  return installApp(err);
 }
 
 int Replay::prepare(std::ostream& out, std::ostream& err) {
   if (const int status = checkOptions(err)) return status;
-  if (!readExport(out, err) || !chooseSpan(err)) return 1;
+  if (!readExport(out, err)) return 1;
+  if (!chooseSpan(err)) return 2;
   return launch(out, err) ? 0 : 1;
 }
 

@@ -21,6 +21,7 @@
 //   int status = replay.run(std::cout, std::cerr);  // 0, 1 when the work failed, 2 bad options
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -35,13 +36,16 @@
 namespace ostrand_tools {
 
 struct ReplayOptions {
-  std::string exportPath;    // export.zip, the extracted folder or its export.xml
-  std::string databasePath;  // continued when it holds this replay's position, else replaced
-  std::string since;         // "" (six months before the export), "all", or YYYY-MM-DD
-  std::string until;         // "" (when the export was made) or YYYY-MM-DD (through that day)
-  std::string timeZone;      // --time-zone; empty: TZ, else the export's own zone
-  std::optional<std::string> processTimeZone;  // what TZ says
-  bool terminal = false;                       // draw progress bars
+  std::string exportPath{};    // export.zip, the extracted folder or its export.xml
+  std::string databasePath{};  // continued when it holds this replay's position, else replaced
+  std::string since{};         // "" (six months before the export), "all", or YYYY-MM-DD
+  std::string until{};         // "" (when the export was made) or YYYY-MM-DD (through that day)
+  std::string timeZone{};      // --time-zone; empty: TZ, else the export's own zone
+  std::optional<std::string> processTimeZone{};  // what TZ says
+  bool terminal = false;                         // draw progress bars
+  // Opens the session's store on the database (default: SQLite). Tests wrap it to die at a
+  // chosen write.
+  std::function<std::unique_ptr<OSTStore>(const std::string& path)> openStore{};
 };
 
 class Replay {
@@ -71,6 +75,7 @@ class Replay {
   bool chooseSpan(std::ostream& err);
   bool launch(std::ostream& out, std::ostream& err);
   bool installFresh(std::ostream& out, std::ostream& err);
+  bool installApp(std::ostream& err);
   bool rebuildUntil(NSDate hour, std::ostream& err);
   bool release(NSDate until, std::ostream& err);
   bool begin(NSDate hour, std::ostream& err);

@@ -43,7 +43,8 @@ void SimulatedPhone::setTimeZone(const std::shared_ptr<NSTimeZone>& zone) {
 
 void SimulatedPhone::runUntilIdle() { platform::DispatchRuntime::shared().runUntilIdle(); }
 
-OSTStatus SimulatedPhone::startSession(const std::string& path) {
+OSTStatus SimulatedPhone::startSession(const std::string& path, std::unique_ptr<OSTStore> store) {
+  if (store) return session_->startSession("demo-user", std::move(store));
   return session_->startSession("demo-user", path);
 }
 
@@ -95,8 +96,9 @@ std::optional<OSTFetchResult> SimulatedPhone::fetchHistory(std::string& error) {
   return outcome;
 }
 
-bool SimulatedPhone::install(const std::string& databasePath, std::ostream& err) {
-  if (auto error = startSession(databasePath)) {
+bool SimulatedPhone::install(const std::string& databasePath, std::ostream& err,
+                             std::unique_ptr<OSTStore> store) {
+  if (auto error = startSession(databasePath, std::move(store))) {
     err << "error: cannot use the session database " << databasePath << ": "
         << error->localizedDescription() << "\n";
     return false;

@@ -1,5 +1,6 @@
 #include "tools/OstrandTools/Replay.h"
 
+#include <cmath>
 #include <filesystem>
 #include <regex>
 
@@ -208,13 +209,21 @@ bool Replay::launch(std::ostream& out, std::ostream& err) {
         << positionPath << ", or use another --database\n";
     return false;
   }
-  position_.installed = stored->installed;
+  if (!stored->installed) {
+    // The app's first launch never finished: it is installed again on a fresh database, as its
+    // first fetches store where they stopped before they submit.
+    std::error_code ignored;
+    std::filesystem::remove(options_.databasePath, ignored);
+    out << "Installing again: the last run stopped during the app's first launch\n";
+    return installFresh(out, err);
+  }
+  position_.installed = true;
   const NSDate hour = NSDate::dateWithTimeIntervalSince1970(stored->hour);
   out << "Continuing the replay stopped at " << hour.description() << "\n";
-  if (!position_.installed) return installFresh(out, err);
   if (!rebuildUntil(hour, err) || !begin(hour, err)) return false;
   setAppStateFor(hour);
-  return installApp(err);
+  auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
+  return phone_->relaunch(options_.databasePath, err, std::move(store));
 }
 
 int Replay::prepare(std::ostream& out, std::ostream& err) {
@@ -237,6 +246,10 @@ void Replay::liveHour(NSDate hour) {
 }
 
 bool Replay::liveUntil(NSDate end, std::ostream& out, std::ostream& err) {
+  // Only hours of the grid (and `until`) are ever lived: a relaunch rebuilds HealthKit with
+  // exactly those steps.
+  end =
+      since_.dateByAddingTimeInterval(std::ceil(end.timeIntervalSinceDate(since_) / kHour) * kHour);
   if (until_ < end) end = until_;
   NSDate now = NSDate::dateWithTimeIntervalSince1970(position_.hour);
   const auto hours = static_cast<std::uint64_t>((end.timeIntervalSinceDate(now)) / kHour) + 1;
@@ -244,7 +257,9 @@ bool Replay::liveUntil(NSDate end, std::ostream& out, std::ostream& err) {
   progress.start("Replaying", hours);
   std::uint64_t done = 0;
   while (now < end) {
-    NSDate next = now.dateByAddingTimeInterval(kHour);
+    // The next hour of the replay's grid (since, since + 1 h, ...), however `now` was reached.
+    const double step = std::floor(now.timeIntervalSinceDate(since_) / kHour) + 1;
+    NSDate next = since_.dateByAddingTimeInterval(step * kHour);
     if (end < next) next = end;
     if (!begin(next, err) || !release(next, err)) return false;
     liveHour(next);

@@ -59,7 +59,8 @@ class Replay {
   // Checks the options, reads the export, chooses the zone and installs the app at `since` (or
   // relaunches it where a killed replay stopped). 0, 1 when the work failed, 2 bad options.
   int prepare(std::ostream& out, std::ostream& err);
-  // Lives hour by hour up to `end` (at most `until`); false when saving or the position failed.
+  // Lives hour by hour up to `end` (rounded up to the replay's next hour, at most `until`);
+  // false when saving or the position failed.
   bool liveUntil(NSDate end, std::ostream& out, std::ostream& err);
 
   NSDate since() const { return since_; }

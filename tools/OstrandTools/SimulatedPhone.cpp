@@ -110,6 +110,27 @@ bool SimulatedPhone::install(const std::string& databasePath, std::ostream& err,
   return true;
 }
 
+bool SimulatedPhone::relaunch(const std::string& databasePath, std::ostream& err,
+                              std::unique_ptr<OSTStore> store) {
+  if (auto error = startSession(databasePath, std::move(store))) {
+    err << "error: cannot use the session database " << databasePath << ": "
+        << error->localizedDescription() << "\n";
+    return false;
+  }
+  HKHealthStore host(device_, device_->hostAppRevision());
+  for (const auto& type : engine_->subscriptions()) {
+    device_->setAuthorization(type, true, std::nullopt);
+    // Correlation types are refused, as they were when the app first asked.
+    host.enableBackgroundDeliveryForType(type, HKUpdateFrequencyHourly, nullptr);
+  }
+  runUntilIdle();
+  engine_->observeCurrentSubscriptions();
+  runUntilIdle();
+  // What the killed launch had begun and not finished is fetched again from where it was stored.
+  fetchLatestData();
+  return true;
+}
+
 bool SimulatedPhone::fetchLatestAndHistory(std::ostream& out, std::ostream& err) {
   fetchLatestData();
   out << "In the foreground: fetched the latest data\n";

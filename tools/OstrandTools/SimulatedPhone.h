@@ -60,6 +60,12 @@ class SimulatedPhone {
   // start the session on `databasePath` and subscribe to every set;
   bool install(const std::string& databasePath, std::ostream& err,
                std::unique_ptr<OSTStore> store = nullptr);
+  // launch the app again on the database a killed run left: HealthKit is given back what it
+  // remembers of the app (read permission and hourly background delivery for the stored
+  // subscriptions), then the app starts its session, observes its stored subscriptions and
+  // fetches the latest data;
+  bool relaunch(const std::string& databasePath, std::ostream& err,
+                std::unique_ptr<OSTStore> store = nullptr);
   // fetch the latest data, then the historical fetch of every set;
   bool fetchLatestAndHistory(std::ostream& out, std::ostream& err);
   // print what the outbox holds and where the database is (0, or 1 when it cannot be read).

@@ -89,6 +89,16 @@ TEST(Replay, MakesTheRecordsTheSameObjectsSavedLiveMake) {
   EXPECT_EQ(replay.until(), kFirstDay.dateByAddingTimeInterval(4 * 86400 - 3600));
   EXPECT_GT(replay.backgroundWakes(), 0u);
   EXPECT_EQ(replay.morningFetches(), 3u);
+  // Per type: read, at install, while running, handed to the app, records of their own. Heart
+  // rate (8 a day) only ever reaches the app as daily statistics; both runs, one before the
+  // install, come with the historical fetch.
+  EXPECT_NE(out.str().find("HeartRate                         32       8      24       0       0"
+                           "  32 made into day records\n"),
+            std::string::npos)
+      << out.str();
+  EXPECT_NE(out.str().find("HKWorkoutTypeIdentifier                                    2       1"
+                           "       1       2       2\n"),
+            std::string::npos);
 
   liveBerlin(exportPath, directory.file("live.sqlite"), replay.since(), replay.until());
   const auto replayed = testing_support::outboxJSONLines(directory.file("replay.sqlite"));

@@ -8,7 +8,9 @@
 #include "HealthKit/UIKit/UIApplication.h"
 #include "tools/OstrandTools/ExportSync.h"
 #include "tools/OstrandTools/ExportTimeZone.h"
+#include "tools/OstrandTools/ReplayRecordOrigins.h"
 #include "tools/OstrandTools/ReplayReport.h"
+#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 
 namespace ostrand_tools {
 
@@ -276,18 +278,37 @@ std::size_t Replay::backgroundWakes() const {
   return wakes;
 }
 
+ReplayedTypes Replay::replayedTypes(const Records& records) const {
+  ReplayedTypes types;
+  types.read = timeline_.readByType();
+  types.atInstall = atInstall_;
+  types.whileRunning = whileRunning_;
+  types.delivered = phone_->device()->objectsDeliveredToHostApp();
+  OSTSampleTypeArray recordPerObject;
+  for (const auto& type : SimulatedPhone::typesOfEverySubscriptionSet()) {
+    types.subscribed.insert(type->identifier());
+    if (OSTHealthKitSubscription::recordTypeForSampleType(*type) == OSTRecordTypeRoutine ||
+        OSTHealthKitSubscription::isHeartRateSample(*type)) {
+      types.summed.insert(type->identifier());
+    } else {
+      recordPerObject.push_back(type);
+    }
+  }
+  types.records = recordsByObjectType(phone_->device(), records, recordPerObject);
+  return types;
+}
+
 int Replay::run(std::ostream& out, std::ostream& err) {
   if (const int status = prepare(out, err)) return status;
   if (!liveUntil(until_, out, err)) return 1;
   out << "\nReplayed " << since_.description() << " to " << until_.description() << ": "
       << backgroundWakes() << " background wakes, " << morningFetches_ << " morning fetches\n";
-  printReplayedTypes(out, timeline_.readByType(), atInstall_, whileRunning_,
-                     SimulatedPhone::typesOfEverySubscriptionSet());
   const auto records = readOutbox(*phone_->session());
   if (records.error) {
     err << "error: cannot read the outbox: " << records.error->localizedDescription() << "\n";
     return 1;
   }
+  printReplayedTypes(out, replayedTypes(records.value));
   printRecordsByMonth(out, records.value, *phone_->device()->calendar());
   return phone_->reportOutbox(options_.databasePath, out, err);
 }

@@ -30,6 +30,7 @@
 #include "AppleHealthExport/AppleHealthExportSummary.h"
 #include "tools/OstrandTools/Progress.h"
 #include "tools/OstrandTools/ReplayPosition.h"
+#include "tools/OstrandTools/ReplayReport.h"
 #include "tools/OstrandTools/ReplayTimeline.h"
 #include "tools/OstrandTools/SimulatedPhone.h"
 
@@ -83,6 +84,8 @@ class Replay {
   void setAppStateFor(NSDate moment);
   void liveHour(NSDate hour);
   std::optional<NSDate> dayOption(const std::string& text) const;
+  // What became of each type's objects, for the summary.
+  ReplayedTypes replayedTypes(const Records& records) const;
 
   ReplayOptions options_;
   std::unique_ptr<SimulatedPhone> phone_;

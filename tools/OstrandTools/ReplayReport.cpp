@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iomanip>
 #include <set>
+#include <vector>
 
 namespace ostrand_tools {
 
@@ -13,32 +14,42 @@ std::size_t countOf(const TypeCounts& counts, const std::string& type) {
   return found == counts.end() ? 0 : found->second;
 }
 
-// Why objects of a type made no record, where the type alone says.
-std::string note(const std::string& type, const std::set<std::string>& subscribed,
-                 std::size_t afterUntil) {
-  std::string text;
-  if (subscribed.count(type) == 0) text = "type not subscribed: no record";
-  if (afterUntil > 0) {
-    text += text.empty() ? "" : "; ";
-    text += std::to_string(afterUntil) + " after --until";
+// Why objects of a type made no record of their own.
+std::string whyNoRecord(const std::string& type, const ReplayedTypes& types) {
+  const std::size_t read = countOf(types.read, type);
+  const std::size_t saved = countOf(types.atInstall, type) + countOf(types.whileRunning, type);
+  const std::size_t records = countOf(types.records, type);
+  std::vector<std::string> reasons;
+  if (saved > records) {
+    const std::string count = std::to_string(saved - records);
+    if (types.subscribed.count(type) == 0) {
+      reasons.push_back(count + " type not subscribed");
+    } else if (types.summed.count(type) != 0) {
+      reasons.push_back(count + " made into day records");
+    } else if (countOf(types.delivered, type) == 0 || saved - records <= countOf(types.atInstall, type)) {
+      reasons.push_back(count + " before --since, older than the first fetches read");
+    } else {
+      reasons.push_back(count + " read by the app, refused by the conversion");
+    }
   }
+  if (read > saved) reasons.push_back(std::to_string(read - saved) + " after --until");
+  std::string text;
+  for (const auto& reason : reasons) text += (text.empty() ? "" : "; ") + reason;
   return text;
 }
 
 }  // namespace
 
-void printReplayedTypes(std::ostream& out, const TypeCounts& read, const TypeCounts& atInstall,
-                        const TypeCounts& whileRunning, const OSTSampleTypeArray& subscribed) {
-  std::set<std::string> names;
-  for (const auto& type : subscribed) names.insert(type->identifier());
-  out << "\nObjects by type: read, in HealthKit at install (before --since), saved while the app "
-         "ran:\n";
-  for (const auto& [type, count] : read) {
-    const std::size_t before = countOf(atInstall, type);
-    const std::size_t during = countOf(whileRunning, type);
-    out << "  " << std::left << std::setw(52) << type << std::right << std::setw(8) << count
-        << std::setw(8) << before << std::setw(8) << during;
-    const std::string why = note(type, names, count - before - during);
+void printReplayedTypes(std::ostream& out, const ReplayedTypes& types) {
+  out << "\nObjects by type: read; in HealthKit at install (before --since); saved while the app "
+         "ran; handed to the app (each time a query did); records of their own; why the rest made none:\n";
+  for (const auto& [type, count] : types.read) {
+    out << "  " << std::left << std::setw(52) << type << std::right;
+    for (const auto* column : {&types.read, &types.atInstall, &types.whileRunning,
+                               &types.delivered, &types.records}) {
+      out << std::setw(8) << countOf(*column, type);
+    }
+    const std::string why = whyNoRecord(type, types);
     if (!why.empty()) out << "  " << why;
     out << "\n";
   }

@@ -56,6 +56,17 @@ void onEntityDeclaration(void* data, const XML_Char* name, int, const XML_Char*,
 
 AppleHealthExportSummary AppleHealthExportReader::read(
     const std::string& path, const std::shared_ptr<platform::SimulatedHealthDevice>& device) {
+  return read(path, device, nullptr);
+}
+
+AppleHealthExportSummary AppleHealthExportReader::read(const std::string& path,
+                                                       AppleHealthExportSink& sink) {
+  return read(path, nullptr, &sink);
+}
+
+AppleHealthExportSummary AppleHealthExportReader::read(
+    const std::string& path, const std::shared_ptr<platform::SimulatedHealthDevice>& device,
+    AppleHealthExportSink* sink) {
   AppleHealthExportSummary summary;
   std::string openError;
   auto input = apple_health_export::ExportInput::open(path, openError);
@@ -65,7 +76,7 @@ AppleHealthExportSummary AppleHealthExportReader::read(
         AppleHealthExportError{openError.substr(0, colon), 0, 0, "", openError.substr(colon + 2)};
     return summary;
   }
-  apple_health_export::SampleSaver saver(device, batchSize_, summary);
+  apple_health_export::SampleSaver saver(device, batchSize_, summary, sink);
   ExportDocument document(saver, summary);
   apple_health_export::ExportByteFilter filter(maxTokenBytes_);
 

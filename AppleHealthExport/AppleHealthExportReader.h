@@ -36,6 +36,7 @@
 #include <memory>
 #include <string>
 
+#include "AppleHealthExport/AppleHealthExportSink.h"
 #include "AppleHealthExport/AppleHealthExportSummary.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 
@@ -57,8 +58,14 @@ class AppleHealthExportReader {
   // Reads the export at `path` into `device`. Never throws for what the file holds.
   AppleHealthExportSummary read(const std::string& path,
                                 const std::shared_ptr<platform::SimulatedHealthDevice>& device);
+  // Reads the export at `path`, handing each object to `sink` instead of saving it.
+  AppleHealthExportSummary read(const std::string& path, AppleHealthExportSink& sink);
 
  private:
+  AppleHealthExportSummary read(const std::string& path,
+                                const std::shared_ptr<platform::SimulatedHealthDevice>& device,
+                                AppleHealthExportSink* sink);
+
   ProgressHandler progress_;
   std::size_t batchSize_ = kDefaultBatchSize;
   std::size_t maxTokenBytes_ = kDefaultMaxTokenBytes;

@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Foundation/NSDate.h"
 
@@ -46,6 +47,12 @@ struct AppleHealthExportSummary {
   std::map<std::string, std::size_t> unknownUnits;
   // Elements read but not stored (ActivitySummary, Me, WorkoutRoute, heartbeat lists...).
   std::map<std::string, std::size_t> elementsNotStored;
+
+  // Which zone the dates were written in: the HKTimeZone metadata values by count, and for each
+  // UTC offset (seconds east) the instants written with it, at most one per UTC day and type of
+  // element read in date order.
+  std::map<std::string, std::size_t> timeZoneNames;
+  std::map<int, std::vector<NSDate>> writtenOffsets;
 
   std::string locale;                     // the HealthData element's locale
   std::optional<std::string> exportDate;  // as written

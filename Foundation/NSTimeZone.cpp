@@ -1,11 +1,15 @@
 #include "Foundation/NSTimeZone.h"
 
 #include <unicode/simpletz.h>
+#include <unicode/strenum.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
+#include "Foundation/Platform/PlatformEnvironment.h"
 #include "Foundation/internal/ICUTime.h"
 
 namespace {
@@ -33,6 +37,7 @@ std::shared_ptr<NSTimeZone> NSTimeZone::timeZoneWithName(const std::string& name
 }
 
 std::shared_ptr<NSTimeZone> NSTimeZone::systemTimeZone() {
+  if (auto chosen = platform::Environment::shared().timeZone()) return chosen;
   auto impl = std::make_unique<Impl>();
   impl->zone.reset(icu::TimeZone::createDefault());
   if (!impl->zone || *impl->zone == icu::TimeZone::getUnknown()) {
@@ -54,6 +59,20 @@ std::shared_ptr<NSTimeZone> NSTimeZone::timeZoneForSecondsFromGMT(long seconds) 
   impl->zone = std::make_unique<icu::SimpleTimeZone>(static_cast<int32_t>(seconds * 1000),
                                                      icu::UnicodeString::fromUTF8(name));
   return std::shared_ptr<NSTimeZone>(new NSTimeZone(name, std::move(impl)));
+}
+
+std::vector<std::string> NSTimeZone::knownTimeZoneNames() {
+  std::vector<std::string> names;
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::StringEnumeration> all(icu::TimeZone::createTimeZoneIDEnumeration(
+      UCAL_ZONE_TYPE_CANONICAL_LOCATION, nullptr, nullptr, status));
+  if (U_FAILURE(status) || !all) return names;
+  while (const icu::UnicodeString* id = all->snext(status)) {
+    if (U_FAILURE(status)) break;
+    names.push_back(utf8(*id));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 namespace {

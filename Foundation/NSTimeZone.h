@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Foundation/NSDate.h"
 
@@ -18,12 +19,15 @@ class NSTimeZone {
   // The zone with this identifier ("America/New_York", "UTC", "GMT"...); nullptr when ICU knows
   // no zone of that name.
   static std::shared_ptr<NSTimeZone> timeZoneWithName(const std::string& name);
-  // The process's time zone, as ICU's default reads it from the environment (TZ) when first
-  // asked. Never nullptr: an unrecognised setting gives ICU's fallback, GMT.
+  // The device's time zone: the one platform::Environment was given, else the process's, as
+  // ICU's default reads it from the environment (TZ) when first asked. Never nullptr: an
+  // unrecognised setting gives ICU's fallback, GMT.
   static std::shared_ptr<NSTimeZone> systemTimeZone();
   // A zone that is always `seconds` ahead of GMT, named like "GMT+0530"; nullptr when the
   // offset is more than 18 hours either way.
   static std::shared_ptr<NSTimeZone> timeZoneForSecondsFromGMT(long seconds);
+  // The identifiers of every geopolitical zone ICU knows ("Africa/Abidjan", ...), sorted.
+  static std::vector<std::string> knownTimeZoneNames();
 
   ~NSTimeZone();
   NSTimeZone(const NSTimeZone&) = delete;

@@ -5,12 +5,14 @@
 #include <iostream>
 #include <string>
 
+#include "Foundation/Platform/PlatformEnvironment.h"
 #include "OstrandCore/OSTLog.h"
 #include "tools/OstrandTools/Bench/Bench.h"
 #include "tools/OstrandTools/Demo.h"
 #include "tools/OstrandTools/ExportSync.h"
 #include "tools/OstrandTools/OutboxCommand.h"
 #include "tools/OstrandTools/Progress.h"
+#include "tools/OstrandTools/Replay.h"
 
 namespace {
 
@@ -60,6 +62,36 @@ int main(int argc, char** argv) {
       ->check(CLI::ExistingPath);
   sync->add_option("--database", syncOptions.databasePath, "Session database to write (replaced)")
       ->capture_default_str();
+  sync->add_option("--time-zone", syncOptions.timeZone,
+                   "Zone the person's days are counted in (default: TZ, else the export's zone)");
+
+  ostrand_tools::ReplayOptions replayOptions;
+  replayOptions.databasePath = "ostrand-replay.sqlite";
+  auto* replay = app.add_subcommand(
+      "replay", "Live through a Health app export hour by hour, as the app on that phone would");
+  replay->footer(
+      std::string(
+          "The app is installed at --since (earlier data is in HealthKit already; its first "
+          "launch runs the historical fetch), then lives hour by hour: each object arrives "
+          "at its end date, HealthKit wakes the app hourly, the user opens it at 07:00.\n"
+          "Started again on the same database, a replay goes on where it stopped.\n") +
+      kExitCodes);
+  replay
+      ->add_option("--export", replayOptions.exportPath,
+                   "export.zip, the extracted folder or its export.xml")
+      ->required()
+      ->check(CLI::ExistingPath);
+  replay->add_option("--since", replayOptions.since,
+                     "Day the app is installed (YYYY-MM-DD, or 'all' for the first sample's; "
+                     "default: six months before the export)");
+  replay->add_option("--until", replayOptions.until,
+                     "Last day lived (YYYY-MM-DD; default: until the export was made)");
+  replay
+      ->add_option("--database", replayOptions.databasePath,
+                   "Session database (continued when it holds this replay, else replaced)")
+      ->capture_default_str();
+  replay->add_option("--time-zone", replayOptions.timeZone,
+                     "Zone the person's days are counted in (default: TZ, else the export's zone)");
 
   std::string outboxPath;
   bool json = false;
@@ -93,8 +125,14 @@ int main(int argc, char** argv) {
     benchOptions.terminal = ostrand_tools::Progress::isTerminal(stdout);
     return ostrand_tools::Bench(benchOptions).run(std::cout, std::cerr);
   }
+  if (*replay) {
+    replayOptions.terminal = ostrand_tools::Progress::isTerminal(stdout);
+    replayOptions.processTimeZone = platform::Environment::processTimeZoneSetting();
+    return ostrand_tools::Replay(replayOptions).run(std::cout, std::cerr);
+  }
   if (*sync) {
     syncOptions.terminal = ostrand_tools::Progress::isTerminal(stdout);
+    syncOptions.processTimeZone = platform::Environment::processTimeZoneSetting();
     return ostrand_tools::ExportSync(syncOptions).run(std::cout, std::cerr);
   }
   return ostrand_tools::runOutbox(outboxPath, json, std::cout, std::cerr);

@@ -395,6 +395,18 @@ void ExportDocument::finishWorkout() {
              });
 }
 
+void ExportDocument::noteWrittenOffset(const Attributes& attributes) {
+  const std::string& text = attribute(attributes, "endDate");
+  const auto offset = exportDateOffset(text);
+  if (!offset) return;
+  const NSDate date = *parseExportDate(text);
+  const auto day = static_cast<std::int64_t>(date.timeIntervalSince1970() / 86400);
+  auto [last, inserted] = lastOffsetDay_.try_emplace(*offset, day);
+  if (!inserted && last->second == day) return;
+  last->second = day;
+  summary_.writtenOffsets[*offset].push_back(date);
+}
+
 std::string ExportDocument::startElement(const char* name, const char** attributes) {
   const std::string element = name;
   path_.push_back(element);
@@ -411,10 +423,12 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
     summary_.exportDate = attribute(values, "value");
     summary_.exportedAt = parseExportDate(*summary_.exportDate);
   } else if (element == "Record" && (parent == "HealthData" || parent == "Correlation")) {
+    noteWrittenOffset(values);
     record_ = Draft{std::move(values), {}};
   } else if (element == "Correlation" && parent == "HealthData") {
     correlation_ = Draft{std::move(values), {}};
   } else if (element == "Workout" && parent == "HealthData") {
+    noteWrittenOffset(values);
     workout_ = Draft{std::move(values), {}};
   } else if (element == "WorkoutActivity" && workout_) {
     ++activityDepth_;
@@ -439,6 +453,8 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
       ++summary_.elementsNotStored["MetadataEntry in " + parent];
     } else {
       if (owner->metadata.size() >= kMaxChildren) return "an element with too much metadata";
+      if (attribute(values, "key") == "HKTimeZone")
+        ++summary_.timeZoneNames[attribute(values, "value")];
       owner->metadata.emplace_back(attribute(values, "key"), attribute(values, "value"));
     }
   } else if (element == "InstantaneousBeatsPerMinute") {

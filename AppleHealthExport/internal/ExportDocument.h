@@ -56,6 +56,8 @@ class ExportDocument {
   const std::string& bundleFor(const Attributes& attributes, const HKDevice* device);
   std::shared_ptr<const NSDictionary> metadataFor(const MetadataEntries& entries);
   void skip(const std::string& reason) { ++summary_.skipped[reason]; }
+  // Counts the offset of the element's end date into the summary's zone evidence.
+  void noteWrittenOffset(const Attributes& attributes);
 
   SampleSaver& saver_;
   AppleHealthExportSummary& summary_;
@@ -70,6 +72,7 @@ class ExportDocument {
   int activityDepth_ = 0;  // inside a WorkoutActivity, whose events and statistics are copies
   int routeDepth_ = 0;
   std::map<std::string, std::string> bundles_;  // by source name
+  std::map<int, std::int64_t> lastOffsetDay_;   // by offset: the UTC day last noted
 };
 
 }  // namespace apple_health_export

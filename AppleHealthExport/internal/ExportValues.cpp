@@ -66,6 +66,14 @@ std::optional<NSDate> parseExportDate(std::string_view text) {
   return NSDate::dateWithTimeIntervalSince1970(static_cast<double>(seconds));
 }
 
+std::optional<int> exportDateOffset(std::string_view text) {
+  if (!parseExportDate(text)) return std::nullopt;
+  int hours, minutes;
+  digits(text, 21, 2, hours);
+  digits(text, 23, 2, minutes);
+  return (hours * 3600 + minutes * 60) * (text[20] == '-' ? -1 : 1);
+}
+
 std::optional<double> parseExportNumber(std::string_view text) {
   text = trim(text);
   if (text.empty()) return std::nullopt;

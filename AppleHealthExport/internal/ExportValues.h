@@ -17,6 +17,8 @@ namespace apple_health_export {
 
 // "yyyy-MM-dd HH:mm:ss ±HHMM", the offset applied exactly; the machine's zone plays no part.
 std::optional<NSDate> parseExportDate(std::string_view text);
+// The offset such a date was written with, in seconds east of UTC; nullopt when it is not one.
+std::optional<int> exportDateOffset(std::string_view text);
 
 // A finite decimal number, with '.' or a single ',' as the decimal separator.
 std::optional<double> parseExportNumber(std::string_view text);

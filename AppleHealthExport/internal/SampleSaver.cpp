@@ -24,7 +24,8 @@ std::shared_ptr<const NSError> SampleSaver::wait(
 
 SampleSaver::Source& SampleSaver::sourceFor(const HKSourceRevision::Pointer& revision) {
   auto& source = sources_[revision->description()];
-  if (!source.store) source.store = device_->storeForSource(revision);
+  if (!source.revision) source.revision = revision;
+  if (!source.store && !sink_) source.store = device_->storeForSource(revision);
   return source;
 }
 
@@ -39,6 +40,11 @@ bool SampleSaver::add(const HKSourceRevision::Pointer& revision,
 bool SampleSaver::remove(const HKSourceRevision::Pointer& revision,
                          std::shared_ptr<const HKObject> object, Count uncount) {
   flush();
+  if (sink_) {
+    sink_->remove(object->UUID());
+    uncount(summary_);
+    return true;
+  }
   auto& source = sourceFor(revision);
   auto error = wait([&](HKHealthStore::HKCompletion completion) {
     source.store->deleteObjects({std::move(object)}, std::move(completion));
@@ -54,6 +60,14 @@ bool SampleSaver::flush() {
   for (auto& entry : sources_) {
     auto& source = entry.second;
     if (source.pending.empty()) continue;
+    if (sink_) {
+      for (auto& pending : source.pending) {
+        sink_->add(source.revision, std::move(pending.object));
+        pending.count(summary_);
+      }
+      source.pending.clear();
+      continue;
+    }
     std::vector<std::shared_ptr<const HKObject>> objects;
     objects.reserve(source.pending.size());
     for (const auto& pending : source.pending) objects.push_back(pending.object);

@@ -4,7 +4,8 @@
 // store acting as the app that wrote it, in batches of at most batchSize objects, waiting for
 // each batch to be saved before the next is gathered (so at most one batch is held). It counts
 // objects into the summary only once they are saved, and refuses a second object with a UUID
-// it has seen (a duplicate record in the export).
+// it has seen (a duplicate record in the export). Given a sink, it hands each batch to the sink
+// instead of saving it (the device is then not used).
 //
 // Used on one thread (the reader's); the stores complete on HealthKit's worker threads.
 
@@ -16,6 +17,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "AppleHealthExport/AppleHealthExportSink.h"
 #include "AppleHealthExport/AppleHealthExportSummary.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/HKSample.h"
@@ -28,8 +30,8 @@ class SampleSaver {
   using Count = std::function<void(AppleHealthExportSummary&)>;
 
   SampleSaver(std::shared_ptr<platform::SimulatedHealthDevice> device, std::size_t batchSize,
-              AppleHealthExportSummary& summary)
-      : device_(std::move(device)), batchSize_(batchSize), summary_(summary) {}
+              AppleHealthExportSummary& summary, AppleHealthExportSink* sink = nullptr)
+      : device_(std::move(device)), batchSize_(batchSize), summary_(summary), sink_(sink) {}
 
   // Queues `object` for the source revision; false (nothing queued) when its UUID was seen.
   // `count` runs once the object is saved.
@@ -53,7 +55,8 @@ class SampleSaver {
     Count count;
   };
   struct Source {
-    std::shared_ptr<HKHealthStore> store;
+    HKSourceRevision::Pointer revision;
+    std::shared_ptr<HKHealthStore> store;  // nullptr with a sink
     std::vector<Pending> pending;
   };
 
@@ -65,6 +68,7 @@ class SampleSaver {
   std::shared_ptr<platform::SimulatedHealthDevice> device_;
   std::size_t batchSize_;
   AppleHealthExportSummary& summary_;
+  AppleHealthExportSink* sink_;
   std::map<std::string, Source> sources_;  // by the revision's description
   std::size_t pendingCount_ = 0;
   std::unordered_set<NSUUID> seen_;

@@ -1,6 +1,7 @@
 #include "Foundation/Platform/PlatformEnvironment.h"
 
 #include <chrono>
+#include <cstdlib>
 
 namespace platform {
 
@@ -40,8 +41,25 @@ void Environment::setOperatingSystemVersion(NSOperatingSystemVersion version) {
   version_ = version;
 }
 
+std::shared_ptr<NSTimeZone> Environment::timeZone() const {
+  std::lock_guard lock(mutex_);
+  return timeZone_;
+}
+
+void Environment::setTimeZone(std::shared_ptr<NSTimeZone> zone) {
+  std::lock_guard lock(mutex_);
+  timeZone_ = std::move(zone);
+}
+
+std::optional<std::string> Environment::processTimeZoneSetting() {
+  const char* setting = std::getenv("TZ");
+  if (setting == nullptr || *setting == '\0') return std::nullopt;
+  return std::string(setting[0] == ':' ? setting + 1 : setting);
+}
+
 void Environment::reset() {
   std::lock_guard lock(mutex_);
+  timeZone_.reset();
   clock_ = std::make_shared<SystemClock>();
   version_ = kDefaultOperatingSystemVersion;
 }

@@ -107,6 +107,10 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> SimulatedHealthDevice::ob
   return state_->observerInvocations();
 }
 
+std::map<std::string, std::size_t> SimulatedHealthDevice::objectsDeliveredToHostApp() const {
+  return state_->objectsDeliveredToHostApp();
+}
+
 std::chrono::nanoseconds SimulatedHealthDevice::queryAnswerTime() const {
   return state_->queryAnswerTime();
 }

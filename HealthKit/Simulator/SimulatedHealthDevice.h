@@ -22,6 +22,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -125,6 +126,10 @@ class SimulatedHealthDevice : public std::enable_shared_from_this<SimulatedHealt
     std::chrono::steady_clock::time_point calledAt;
   };
   std::vector<ObserverInvocation> observerInvocations() const;
+
+  // How many objects of each type (by identifier) the host app's sample and anchored queries
+  // have handed it; an object read twice counts twice. Statistics hand over no objects.
+  std::map<std::string, std::size_t> objectsDeliveredToHostApp() const;
 
   // CPU time HealthKit's worker threads have spent answering this device's queries so far:
   // reading and filtering the database, sorting and computing statistics. Summed over threads,

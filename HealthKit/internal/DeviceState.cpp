@@ -279,4 +279,16 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvo
   return result;
 }
 
+void DeviceState::recordDelivery(const std::string& reader, const std::string& typeIdentifier,
+                                 std::size_t count) {
+  if (reader != hostBundle_ || count == 0) return;
+  std::lock_guard<std::mutex> lock(deliveriesMutex_);
+  deliveries_[typeIdentifier] += count;
+}
+
+std::map<std::string, std::size_t> DeviceState::objectsDeliveredToHostApp() const {
+  std::lock_guard<std::mutex> lock(deliveriesMutex_);
+  return deliveries_;
+}
+
 }  // namespace platform::healthkit

@@ -128,6 +128,13 @@ class DeviceState {
                                       const std::string& typeIdentifier) const;
   std::vector<SimulatedHealthDevice::ObserverInvocation> observerInvocations() const;
 
+  // --- Objects handed to apps ---
+
+  // Counts `count` objects of the type that a sample or anchored query gave `reader`.
+  void recordDelivery(const std::string& reader, const std::string& typeIdentifier,
+                      std::size_t count);
+  std::map<std::string, std::size_t> objectsDeliveredToHostApp() const;
+
  private:
   const std::shared_ptr<const HKSourceRevision> hostRevision_;
   const std::string hostBundle_;
@@ -149,6 +156,9 @@ class DeviceState {
   };
   std::mutex wakesMutex_;                                      // guards wakes_
   std::map<std::pair<std::string, std::string>, Wake> wakes_;  // the latest, by (bundle, type)
+
+  mutable std::mutex deliveriesMutex_;                  // guards deliveries_
+  std::map<std::string, std::size_t> deliveries_;  // to the host app, by type identifier
 
   mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_
   std::shared_ptr<NSCalendar> calendar_;

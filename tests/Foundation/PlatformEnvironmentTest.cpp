@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Foundation/NSCalendar.h"
 #include "Foundation/NSProcessInfo.h"
 #include "support/EnvironmentFixture.h"
 
@@ -22,6 +23,19 @@ TEST_F(PlatformEnvironmentTest, OperatingSystemGatesCompareEveryComponent) {
   platform::Environment::shared().setOperatingSystemVersion({11, 0, 0});
   EXPECT_TRUE(info.isOperatingSystemAtLeastVersion({11, 0, 0}));
   EXPECT_FALSE(info.isOperatingSystemAtLeastVersion({13, 0, 0}));
+}
+
+// A zone given to the environment decides where every new calendar's days start, whatever TZ
+// says; reset() gives the process's zone back.
+TEST_F(PlatformEnvironmentTest, TheDeviceZoneSetsDayBoundariesUntilReset) {
+  const auto process = NSTimeZone::systemTimeZone()->name();
+  platform::Environment::shared().setTimeZone(NSTimeZone::timeZoneWithName("Asia/Kolkata"));
+  EXPECT_EQ(NSTimeZone::systemTimeZone()->name(), "Asia/Kolkata");
+  // kStart is 17:00 UTC, 22:30 in Kolkata: the day began at 18:30 UTC the evening before.
+  EXPECT_EQ(NSCalendar::currentCalendar()->startOfDayForDate(kStart)->description(),
+            "2024-03-08 18:30:00.000 +0000");
+  platform::Environment::shared().reset();
+  EXPECT_EQ(NSTimeZone::systemTimeZone()->name(), process);
 }
 
 TEST(PlatformEnvironmentDefaults, ResetRestoresIos17AndTheSystemClock) {

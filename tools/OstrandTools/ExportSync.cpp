@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
+#include "tools/OstrandTools/ExportTimeZone.h"
 #include "tools/OstrandTools/Progress.h"
 
 namespace ostrand_tools {
@@ -61,6 +62,17 @@ bool ExportSync::readExport(std::ostream& out, std::ostream& err) {
   return true;
 }
 
+bool ExportSync::chooseTimeZone(std::ostream& out, std::ostream& err) {
+  const auto chosen = chooseExportTimeZone(summary_, options_.timeZone, options_.processTimeZone);
+  if (!chosen.zone) {
+    err << "error: " << chosen.error << "\n";
+    return false;
+  }
+  phone_->setTimeZone(chosen.zone);
+  out << "Time zone: " << chosen.zone->name() << " (" << chosen.source << ")\n";
+  return true;
+}
+
 bool ExportSync::syncAsTheApp(std::ostream& out, std::ostream& err) {
   // The app is installed a minute after the export was made, on the phone that made it.
   phone_->clock().set(summary_.exportedAt->dateByAddingTimeInterval(60));
@@ -68,9 +80,17 @@ bool ExportSync::syncAsTheApp(std::ostream& out, std::ostream& err) {
 }
 
 int ExportSync::run(std::ostream& out, std::ostream& err) {
+  if (!options_.timeZone.empty()) {
+    if (auto named = timeZoneNamed(options_.timeZone, "--time-zone"); !named.zone) {
+      err << "error: " << named.error << "\n";
+      return 1;
+    }
+  }
+  if (!readExport(out, err) || !chooseTimeZone(out, err)) return 1;
+  // Only an export that was read replaces the database.
   std::error_code ignored;
   std::filesystem::remove(options_.databasePath, ignored);
-  if (!readExport(out, err) || !syncAsTheApp(out, err)) return 1;
+  if (!syncAsTheApp(out, err)) return 1;
   return phone_->reportOutbox(options_.databasePath, out, err);
 }
 

@@ -35,9 +35,16 @@ SimulatedPhone::~SimulatedPhone() {
   platform::Environment::shared().reset();
 }
 
+void SimulatedPhone::setTimeZone(const std::shared_ptr<NSTimeZone>& zone) {
+  platform::Environment::shared().setTimeZone(zone);
+  device_->setTimeZone(zone);
+  OSTResetCachedValuesForTesting();
+}
+
 void SimulatedPhone::runUntilIdle() { platform::DispatchRuntime::shared().runUntilIdle(); }
 
-OSTStatus SimulatedPhone::startSession(const std::string& path) {
+OSTStatus SimulatedPhone::startSession(const std::string& path, std::unique_ptr<OSTStore> store) {
+  if (store) return session_->startSession("demo-user", std::move(store));
   return session_->startSession("demo-user", path);
 }
 
@@ -89,8 +96,9 @@ std::optional<OSTFetchResult> SimulatedPhone::fetchHistory(std::string& error) {
   return outcome;
 }
 
-bool SimulatedPhone::install(const std::string& databasePath, std::ostream& err) {
-  if (auto error = startSession(databasePath)) {
+bool SimulatedPhone::install(const std::string& databasePath, std::ostream& err,
+                             std::unique_ptr<OSTStore> store) {
+  if (auto error = startSession(databasePath, std::move(store))) {
     err << "error: cannot use the session database " << databasePath << ": "
         << error->localizedDescription() << "\n";
     return false;
@@ -99,6 +107,27 @@ bool SimulatedPhone::install(const std::string& databasePath, std::ostream& err)
     err << "error: HealthKit did not answer the subscription request\n";
     return false;
   }
+  return true;
+}
+
+bool SimulatedPhone::relaunch(const std::string& databasePath, std::ostream& err,
+                              std::unique_ptr<OSTStore> store) {
+  if (auto error = startSession(databasePath, std::move(store))) {
+    err << "error: cannot use the session database " << databasePath << ": "
+        << error->localizedDescription() << "\n";
+    return false;
+  }
+  HKHealthStore host(device_, device_->hostAppRevision());
+  for (const auto& type : engine_->subscriptions()) {
+    device_->setAuthorization(type, true, std::nullopt);
+    // Correlation types are refused, as they were when the app first asked.
+    host.enableBackgroundDeliveryForType(type, HKUpdateFrequencyHourly, nullptr);
+  }
+  runUntilIdle();
+  engine_->observeCurrentSubscriptions();
+  runUntilIdle();
+  // What the killed launch had begun and not finished is fetched again from where it was stored.
+  fetchLatestData();
   return true;
 }
 

@@ -38,9 +38,12 @@ class SimulatedPhone {
   const std::shared_ptr<platform::SimulatedHealthDevice>& device() const { return device_; }
   const std::shared_ptr<OSTSession>& session() const { return session_; }
 
-  // Starts the app's session on the database at `path` (made when missing). An error when the
-  // database cannot be used.
-  OSTStatus startSession(const std::string& path);
+  // Sets the phone to `zone` (the environment's zone and HealthKit's calendar): the days the app
+  // counts from then on are that zone's. Call before the app is installed.
+  void setTimeZone(const std::shared_ptr<NSTimeZone>& zone);
+  // Starts the app's session on the database at `path` (made when missing), or on `store` when
+  // one is given (its path is `path`). An error when the database cannot be used.
+  OSTStatus startSession(const std::string& path, std::unique_ptr<OSTStore> store = nullptr);
   // The sample types of every subscription set, in the sets' order.
   static OSTSampleTypeArray typesOfEverySubscriptionSet();
   // Subscribes to every subscription set; false when HealthKit did not answer.
@@ -55,7 +58,14 @@ class SimulatedPhone {
 
   // The app's life-cycle steps the commands share, each reporting a failure on `err`:
   // start the session on `databasePath` and subscribe to every set;
-  bool install(const std::string& databasePath, std::ostream& err);
+  bool install(const std::string& databasePath, std::ostream& err,
+               std::unique_ptr<OSTStore> store = nullptr);
+  // launch the app again on the database a killed run left: HealthKit is given back what it
+  // remembers of the app (read permission and hourly background delivery for the stored
+  // subscriptions), then the app starts its session, observes its stored subscriptions and
+  // fetches the latest data;
+  bool relaunch(const std::string& databasePath, std::ostream& err,
+                std::unique_ptr<OSTStore> store = nullptr);
   // fetch the latest data, then the historical fetch of every set;
   bool fetchLatestAndHistory(std::ostream& out, std::ostream& err);
   // print what the outbox holds and where the database is (0, or 1 when it cannot be read).

@@ -1,0 +1,262 @@
+// The replay as a developer relies on it: it makes the records that the same objects saved live
+// make (same engine, same clock steps), it refuses bad options and exports with a clear message
+// and leaves an existing database alone, and it counts days in the person's zone.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "AppleHealthExport/AppleHealthExportReader.h"
+#include "OutboxJSONLines.h"
+#include "ReplayTestExport.h"
+#include "support/TemporaryDirectory.h"
+#include "tools/OstrandTools/ExportTimeZone.h"
+#include "tools/OstrandTools/Replay.h"
+
+namespace {
+
+using testing_support::TemporaryDirectory;
+
+// 2024-03-29 00:00 in Berlin: the export's four days cross the change to summer time.
+const NSDate kFirstDay = NSDate::dateWithTimeIntervalSince1970(1711666800);
+
+// Keeps what the reader hands over, in reading order, taking back what it takes back.
+struct Collected final : AppleHealthExportSink {
+  std::vector<std::pair<HKSourceRevision::Pointer, std::shared_ptr<const HKSample>>> objects;
+  void add(const HKSourceRevision::Pointer& revision,
+           std::shared_ptr<const HKObject> object) override {
+    objects.emplace_back(revision, std::dynamic_pointer_cast<const HKSample>(object));
+  }
+  void remove(const NSUUID& uuid) override {
+    std::erase_if(objects, [&uuid](const auto& entry) { return entry.second->UUID() == uuid; });
+  }
+};
+
+// The same objects saved as they happen into a phone driven by hand: installed at `since` with
+// what came before, then every hour the objects that ended in it, the app opened at 07:00 and
+// put away at 23:00 (Berlin), until `until`.
+void liveBerlin(const std::string& exportPath, const std::string& database, NSDate since,
+                NSDate until) {
+  Collected collected;
+  ASSERT_TRUE(AppleHealthExportReader().read(exportPath, collected).succeeded());
+  ostrand_tools::SimulatedPhone phone(since);
+  phone.setTimeZone(NSTimeZone::timeZoneWithName("Europe/Berlin"));
+  auto saveEndingBy = [&](NSDate moment) {
+    for (auto& [revision, sample] : collected.objects) {
+      if (!sample || moment < sample->endDate()) continue;
+      phone.device()->storeForSource(revision)->saveObjects({sample}, nullptr);
+      sample.reset();
+      ostrand_tools::SimulatedPhone::runUntilIdle();
+    }
+  };
+  saveEndingBy(since);
+  phone.enterBackground();
+  std::ostringstream out;
+  ASSERT_TRUE(phone.install(database, std::cerr) && phone.fetchLatestAndHistory(out, std::cerr));
+  const auto calendar = phone.device()->calendar();
+  for (NSDate hour = since.dateByAddingTimeInterval(3600); !(until < hour);
+       hour = hour.dateByAddingTimeInterval(3600)) {
+    phone.clock().set(hour);
+    saveEndingBy(hour);
+    const long local = calendar->component(NSCalendarUnitHour, hour);
+    if (local == 7) {
+      phone.enterForeground();
+      phone.fetchLatestData();
+    } else if (local == 23) {
+      phone.enterBackground();
+    }
+  }
+}
+
+TEST(Replay, MakesTheRecordsTheSameObjectsSavedLiveMake) {
+  TemporaryDirectory directory;
+  const std::string exportPath = directory.file("export.xml");
+  testing_support::writeReplayTestExport(exportPath, kFirstDay, 4, "Europe/Berlin");
+  std::ostringstream out, err;
+  ostrand_tools::Replay replay({.exportPath = exportPath,
+                                .databasePath = directory.file("replay.sqlite"),
+                                .since = "2024-03-30",
+                                .until = "2024-04-01"});
+  ASSERT_EQ(replay.run(out, err), 0) << err.str();
+  EXPECT_NE(out.str().find("Time zone: Europe/Berlin (from the export's HKTimeZone metadata)"),
+            std::string::npos)
+      << out.str();
+  // Installed at Berlin's midnight of the 30th; the 31st has 23 hours.
+  EXPECT_EQ(replay.since(), kFirstDay.dateByAddingTimeInterval(86400));
+  EXPECT_EQ(replay.until(), kFirstDay.dateByAddingTimeInterval(4 * 86400 - 3600));
+  EXPECT_GT(replay.backgroundWakes(), 0u);
+  EXPECT_EQ(replay.morningFetches(), 3u);
+  // Per type: read, at install, while running, handed to the app, records of their own. Heart
+  // rate (8 a day) only ever reaches the app as daily statistics; both runs, one before the
+  // install, come with the historical fetch.
+  EXPECT_NE(out.str().find("HeartRate                         32       8      24       0       0"
+                           "  32 made into day records\n"),
+            std::string::npos)
+      << out.str();
+  EXPECT_NE(out.str().find("HKWorkoutTypeIdentifier                                    2       1"
+                           "       1       2       2\n"),
+            std::string::npos);
+
+  liveBerlin(exportPath, directory.file("live.sqlite"), replay.since(), replay.until());
+  const auto replayed = testing_support::outboxJSONLines(directory.file("replay.sqlite"));
+  EXPECT_EQ(replayed, testing_support::outboxJSONLines(directory.file("live.sqlite")));
+  // Workouts, weights, blood pressure, sleep and routine days all came through.
+  for (const char* kind :
+       {"\"fitness\"", "\"weight\"", "\"biometrics\"", "\"sleep\"", "\"routine\""}) {
+    EXPECT_TRUE(std::any_of(replayed.begin(), replayed.end(), [kind](const std::string& line) {
+      return line.find(kind) != std::string::npos;
+    })) << kind;
+  }
+}
+
+struct BadReplay {
+  const char* name;
+  const char* exportText;  // nullptr: the generated export
+  ostrand_tools::ReplayOptions options;
+  int status;
+  const char* message;
+};
+
+class ReplayRefuses : public ::testing::TestWithParam<BadReplay> {};
+
+TEST_P(ReplayRefuses, WithAClearMessageAndTheDatabaseUntouched) {
+  TemporaryDirectory directory;
+  const auto& bad = GetParam();
+  auto options = bad.options;
+  options.exportPath = directory.file("export.xml");
+  options.databasePath = directory.file("kept.sqlite");
+  if (bad.exportText) {
+    std::ofstream(options.exportPath) << bad.exportText;
+  } else {
+    testing_support::writeReplayTestExport(options.exportPath, kFirstDay, 2, "Europe/Berlin");
+  }
+  const std::string kept = "an earlier run's database, not to be touched";
+  std::ofstream(options.databasePath) << kept;
+  std::ostringstream out, err;
+  EXPECT_EQ(ostrand_tools::Replay(options).run(out, err), bad.status);
+  EXPECT_NE(err.str().find(bad.message), std::string::npos) << err.str();
+  std::ifstream in(options.databasePath);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), kept);
+  EXPECT_FALSE(std::filesystem::exists(options.databasePath + ".replay"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    BadInput, ReplayRefuses,
+    ::testing::Values(BadReplay{"Truncated",
+                                "<HealthData>\n <Record type=\"HKQuantityTypeIdentifierStepCount\"",
+                                {},
+                                1,
+                                "export.xml:2:"},
+                      BadReplay{"NoExportDate",
+                                "<HealthData>\n</HealthData>\n",
+                                {},
+                                1,
+                                "the export does not say when it was made"},
+                      BadReplay{"SinceNotADay",
+                                nullptr,
+                                {.since = "yesterday"},
+                                2,
+                                "--since 'yesterday' is neither a day (YYYY-MM-DD) nor 'all'"},
+                      BadReplay{"SinceNoSuchDay",
+                                nullptr,
+                                {.since = "2024-02-30"},
+                                2,
+                                "--since '2024-02-30' is not a day of the calendar"},
+                      BadReplay{"UntilNotADay",
+                                nullptr,
+                                {.until = "2024-4-1"},
+                                2,
+                                "--until '2024-4-1' is not a day (YYYY-MM-DD)"},
+                      BadReplay{"UntilBeforeSince",
+                                nullptr,
+                                {.since = "2024-03-30", .until = "2024-03-29"},
+                                2,
+                                "check --since and --until"},
+                      BadReplay{"UnknownZone",
+                                nullptr,
+                                {.timeZone = "Mars/Olympus"},
+                                2,
+                                "unknown time zone 'Mars/Olympus' (--time-zone)"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+// Zone evidence as the reader gathers it, and what the tool chooses from it.
+AppleHealthExportSummary evidence(std::map<std::string, std::size_t> names,
+                                  std::map<int, std::vector<double>> offsets) {
+  AppleHealthExportSummary summary;
+  summary.timeZoneNames = std::move(names);
+  for (const auto& [offset, times] : offsets) {
+    for (double t : times) {
+      summary.writtenOffsets[offset].push_back(NSDate::dateWithTimeIntervalSince1970(t));
+    }
+  }
+  return summary;
+}
+
+constexpr double kJanuary2024 = 1704103200, kJuly2024 = 1719835200;  // the 1st, 10:00 UTC
+constexpr double kLastMarch2024 = 1711846800;                        // 31st, 01:00 UTC
+
+struct ZoneCase {
+  const char* name;
+  AppleHealthExportSummary summary;
+  std::string option;
+  std::optional<std::string> processSetting;
+  const char* zone;
+  const char* source;
+};
+
+class ExportZone : public ::testing::TestWithParam<ZoneCase> {};
+
+TEST_P(ExportZone, IsChosenFromTheStrongestEvidence) {
+  const auto& c = GetParam();
+  const auto chosen = ostrand_tools::chooseExportTimeZone(c.summary, c.option, c.processSetting);
+  ASSERT_TRUE(chosen.zone) << chosen.error;
+  EXPECT_EQ(chosen.source, c.source);
+  EXPECT_EQ(chosen.zone->name(), c.zone);
+}
+
+const auto kBerlinOffsets = std::map<int, std::vector<double>>{
+    {3600, {kJanuary2024, kLastMarch2024 - 3600}}, {7200, {kLastMarch2024 + 3600, kJuly2024}}};
+
+INSTANTIATE_TEST_SUITE_P(
+    Evidence, ExportZone,
+    ::testing::Values(
+        ZoneCase{"Metadata",
+                 evidence({{"Europe/Berlin", 3}}, kBerlinOffsets),
+                 "",
+                 {},
+                 "Europe/Berlin",
+                 "from the export's HKTimeZone metadata"},
+        // A trip: the zone most dates agree with wins over the one named more often.
+        ZoneCase{"MetadataAgreeingWithTheDates",
+                 evidence({{"Europe/Berlin", 2}, {"America/New_York", 9}}, kBerlinOffsets),
+                 "",
+                 {},
+                 "Europe/Berlin",
+                 "from the export's HKTimeZone metadata"},
+        ZoneCase{"FixedOffset",
+                 evidence({}, {{19800, {kJanuary2024, kJuly2024}}}),
+                 "",
+                 {},
+                 "GMT+0530",
+                 "a fixed offset: every date in the export was written with +0530"},
+        ZoneCase{"TZOverridesTheExport", evidence({{"Europe/Berlin", 3}}, kBerlinOffsets), "",
+                 "Asia/Tokyo", "Asia/Tokyo", "from TZ"},
+        ZoneCase{"OptionOverridesTZ", evidence({{"Europe/Berlin", 3}}, kBerlinOffsets),
+                 "Australia/Lord_Howe", "Asia/Tokyo", "Australia/Lord_Howe", "from --time-zone"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(ExportZone, OffsetsWithSummerTimeGiveAZoneThatAgreesWithEveryDate) {
+  const auto summary = evidence({}, kBerlinOffsets);
+  const auto chosen = ostrand_tools::chooseExportTimeZone(summary, "", std::nullopt);
+  ASSERT_TRUE(chosen.zone);
+  EXPECT_EQ(chosen.source, "the first zone whose offsets agree with every date in the export");
+  EXPECT_NE(chosen.zone->name().find('/'), std::string::npos) << chosen.zone->name();
+  for (const auto& [offset, dates] : summary.writtenOffsets) {
+    for (const auto& date : dates) EXPECT_EQ(chosen.zone->secondsFromGMTForDate(date), offset);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,316 @@
+#include "tools/OstrandTools/Replay.h"
+
+#include <cmath>
+#include <filesystem>
+#include <regex>
+
+#include "AppleHealthExport/AppleHealthExportReader.h"
+#include "HealthKit/UIKit/UIApplication.h"
+#include "tools/OstrandTools/ExportSync.h"
+#include "tools/OstrandTools/ExportTimeZone.h"
+#include "tools/OstrandTools/ReplayRecordOrigins.h"
+#include "tools/OstrandTools/ReplayReport.h"
+#include "OstrandHealthKit/OSTHealthKitSubscription.h"
+
+namespace ostrand_tools {
+
+namespace {
+
+constexpr double kHour = 3600;
+constexpr long kMorning = 7;  // the user opens the app
+constexpr long kNight = 23;   // the phone is put away
+
+bool isDayText(const std::string& text) {
+  static const std::regex day(R"(\d{4}-\d{2}-\d{2})");
+  return std::regex_match(text, day);
+}
+
+}  // namespace
+
+Replay::Replay(ReplayOptions options)
+    : options_(std::move(options)),
+      phone_(std::make_unique<SimulatedPhone>(NSDate::dateWithTimeIntervalSince1970(0))) {}
+
+Replay::~Replay() = default;
+
+int Replay::checkOptions(std::ostream& err) {
+  if (!options_.since.empty() && options_.since != "all" && !isDayText(options_.since)) {
+    err << "error: --since '" << options_.since << "' is neither a day (YYYY-MM-DD) nor 'all'\n";
+    return 2;
+  }
+  if (!options_.until.empty() && !isDayText(options_.until)) {
+    err << "error: --until '" << options_.until << "' is not a day (YYYY-MM-DD)\n";
+    return 2;
+  }
+  if (!options_.timeZone.empty()) {
+    if (auto named = timeZoneNamed(options_.timeZone, "--time-zone"); !named.zone) {
+      err << "error: " << named.error << "\n";
+      return 2;
+    }
+  }
+  return 0;
+}
+
+bool Replay::readExport(std::ostream& out, std::ostream& err) {
+  AppleHealthExportReader reader;
+  Progress progress(out, options_.terminal);
+  bool started = false;
+  reader.setProgressHandler([&](std::uint64_t done, std::uint64_t all) {
+    if (!started) progress.start("Reading " + options_.exportPath, all);
+    started = true;
+    progress.update(done);
+  });
+  summary_ = reader.read(options_.exportPath, timeline_);
+  if (started) progress.finish();
+  if (summary_.error) {
+    err << "error: " << summary_.error->description() << "\n";
+    return false;
+  }
+  if (!summary_.exportedAt) {
+    err << "error: " << options_.exportPath
+        << ": the export does not say when it was made (no readable <ExportDate>)\n";
+    return false;
+  }
+  printExportSummary(out, summary_);
+  timeline_.finish();
+  const auto chosen = chooseExportTimeZone(summary_, options_.timeZone, options_.processTimeZone);
+  if (!chosen.zone) {
+    err << "error: " << chosen.error << "\n";
+    return false;
+  }
+  phone_->setTimeZone(chosen.zone);
+  out << "Time zone: " << chosen.zone->name() << " (" << chosen.source << ")\n";
+  return true;
+}
+
+std::optional<NSDate> Replay::dayOption(const std::string& text) const {
+  NSDateComponents day;
+  day.setYear(std::stol(text.substr(0, 4)));
+  day.setMonth(std::stol(text.substr(5, 2)));
+  day.setDay(std::stol(text.substr(8, 2)));
+  const auto calendar = phone_->device()->calendar();
+  auto date = calendar->dateFromComponents(day);
+  // dateFromComponents carries 2019-02-30 over into March; such a day is refused.
+  if (!date || calendar->component(NSCalendarUnitDay, *date) != day.day()) return std::nullopt;
+  return date;
+}
+
+bool Replay::chooseSpan(std::ostream& err) {
+  const auto calendar = phone_->device()->calendar();
+  const NSDate exported = *summary_.exportedAt;
+  if (options_.since.empty()) {
+    since_ = *calendar->startOfDayForDate(
+        *calendar->dateByAddingUnit(NSCalendarUnitMonth, -6, exported, NSCalendarOptions{}));
+  } else if (options_.since == "all") {
+    since_ = *calendar->startOfDayForDate(timeline_.firstEndDate().value_or(exported));
+  } else if (auto day = dayOption(options_.since)) {
+    since_ = *day;
+  } else {
+    err << "error: --since '" << options_.since << "' is not a day of the calendar\n";
+    return false;
+  }
+  until_ = exported;
+  if (!options_.until.empty()) {
+    auto day = dayOption(options_.until);
+    if (!day) {
+      err << "error: --until '" << options_.until << "' is not a day of the calendar\n";
+      return false;
+    }
+    until_ = *calendar->dateByAddingUnit(NSCalendarUnitDay, 1, *day, NSCalendarOptions{});
+  }
+  if (!(since_ < until_)) {
+    err << "error: the replay would end (" << until_.description() << ") before it starts ("
+        << since_.description() << "); check --since and --until\n";
+    return false;
+  }
+  position_.exportedAt = exported.timeIntervalSince1970();
+  position_.objects = 0;
+  for (const auto& [type, count] : timeline_.readByType()) position_.objects += count;
+  position_.since = since_.timeIntervalSince1970();
+  position_.until = until_.timeIntervalSince1970();
+  position_.zone = phone_->device()->calendar()->timeZone()->name();
+  return true;
+}
+
+bool Replay::release(NSDate until, std::ostream& err) {
+  auto& counts = position_.installed ? whileRunning_ : atInstall_;
+  std::string error;
+  if (!timeline_.releaseUntil(until, *phone_->device(), counts, error)) {
+    err << "error: " << error << "\n";
+    return false;
+  }
+  return true;
+}
+
+bool Replay::begin(NSDate hour, std::ostream& err) {
+  position_.hour = hour.timeIntervalSince1970();
+  std::string error;
+  if (!position_.write(ReplayPosition::pathFor(options_.databasePath), error)) {
+    err << "error: " << error << "\n";
+    return false;
+  }
+  phone_->clock().set(hour);
+  return true;
+}
+
+void Replay::setAppStateFor(NSDate moment) {
+  const long hour = phone_->device()->calendar()->component(NSCalendarUnitHour, moment);
+  if (hour >= kMorning && hour < kNight) {
+    phone_->enterForeground();
+  } else {
+    phone_->enterBackground();
+  }
+}
+
+bool Replay::installApp(std::ostream& err) {
+  auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
+  return phone_->install(options_.databasePath, err, std::move(store));
+}
+
+bool Replay::installFresh(std::ostream& out, std::ostream& err) {
+  position_.installed = false;
+  if (!begin(since_, err) || !release(since_, err)) return false;
+  setAppStateFor(since_);
+  if (!installApp(err) || !phone_->fetchLatestAndHistory(out, err)) {
+    return false;
+  }
+  position_.installed = true;
+  return begin(since_, err);
+}
+
+bool Replay::rebuildUntil(NSDate hour, std::ostream& err) {
+  // The same release points as the run that stopped there: since, then every hour, then
+  // `until` if it is not on the hour.
+  const bool installed = position_.installed;
+  position_.installed = false;
+  bool saved = release(since_, err);
+  position_.installed = installed;
+  for (NSDate next = since_.dateByAddingTimeInterval(kHour); saved && !(hour < next);
+       next = next.dateByAddingTimeInterval(kHour)) {
+    saved = release(next, err);
+  }
+  return saved && release(hour, err);
+}
+
+bool Replay::launch(std::ostream& out, std::ostream& err) {
+  const std::string positionPath = ReplayPosition::pathFor(options_.databasePath);
+  std::string error;
+  auto stored = ReplayPosition::read(positionPath, error);
+  if (!error.empty()) {
+    err << "error: " << error << "\n";
+    return false;
+  }
+  if (!stored || !std::filesystem::exists(options_.databasePath)) {
+    std::error_code ignored;
+    std::filesystem::remove(options_.databasePath, ignored);
+    return installFresh(out, err);
+  }
+  if (!stored->sameReplayAs(position_)) {
+    err << "error: " << options_.databasePath
+        << " belongs to another replay (another export, span or zone); remove it and "
+        << positionPath << ", or use another --database\n";
+    return false;
+  }
+  if (!stored->installed) {
+    // The app's first launch never finished: it is installed again on a fresh database, as its
+    // first fetches store where they stopped before they submit.
+    std::error_code ignored;
+    std::filesystem::remove(options_.databasePath, ignored);
+    out << "Installing again: the last run stopped during the app's first launch\n";
+    return installFresh(out, err);
+  }
+  position_.installed = true;
+  const NSDate hour = NSDate::dateWithTimeIntervalSince1970(stored->hour);
+  out << "Continuing the replay stopped at " << hour.description() << "\n";
+  if (!rebuildUntil(hour, err) || !begin(hour, err)) return false;
+  setAppStateFor(hour);
+  auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
+  return phone_->relaunch(options_.databasePath, err, std::move(store));
+}
+
+int Replay::prepare(std::ostream& out, std::ostream& err) {
+  if (const int status = checkOptions(err)) return status;
+  if (!readExport(out, err)) return 1;
+  if (!chooseSpan(err)) return 2;
+  return launch(out, err) ? 0 : 1;
+}
+
+void Replay::liveHour(NSDate hour) {
+  const long local = phone_->device()->calendar()->component(NSCalendarUnitHour, hour);
+  if (local == kMorning) {
+    phone_->enterForeground();
+    phone_->fetchLatestData();
+    ++morningFetches_;
+  } else if (local == kNight) {
+    phone_->enterBackground();
+  }
+  SimulatedPhone::runUntilIdle();
+}
+
+bool Replay::liveUntil(NSDate end, std::ostream& out, std::ostream& err) {
+  // Only hours of the grid (and `until`) are ever lived: a relaunch rebuilds HealthKit with
+  // exactly those steps.
+  end =
+      since_.dateByAddingTimeInterval(std::ceil(end.timeIntervalSinceDate(since_) / kHour) * kHour);
+  if (until_ < end) end = until_;
+  NSDate now = NSDate::dateWithTimeIntervalSince1970(position_.hour);
+  const auto hours = static_cast<std::uint64_t>((end.timeIntervalSinceDate(now)) / kHour) + 1;
+  Progress progress(out, options_.terminal);
+  progress.start("Replaying", hours);
+  std::uint64_t done = 0;
+  while (now < end) {
+    // The next hour of the replay's grid (since, since + 1 h, ...), however `now` was reached.
+    const double step = std::floor(now.timeIntervalSinceDate(since_) / kHour) + 1;
+    NSDate next = since_.dateByAddingTimeInterval(step * kHour);
+    if (end < next) next = end;
+    if (!begin(next, err) || !release(next, err)) return false;
+    liveHour(next);
+    now = next;
+    progress.update(++done, now.description().substr(0, 16));
+  }
+  progress.finish();
+  return true;
+}
+
+std::size_t Replay::backgroundWakes() const {
+  std::size_t wakes = 0;
+  for (const auto& call : phone_->device()->observerInvocations()) wakes += call.inBackground;
+  return wakes;
+}
+
+ReplayedTypes Replay::replayedTypes(const Records& records) const {
+  ReplayedTypes types;
+  types.read = timeline_.readByType();
+  types.atInstall = atInstall_;
+  types.whileRunning = whileRunning_;
+  types.delivered = phone_->device()->objectsDeliveredToHostApp();
+  OSTSampleTypeArray recordPerObject;
+  for (const auto& type : SimulatedPhone::typesOfEverySubscriptionSet()) {
+    types.subscribed.insert(type->identifier());
+    if (OSTHealthKitSubscription::recordTypeForSampleType(*type) == OSTRecordTypeRoutine ||
+        OSTHealthKitSubscription::isHeartRateSample(*type)) {
+      types.summed.insert(type->identifier());
+    } else {
+      recordPerObject.push_back(type);
+    }
+  }
+  types.records = recordsByObjectType(phone_->device(), records, recordPerObject);
+  return types;
+}
+
+int Replay::run(std::ostream& out, std::ostream& err) {
+  if (const int status = prepare(out, err)) return status;
+  if (!liveUntil(until_, out, err)) return 1;
+  out << "\nReplayed " << since_.description() << " to " << until_.description() << ": "
+      << backgroundWakes() << " background wakes, " << morningFetches_ << " morning fetches\n";
+  const auto records = readOutbox(*phone_->session());
+  if (records.error) {
+    err << "error: cannot read the outbox: " << records.error->localizedDescription() << "\n";
+    return 1;
+  }
+  printReplayedTypes(out, replayedTypes(records.value));
+  printRecordsByMonth(out, records.value, *phone_->device()->calendar());
+  return phone_->reportOutbox(options_.databasePath, out, err);
+}
+
+}  // namespace ostrand_tools

@@ -1,0 +1,100 @@
+#pragma once
+
+// Replay: the `replay --export PATH` command. A person's Health app export is lived through
+// again on a simulated iPhone: the app is installed at `since` (what ended before is in HealthKit
+// already, as on a real phone, and the app's first launch runs its historical fetch), then the
+// clock moves hour by hour to `until`. Each object reaches HealthKit at its end date, through
+// the store of the app that wrote it (a correlation or a workout as one object); background
+// delivery wakes the engine as it would on a phone; the phone is in the background from 23:00
+// to 07:00 local time and the user opens the app each morning at 07:00 (fetchLatestData). Days
+// are counted in the person's zone (ExportTimeZone).
+//
+// Restart: ReplayPosition beside the database names the hour last begun. Started again on the
+// same database, the replay rebuilds HealthKit as the killed run left it (the same objects saved
+// in the same order, so the anchors the app stored still hold), relaunches the app at that hour
+// and goes on.
+//
+// Main thread only; one at a time per process (it owns a SimulatedPhone). The bench drives it in
+// steps: prepare(), then liveUntil() for the span it measures.
+//
+//   Replay replay({.exportPath = "export.zip", .databasePath = "replay.sqlite"});
+//   int status = replay.run(std::cout, std::cerr);  // 0, 1 when the work failed, 2 bad options
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "AppleHealthExport/AppleHealthExportSummary.h"
+#include "tools/OstrandTools/Progress.h"
+#include "tools/OstrandTools/ReplayPosition.h"
+#include "tools/OstrandTools/ReplayReport.h"
+#include "tools/OstrandTools/ReplayTimeline.h"
+#include "tools/OstrandTools/SimulatedPhone.h"
+
+namespace ostrand_tools {
+
+struct ReplayOptions {
+  std::string exportPath{};    // export.zip, the extracted folder or its export.xml
+  std::string databasePath{};  // continued when it holds this replay's position, else replaced
+  std::string since{};         // "" (six months before the export), "all", or YYYY-MM-DD
+  std::string until{};         // "" (when the export was made) or YYYY-MM-DD (through that day)
+  std::string timeZone{};      // --time-zone; empty: TZ, else the export's own zone
+  std::optional<std::string> processTimeZone{};  // what TZ says
+  bool terminal = false;                         // draw progress bars
+  // Opens the session's store on the database (default: SQLite). Tests wrap it to die at a
+  // chosen write.
+  std::function<std::unique_ptr<OSTStore>(const std::string& path)> openStore{};
+};
+
+class Replay {
+ public:
+  explicit Replay(ReplayOptions options);
+  ~Replay();
+
+  // The whole command: prepare, live to the end, print the summary and the outbox.
+  int run(std::ostream& out, std::ostream& err);
+
+  // Checks the options, reads the export, chooses the zone and installs the app at `since` (or
+  // relaunches it where a killed replay stopped). 0, 1 when the work failed, 2 bad options.
+  int prepare(std::ostream& out, std::ostream& err);
+  // Lives hour by hour up to `end` (rounded up to the replay's next hour, at most `until`);
+  // false when saving or the position failed.
+  bool liveUntil(NSDate end, std::ostream& out, std::ostream& err);
+
+  NSDate since() const { return since_; }
+  NSDate until() const { return until_; }
+  // Observer-query calls in the background so far (HealthKit waking the app).
+  std::size_t backgroundWakes() const;
+  std::size_t morningFetches() const { return morningFetches_; }
+  SimulatedPhone& phone() { return *phone_; }
+
+ private:
+  int checkOptions(std::ostream& err);
+  bool readExport(std::ostream& out, std::ostream& err);
+  bool chooseSpan(std::ostream& err);
+  bool launch(std::ostream& out, std::ostream& err);
+  bool installFresh(std::ostream& out, std::ostream& err);
+  bool installApp(std::ostream& err);
+  bool rebuildUntil(NSDate hour, std::ostream& err);
+  bool release(NSDate until, std::ostream& err);
+  bool begin(NSDate hour, std::ostream& err);
+  void setAppStateFor(NSDate moment);
+  void liveHour(NSDate hour);
+  std::optional<NSDate> dayOption(const std::string& text) const;
+  // What became of each type's objects, for the summary.
+  ReplayedTypes replayedTypes(const Records& records) const;
+
+  ReplayOptions options_;
+  std::unique_ptr<SimulatedPhone> phone_;
+  ReplayTimeline timeline_;
+  AppleHealthExportSummary summary_;
+  ReplayTimeline::Counts atInstall_, whileRunning_;
+  NSDate since_, until_;
+  ReplayPosition position_;
+  std::size_t morningFetches_ = 0;
+};
+
+}  // namespace ostrand_tools

@@ -1,0 +1,67 @@
+#include "tools/OstrandTools/ReplayTimeline.h"
+
+#include <algorithm>
+
+#include "tools/OstrandTools/SimulatedPhone.h"
+
+namespace ostrand_tools {
+
+void ReplayTimeline::add(const HKSourceRevision::Pointer& revision,
+                         std::shared_ptr<const HKObject> object) {
+  auto sample = std::dynamic_pointer_cast<const HKSample>(std::move(object));
+  if (!sample) return;
+  auto [index, added] = sourceIndex_.try_emplace(revision->description(), sources_.size());
+  if (added) sources_.push_back({revision, nullptr});
+  entries_.push_back({sample->endDate(), index->second, std::move(sample)});
+}
+
+void ReplayTimeline::remove(const NSUUID& uuid) { removed_.insert(uuid); }
+
+void ReplayTimeline::finish() {
+  if (!removed_.empty()) {
+    std::erase_if(entries_,
+                  [this](const Entry& entry) { return removed_.count(entry.sample->UUID()) != 0; });
+    removed_.clear();
+  }
+  std::stable_sort(entries_.begin(), entries_.end(),
+                   [](const Entry& a, const Entry& b) { return a.end < b.end; });
+  for (const auto& entry : entries_) ++readByType_[entry.sample->sampleType()->identifier()];
+}
+
+std::optional<NSDate> ReplayTimeline::firstEndDate() const {
+  if (entries_.empty()) return std::nullopt;
+  return entries_.front().end;
+}
+
+std::optional<NSDate> ReplayTimeline::nextEndDate() const {
+  if (next_ == entries_.size()) return std::nullopt;
+  return entries_[next_].end;
+}
+
+bool ReplayTimeline::releaseUntil(NSDate end, platform::SimulatedHealthDevice& device,
+                                  Counts& released, std::string& error) {
+  // Each app saves its own objects, in time order; apps in the order they were first read.
+  std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> bySource;
+  for (; next_ < entries_.size() && !(end < entries_[next_].end); ++next_) {
+    auto& entry = entries_[next_];
+    ++released[entry.sample->sampleType()->identifier()];
+    bySource[entry.source].push_back(std::move(entry.sample));
+  }
+  for (auto& [index, objects] : bySource) {
+    auto& source = sources_[index];
+    if (!source.store) source.store = device.storeForSource(source.revision);
+    std::shared_ptr<const NSError> refused;
+    source.store->saveObjects(objects, [&refused](bool, std::shared_ptr<const NSError> failure) {
+      refused = std::move(failure);
+    });
+    SimulatedPhone::runUntilIdle();
+    if (refused) {
+      error =
+          source.revision->description() + " could not save: " + refused->localizedDescription();
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace ostrand_tools

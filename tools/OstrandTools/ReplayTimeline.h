@@ -1,0 +1,73 @@
+#pragma once
+
+// ReplayTimeline: a person's export as the moments its apps saved each object. The export
+// reader hands it every sample, correlation and workout (it is the reader's sink); finish()
+// orders them by end date, and releaseUntil() saves into the simulated device, through the
+// store of the app that wrote it, everything that ends by a given moment. Each object is held
+// once: here until it is released, in the device afterwards.
+//
+// Releasing is deterministic: the same export released at the same moments gives the same
+// objects the same anchors, so a relaunched replay can rebuild HealthKit as a killed one left it
+// and the anchors the app stored stay valid.
+//
+// Used by the replay on the main thread; releaseUntil() drives the queues until idle.
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "AppleHealthExport/AppleHealthExportSink.h"
+#include "HealthKit/HKSample.h"
+#include "HealthKit/Simulator/SimulatedHealthDevice.h"
+
+namespace ostrand_tools {
+
+class ReplayTimeline final : public AppleHealthExportSink {
+ public:
+  using Counts = std::map<std::string, std::size_t>;  // by type identifier
+
+  void add(const HKSourceRevision::Pointer& revision,
+           std::shared_ptr<const HKObject> object) override;
+  void remove(const NSUUID& uuid) override;
+
+  // Drops what the reader took back and orders the rest by end date, in reading order among
+  // equal end dates. Call once, after reading.
+  void finish();
+
+  // Objects by type, as read (after finish()).
+  const Counts& readByType() const { return readByType_; }
+  // The end date of the first object; nullopt for an empty export.
+  std::optional<NSDate> firstEndDate() const;
+  // The end date of the next object not yet released.
+  std::optional<NSDate> nextEndDate() const;
+
+  // Saves every object not yet released that ends at or before `end` into `device`, each app's
+  // objects through that app's store, and counts them into `released`. False when a store
+  // refused them (`error` says why).
+  bool releaseUntil(NSDate end, platform::SimulatedHealthDevice& device, Counts& released,
+                    std::string& error);
+
+ private:
+  struct Entry {
+    NSDate end;
+    std::size_t source;  // index in sources_
+    std::shared_ptr<const HKSample> sample;
+  };
+  struct Source {
+    HKSourceRevision::Pointer revision;
+    std::shared_ptr<HKHealthStore> store;  // made on first release
+  };
+
+  std::vector<Entry> entries_;
+  std::vector<Source> sources_;
+  std::map<std::string, std::size_t> sourceIndex_;  // by the revision's description
+  std::set<NSUUID> removed_;
+  Counts readByType_;
+  std::size_t next_ = 0;  // the first entry not yet released
+};
+
+}  // namespace ostrand_tools

@@ -19,6 +19,10 @@ namespace {
 constexpr double kHour = 3600;
 constexpr long kMorning = 7;  // the user opens the app
 constexpr long kNight = 23;   // the phone is put away
+// A killed replay's app comes back two minutes into the hour it was in: past the fetches'
+// one-minute guard, and on a whole minute, as per-minute step counts are laid out from when the
+// last fetch ran.
+constexpr double kRelaunchDelay = 120;
 
 bool isDayText(const std::string& text) {
   static const std::regex day(R"(\d{4}-\d{2}-\d{2})");
@@ -224,6 +228,9 @@ bool Replay::launch(std::ostream& out, std::ostream& err) {
   out << "Continuing the replay stopped at " << hour.description() << "\n";
   if (!rebuildUntil(hour, err) || !begin(hour, err)) return false;
   setAppStateFor(hour);
+  // The app comes back a little after it was killed, as it would on a phone: a fetch the killed
+  // run had begun at this hour is not mistaken for one that is still running.
+  phone_->clock().set(hour.dateByAddingTimeInterval(kRelaunchDelay));
   auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
   return phone_->relaunch(options_.databasePath, err, std::move(store));
 }

@@ -1,5 +1,6 @@
 #include "tools/OstrandTools/Replay.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <regex>
@@ -19,10 +20,11 @@ namespace {
 constexpr double kHour = 3600;
 constexpr long kMorning = 7;  // the user opens the app
 constexpr long kNight = 23;   // the phone is put away
-// A killed replay's app comes back two minutes into the hour it was in: past the fetches'
-// one-minute guard, and on a whole minute, as per-minute step counts are laid out from when the
-// last fetch ran.
+// A killed replay's app comes back two minutes after its last launch within the hour it was in:
+// past the fetches' one-minute guard, and on a whole minute, as per-minute step counts are laid
+// out from when the last fetch ran.
 constexpr double kRelaunchDelay = 120;
+constexpr int kRelaunchesAHour = 29;  // later ones all come back at the last of these minutes
 
 bool isDayText(const std::string& text) {
   static const std::regex day(R"(\d{4}-\d{2}-\d{2})");
@@ -147,6 +149,7 @@ bool Replay::release(NSDate until, std::ostream& err) {
 }
 
 bool Replay::begin(NSDate hour, std::ostream& err) {
+  if (position_.hour != hour.timeIntervalSince1970()) position_.relaunches = 0;
   position_.hour = hour.timeIntervalSince1970();
   std::string error;
   if (!position_.write(ReplayPosition::pathFor(options_.databasePath), error)) {
@@ -226,11 +229,13 @@ bool Replay::launch(std::ostream& out, std::ostream& err) {
   position_.installed = true;
   const NSDate hour = NSDate::dateWithTimeIntervalSince1970(stored->hour);
   out << "Continuing the replay stopped at " << hour.description() << "\n";
+  position_.hour = stored->hour;
+  position_.relaunches = std::min(stored->relaunches + 1, kRelaunchesAHour);
   if (!rebuildUntil(hour, err) || !begin(hour, err)) return false;
   setAppStateFor(hour);
   // The app comes back a little after it was killed, as it would on a phone: a fetch the killed
-  // run had begun at this hour is not mistaken for one that is still running.
-  phone_->clock().set(hour.dateByAddingTimeInterval(kRelaunchDelay));
+  // run had begun is not mistaken for one that is still running.
+  phone_->clock().set(hour.dateByAddingTimeInterval(kRelaunchDelay * position_.relaunches));
   auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
   return phone_->relaunch(options_.databasePath, err, std::move(store));
 }

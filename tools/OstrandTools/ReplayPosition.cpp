@@ -16,11 +16,11 @@ std::optional<ReplayPosition> ReplayPosition::read(const std::string& path, std:
   std::ifstream in(path);
   if (!in) return std::nullopt;
   ReplayPosition position;
-  std::string tag[7];
+  std::string tag[8];
   in >> tag[0] >> position.exportedAt >> tag[1] >> position.objects >> tag[2] >> position.since >>
       tag[3] >> position.until >> tag[4] >> std::quoted(position.zone) >> tag[5] >> position.hour >>
-      tag[6] >> position.installed;
-  if (!in || tag[0] != "exported" || tag[5] != "hour") {
+      tag[6] >> position.installed >> tag[7] >> position.relaunches;
+  if (!in || tag[0] != "exported" || tag[5] != "hour" || tag[7] != "relaunches") {
     error = path + ": not a replay position file (remove it, or use another --database)";
     return std::nullopt;
   }
@@ -33,7 +33,7 @@ bool ReplayPosition::write(const std::string& path, std::string& error) const {
     std::ofstream out(temporary, std::ios::trunc);
     out << std::setprecision(17) << "exported " << exportedAt << "\nobjects " << objects
         << "\nsince " << since << "\nuntil " << until << "\nzone " << std::quoted(zone) << "\nhour "
-        << hour << "\ninstalled " << installed << "\n";
+        << hour << "\ninstalled " << installed << "\nrelaunches " << relaunches << "\n";
     out.flush();
     if (!out) {
       error = "cannot write " + temporary;

@@ -26,6 +26,7 @@ struct ReplayPosition {
   // Where it is.
   double hour = 0;         // the moment last begun (seconds since 1970)
   bool installed = false;  // the app's first launch (subscribe, historical fetch) finished
+  int relaunches = 0;      // how often the app was launched again within `hour`
 
   bool sameReplayAs(const ReplayPosition& other) const;
 

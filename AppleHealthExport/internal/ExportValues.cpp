@@ -68,7 +68,7 @@ std::optional<NSDate> parseExportDate(std::string_view text) {
 
 std::optional<int> exportDateOffset(std::string_view text) {
   if (!parseExportDate(text)) return std::nullopt;
-  int hours, minutes;
+  int hours = 0, minutes = 0;
   digits(text, 21, 2, hours);
   digits(text, 23, 2, minutes);
   return (hours * 3600 + minutes * 60) * (text[20] == '-' ? -1 : 1);

@@ -250,46 +250,110 @@ OSTResult<OSTStoredSessionData> OSTSQLiteStore::loadSessionData() {
     return step == SQLITE_DONE;
   });
   if (error) return {{}, error};
+  written_ = data;
   return {std::move(data), nullptr};
 }
 
+namespace {
+
+// Calls `write(key, value)` for each entry of `after` that `before` lacks or holds otherwise and
+// `erase(key)` for each key of `before` that `after` lacks; stops at the first that fails.
+template <class Map, class Write, class Erase>
+bool forEachChange(const Map& before, const Map& after, Write write, Erase erase) {
+  for (const auto& [key, value] : after) {
+    const auto old = before.find(key);
+    if ((old == before.end() || !(old->second == value)) && !write(key, value)) return false;
+  }
+  for (const auto& [key, value] : before) {
+    if (!after.contains(key) && !erase(key)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
-  return transaction("save session data in", [&] {
-    if (!statement("DELETE FROM anchor").run() || !statement("DELETE FROM query_date").run()) {
+  // Only what differs from the database's contents is written; they are known once this store
+  // has read or written them, otherwise everything is.
+  if (written_ && *written_ == data) return nullptr;
+  static const OSTStoredSessionData kNothing;
+  const OSTStoredSessionData& before = written_ ? *written_ : kNothing;
+  const bool whole = !written_;
+  OSTStatus error = transaction("save session data in", [&] {
+    if (whole && (!statement("DELETE FROM anchor").run() ||
+                  !statement("DELETE FROM query_date").run())) {
       return false;
     }
-    for (const auto& [type, anchor] : data.anchors) {
-      Statement insert =
-          statement("INSERT INTO anchor(sample_type, archive, number) VALUES (?, ?, ?)");
-      if (!insert.valid()) return false;
-      insert.bind(1, type);
-      if (const auto* archive = std::get_if<std::string>(&anchor)) {
-        insert.bind(2, *archive);
-        insert.bindNull(3);
-      } else {
-        insert.bindNull(2);
-        // Stored bit for bit: numbers above the signed range come back unchanged.
-        insert.bind(3, static_cast<std::int64_t>(std::get<std::uint64_t>(anchor)));
-      }
-      if (!insert.run()) return false;
-    }
-    for (const auto& [type, date] : data.queryDates) {
-      Statement insert = statement("INSERT INTO query_date(sample_type, date) VALUES (?, ?)");
-      if (!insert.valid()) return false;
-      insert.bind(1, type);
-      insert.bind(2, date.timeIntervalSinceReferenceDate());
-      if (!insert.run()) return false;
-    }
-    for (std::size_t i = 0; i < std::size(kTimestampNames); ++i) {
-      Statement upsert =
-          statement("INSERT OR REPLACE INTO session_timestamp(name, date) VALUES (?, ?)");
-      if (!upsert.valid()) return false;
-      upsert.bind(1, std::string(kTimestampNames[i]));
-      upsert.bind(2, *timestampField(data, i));
-      if (!upsert.run()) return false;
-    }
-    return true;
+    return writeAnchors(before.anchors, data.anchors) &&
+           writeQueryDates(before.queryDates, data.queryDates) &&
+           writeTimestamps(before, data, whole);
   });
+  if (error) {
+    written_.reset();
+  } else {
+    written_ = data;
+  }
+  return error;
+}
+
+bool OSTSQLiteStore::writeAnchors(const AnchorMap& before, const AnchorMap& after) {
+  return forEachChange(
+      before, after,
+      [this](const std::string& type, const AnchorMap::mapped_type& anchor) {
+        Statement upsert = statement(
+            "INSERT OR REPLACE INTO anchor(sample_type, archive, number) VALUES (?, ?, ?)");
+        if (!upsert.valid()) return false;
+        upsert.bind(1, type);
+        if (const auto* archive = std::get_if<std::string>(&anchor)) {
+          upsert.bind(2, *archive);
+          upsert.bindNull(3);
+        } else {
+          upsert.bindNull(2);
+          // Stored bit for bit: numbers above the signed range come back unchanged.
+          upsert.bind(3, static_cast<std::int64_t>(std::get<std::uint64_t>(anchor)));
+        }
+        return upsert.run();
+      },
+      [this](const std::string& type) {
+        Statement erase = statement("DELETE FROM anchor WHERE sample_type = ?");
+        if (!erase.valid()) return false;
+        erase.bind(1, type);
+        return erase.run();
+      });
+}
+
+bool OSTSQLiteStore::writeQueryDates(const QueryDateMap& before, const QueryDateMap& after) {
+  return forEachChange(
+      before, after,
+      [this](const std::string& type, const NSDate& date) {
+        Statement upsert =
+            statement("INSERT OR REPLACE INTO query_date(sample_type, date) VALUES (?, ?)");
+        if (!upsert.valid()) return false;
+        upsert.bind(1, type);
+        upsert.bind(2, date.timeIntervalSinceReferenceDate());
+        return upsert.run();
+      },
+      [this](const std::string& type) {
+        Statement erase = statement("DELETE FROM query_date WHERE sample_type = ?");
+        if (!erase.valid()) return false;
+        erase.bind(1, type);
+        return erase.run();
+      });
+}
+
+bool OSTSQLiteStore::writeTimestamps(const OSTStoredSessionData& before,
+                                     const OSTStoredSessionData& after, bool all) {
+  for (std::size_t i = 0; i < std::size(kTimestampNames); ++i) {
+    const auto& value = *timestampField(after, i);
+    if (!all && *timestampField(before, i) == value) continue;
+    Statement upsert =
+        statement("INSERT OR REPLACE INTO session_timestamp(name, date) VALUES (?, ?)");
+    if (!upsert.valid()) return false;
+    upsert.bind(1, std::string(kTimestampNames[i]));
+    upsert.bind(2, value);
+    if (!upsert.run()) return false;
+  }
+  return true;
 }
 
 OSTStatus OSTSQLiteStore::addToOutbox(const std::vector<OSTOutboxRow>& rows) {

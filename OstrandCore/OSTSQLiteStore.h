@@ -5,7 +5,9 @@
 // The database runs in WAL mode with full synchronisation, so a committed transaction survives a
 // crash of the process (and of the machine); every operation is one transaction, begun
 // IMMEDIATE so that waiting for another writer happens up front, for at most the busy timeout.
-// Statements are prepared once and reused. The schema's version is PRAGMA user_version (now 1);
+// Statements are prepared once and reused. A save writes only the rows of the session data that
+// differ from what the store last read or wrote, in one small transaction, and nothing when none
+// does; so a database has this one writer while it is open. The schema's version is PRAGMA user_version (now 1);
 // a database of a newer version, or one that holds other tables, is refused at open() and
 // never written to.
 //
@@ -16,6 +18,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "OstrandCore/OSTStore.h"
@@ -56,8 +59,20 @@ class OSTSQLiteStore final : public OSTStore {
   OSTStatus failure(OSTCoreErrorCode code, const std::string& action) const;
   void close();
 
+  // Within a transaction: writes what differs between the database's contents `before` and
+  // `after`; false when SQLite failed.
+  using AnchorMap = decltype(OSTStoredSessionData::anchors);
+  using QueryDateMap = decltype(OSTStoredSessionData::queryDates);
+  bool writeAnchors(const AnchorMap& before, const AnchorMap& after);
+  bool writeQueryDates(const QueryDateMap& before, const QueryDateMap& after);
+  bool writeTimestamps(const OSTStoredSessionData& before, const OSTStoredSessionData& after,
+                       bool all);
+
   std::string path_;
   std::chrono::milliseconds busyTimeout_;
   sqlite3* db_ = nullptr;
   std::vector<std::pair<const char*, sqlite3_stmt*>> statements_;
+  // The session data the database holds, as this store last read or wrote it; none before the
+  // first read and after a failed write, when the next save writes everything.
+  std::optional<OSTStoredSessionData> written_;
 };

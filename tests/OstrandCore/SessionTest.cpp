@@ -107,6 +107,50 @@ TEST_F(SessionTest, SessionDataAndOutboxSurviveARestart) {
   EXPECT_TRUE(records[0]->isEqual(*record));
 }
 
+// PRAGMA data_version of another connection moves whenever this store commits a change.
+std::int64_t dataVersion(sqlite3* db) {
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_prepare_v2(db, "PRAGMA data_version", -1, &statement, nullptr);
+  sqlite3_step(statement);
+  const std::int64_t version = sqlite3_column_int64(statement, 0);
+  sqlite3_finalize(statement);
+  return version;
+}
+
+TEST_F(SessionTest, SavesWriteWhatChangedAndAnUnchangedSaveWritesNothing) {
+  OSTStoredSessionData first;
+  first.anchors = {{"steps", std::string("archived:5")}, {"sleep", std::uint64_t{9}}};
+  first.queryDates = {{"steps", kStart}, {"sleep", kStart}};
+  first.routineQueryTimestamp = kStart;
+  OSTStoredSessionData second = first;
+  second.anchors.erase("sleep");
+  second.anchors["steps"] = std::uint64_t{6};
+  second.anchors["weight"] = std::string("archived:1");
+  second.queryDates.erase("steps");
+  second.queryDates["sleep"] = kStart.dateByAddingTimeInterval(60);
+  second.routineQueryTimestamp.reset();
+  second.intradayStepsFetchTimestamp = kStart;
+
+  sqlite3* observer = nullptr;
+  {
+    OSTSQLiteStore store(path_);
+    ASSERT_EQ(store.open(), nullptr);
+    ASSERT_EQ(store.saveSessionData(first), nullptr);
+    sqlite3_open(path_.c_str(), &observer);
+    const std::int64_t before = dataVersion(observer);
+    ASSERT_EQ(store.saveSessionData(first), nullptr);
+    EXPECT_EQ(dataVersion(observer), before);
+    ASSERT_EQ(store.saveSessionData(second), nullptr);
+    EXPECT_NE(dataVersion(observer), before);
+  }
+  sqlite3_close(observer);
+  OSTSQLiteStore reopened(path_);
+  ASSERT_EQ(reopened.open(), nullptr);
+  const auto loaded = reopened.loadSessionData();
+  ASSERT_EQ(loaded.error, nullptr);
+  EXPECT_EQ(loaded.value, second);
+}
+
 TEST_F(SessionTest, SameKindAndActivityIDReplacesAndUploadedRecordsAreRemoved) {
   OSTSession session;
   ASSERT_EQ(session.startSession("u", path_), nullptr);

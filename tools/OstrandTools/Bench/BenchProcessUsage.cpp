@@ -1,6 +1,7 @@
 #include "tools/OstrandTools/Bench/BenchProcessUsage.h"
 
 #include <sys/resource.h>
+#include <time.h>
 
 #include <fstream>
 #include <string>
@@ -31,6 +32,13 @@ std::chrono::duration<double> BenchProcessUsage::cpuTime() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+std::chrono::duration<double> BenchProcessUsage::threadCpuTime() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return std::chrono::duration<double>(static_cast<double>(now.tv_sec) +
+                                       static_cast<double>(now.tv_nsec) / 1e9);
 }
 
 std::uint64_t BenchProcessUsage::residentBytes() { return statusBytes("VmRSS"); }

@@ -15,6 +15,8 @@ namespace ostrand_tools {
 class BenchProcessUsage {
  public:
   static std::chrono::duration<double> cpuTime();
+  // CPU time of the calling thread alone.
+  static std::chrono::duration<double> threadCpuTime();
   // VmRSS and VmHWM of /proc/self/status, in bytes; 0 when it cannot be read.
   static std::uint64_t residentBytes();
   static std::uint64_t peakResidentBytes();

@@ -18,6 +18,21 @@ std::vector<BenchRecordingStore::Commit> BenchRecordingStore::commitsSince(std::
   return {commits_.begin() + static_cast<std::ptrdiff_t>(mark), commits_.end()};
 }
 
+OSTResult<OSTStoredSessionData> BenchRecordingStore::loadSessionData() {
+  auto loaded = store_->loadSessionData();
+  if (!loaded.error) stored_ = loaded.value;
+  return loaded;
+}
+
+OSTStatus BenchRecordingStore::saveSessionData(const OSTStoredSessionData& data) {
+  OSTStatus error = store_->saveSessionData(data);
+  if (!error && stored_ != data) {
+    ++sessionDataSaves_;
+    stored_ = data;
+  }
+  return error;
+}
+
 OSTStatus BenchRecordingStore::addToOutbox(const std::vector<OSTOutboxRow>& rows) {
   OSTStatus error = store_->addToOutbox(rows);
   if (error) return error;

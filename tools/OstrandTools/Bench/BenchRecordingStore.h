@@ -17,6 +17,7 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "OstrandCore/OSTStore.h"
@@ -36,17 +37,14 @@ class BenchRecordingStore final : public OSTStore {
   // How many outbox commits there have been; a mark for commitsSince.
   std::size_t commitCount() const;
   std::vector<Commit> commitsSince(std::size_t mark) const;
+  // Session-data saves that changed what the database holds (the store writes nothing for the
+  // others).
   std::size_t sessionDataSaves() const { return sessionDataSaves_.load(); }
 
   std::string path() const override { return store_->path(); }
   [[nodiscard]] OSTStatus open() override { return store_->open(); }
-  [[nodiscard]] OSTResult<OSTStoredSessionData> loadSessionData() override {
-    return store_->loadSessionData();
-  }
-  [[nodiscard]] OSTStatus saveSessionData(const OSTStoredSessionData& data) override {
-    ++sessionDataSaves_;
-    return store_->saveSessionData(data);
-  }
+  [[nodiscard]] OSTResult<OSTStoredSessionData> loadSessionData() override;
+  [[nodiscard]] OSTStatus saveSessionData(const OSTStoredSessionData& data) override;
   [[nodiscard]] OSTStatus addToOutbox(const std::vector<OSTOutboxRow>& rows) override;
   [[nodiscard]] OSTResult<std::vector<OSTOutboxRow>> outbox(std::size_t limit) override {
     return store_->outbox(limit);
@@ -61,6 +59,7 @@ class BenchRecordingStore final : public OSTStore {
   bool keepRows_ = false;
   std::vector<Commit> commits_;
   std::atomic<std::size_t> sessionDataSaves_{0};
+  std::optional<OSTStoredSessionData> stored_;  // as last loaded or saved; the session's thread
 };
 
 }  // namespace ostrand_tools

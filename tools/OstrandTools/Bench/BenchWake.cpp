@@ -51,7 +51,7 @@ std::optional<BenchWakeResult> BenchWake::measure(BenchHeavyUserPhone& phone,
 
 bool BenchWake::wakeRepeatedly(BenchHeavyUserPhone& phone, BenchWakeResult& result,
                                std::ostream& err) const {
-  std::vector<double> latencies, straight, records, commits;
+  std::vector<double> latencies, straight, records, commits, engine;
   for (int run = 0; run < runs_; ++run) {
     const auto wake = wakeOnce(phone, result.objects, err);
     if (!wake) return false;
@@ -61,6 +61,7 @@ bool BenchWake::wakeRepeatedly(BenchHeavyUserPhone& phone, BenchWakeResult& resu
     straight.push_back(*straightSeconds);
     records.push_back(static_cast<double>(rowCount(wake->batches)));
     commits.push_back(static_cast<double>(wake->batches.size()));
+    engine.push_back(wake->engineSeconds);
     result.cpuSeconds += wake->cpuSeconds / runs_;
     result.simulatorQuerySeconds += wake->querySeconds / runs_;
   }
@@ -68,6 +69,7 @@ bool BenchWake::wakeRepeatedly(BenchHeavyUserPhone& phone, BenchWakeResult& resu
   result.straightSeconds = BenchStopwatch::median(straight);
   result.records = static_cast<std::size_t>(BenchStopwatch::median(records));
   result.commits = static_cast<std::size_t>(BenchStopwatch::median(commits));
+  result.engineSeconds = BenchStopwatch::median(engine);
   return true;
 }
 
@@ -84,8 +86,10 @@ std::optional<BenchWake::Wake> BenchWake::wakeOnce(BenchHeavyUserPhone& phone, s
   const std::size_t commitMark = phone.store().commitCount();
   const auto cpuBefore = BenchProcessUsage::cpuTime();
   const auto queriesBefore = simulated.device()->queryAnswerTime();
+  const auto mainThreadBefore = BenchProcessUsage::threadCpuTime();
   if (!writes.save(err)) return std::nullopt;
   Wake wake;
+  wake.engineSeconds = (BenchProcessUsage::threadCpuTime() - mainThreadBefore).count();
   wake.cpuSeconds = (BenchProcessUsage::cpuTime() - cpuBefore).count();
   wake.querySeconds =
       std::chrono::duration<double>(simulated.device()->queryAnswerTime() - queriesBefore).count();

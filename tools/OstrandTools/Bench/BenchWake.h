@@ -9,8 +9,11 @@
 // last outbox commit of the wake (the simulator notes when it called each handler, the
 // session's store when each commit finished). Baseline: the same records, in the same batches,
 // submitted straight to a session on a fresh database. Both are medians over the wakes. Beside
-// them, per wake: the process's CPU time and the part of it HealthKit's queries took, and how
-// many outbox commits and session-data saves (each a transaction of its own) the wake made.
+// them, per wake: the process's CPU time and the part of it HealthKit's queries took; the
+// engine's own time, the main thread's CPU (HealthKit saves and answers queries on its worker
+// threads, the engine works on the main queue: its handlers, conversion, session and SQLite);
+// and how many outbox commits and session-data saves that changed something (each a
+// transaction of its own) the wake made.
 //
 // Main thread only; the phone must be installed (BenchHeavyUserPhone::install).
 //
@@ -36,6 +39,7 @@ struct BenchWakeResult {
   double straightSeconds = 0;        // median
   double cpuSeconds = 0;             // process CPU per wake (mean)
   double simulatorQuerySeconds = 0;  // HealthKit's queries' CPU per wake (mean)
+  double engineSeconds = 0;          // the main thread's CPU per wake: the engine's own (median)
 };
 
 class BenchWake {
@@ -50,6 +54,7 @@ class BenchWake {
     double latencySeconds = 0;
     double cpuSeconds = 0;    // the process's, from the save until idle
     double querySeconds = 0;  // HealthKit's queries' CPU over the same span
+    double engineSeconds = 0;  // the main thread's CPU over the same span
     Batches batches;          // the rows of each commit
   };
 

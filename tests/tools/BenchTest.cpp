@@ -20,7 +20,7 @@ TEST(BenchTest, QuickRunMeasuresEveryRow) {
        {"conversion: biometrics", "conversion: diabetes", "conversion: weight",
         "conversion: nutrition", "conversion: fitness", "conversion: sleep", "outbox commit",
         "historical fetch, 6 months", "historical fetch, peak RSS growth",
-        "background wake, an hour of data"}) {
+        "background wake, an hour of data", "export read", "export stored"}) {
     EXPECT_NE(table.find(row), std::string::npos) << row;
   }
 }

@@ -111,6 +111,10 @@ int main(int argc, char** argv) {
       kExitCodes);
   bench->add_flag("--quick", benchOptions.quick,
                   "Tiny sizes, a few seconds: checks that every measurement works");
+  std::uint64_t exportMegabytes = 0;
+  bench->add_option("--export-size", exportMegabytes,
+                    "Also write and read a generated export of about this many MiB (1024: a "
+                    "real one's size; takes minutes)");
 
   try {
     app.parse(argc, argv);
@@ -123,6 +127,7 @@ int main(int argc, char** argv) {
   if (*demo) return runDemo(demoOptions, months, small);
   if (*bench) {
     benchOptions.terminal = ostrand_tools::Progress::isTerminal(stdout);
+    benchOptions.exportBytes = exportMegabytes << 20;
     return ostrand_tools::Bench(benchOptions).run(std::cout, std::cerr);
   }
   if (*replay) {

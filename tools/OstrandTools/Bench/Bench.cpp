@@ -37,6 +37,7 @@ int Bench::run(std::ostream& out, std::ostream& err) {
     report_.addHistory(heavyUser_.history, heavyUser_.days, heavyUser_.objects,
                        heavyUser_.historyBytes);
     report_.addWake(heavyUser_.wake, sizes_.wakes);
+    if (!measureExportRead(scratch, progress, err)) return 1;
   } catch (const std::exception& error) {
     err << "error: " << error.what() << "\n";
     return 1;
@@ -64,6 +65,18 @@ bool Bench::measureHeavyUser(const BenchScratchDirectory& scratch, Progress& pro
   if (!wake) return false;
   progress.finish();
   heavyUser_ = {*history, *wake, days, phone.historyObjects(), historyBytes};
+  return true;
+}
+
+bool Bench::measureExportRead(const BenchScratchDirectory& scratch, Progress& progress,
+                              std::ostream& err) {
+  const std::uint64_t bytes = options_.quick ? std::uint64_t{1} << 20 : options_.exportBytes;
+  if (bytes == 0) return true;
+  progress.start("Writing and reading a generated export", 1);
+  const auto result = BenchExportRead(scratch, bytes).measure(err);
+  if (!result) return false;
+  progress.finish();
+  report_.addExportRead(*result);
   return true;
 }
 

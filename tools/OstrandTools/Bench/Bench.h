@@ -6,7 +6,8 @@
 // - committing records to the outbox through the session (BenchOutbox);
 // - the six-month historical fetch of a heavy user: time, HealthKit's own share, peak memory
 //   (BenchHistory);
-// - one background wake with an hour of new data in every subscribed type (BenchWake).
+// - one background wake with an hour of new data in every subscribed type (BenchWake);
+// - when asked, reading a generated export of a given size, and its memory (BenchExportRead).
 // The heavy user's steps run first, while the process is small, so the memory row sees little of
 // what the others allocate. `quick` shrinks every size so the whole run takes seconds: it checks
 // that every measurement works, its numbers mean little.
@@ -16,6 +17,7 @@
 //   Bench bench({.quick = false, .terminal = true});
 //   int status = bench.run(std::cout, std::cerr);  // 0, or 1 when a measurement's work failed
 
+#include <cstdint>
 #include <ostream>
 
 #include "tools/OstrandTools/Bench/BenchReport.h"
@@ -27,6 +29,8 @@ namespace ostrand_tools {
 struct BenchOptions {
   bool quick = false;
   bool terminal = false;  // draw progress bars (nothing is drawn otherwise)
+  // Also read a generated export of about this many bytes (0: not; quick: a small one).
+  std::uint64_t exportBytes = 0;
 };
 
 class Bench {
@@ -56,6 +60,8 @@ class Bench {
 
   bool measureHeavyUser(const BenchScratchDirectory& scratch, Progress& progress,
                         std::ostream& err);
+  bool measureExportRead(const BenchScratchDirectory& scratch, Progress& progress,
+                         std::ostream& err);
   bool measureConversionAndOutbox(const BenchScratchDirectory& scratch, Progress& progress,
                                   std::ostream& err);
 

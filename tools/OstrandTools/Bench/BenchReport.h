@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "tools/OstrandTools/Bench/BenchConversion.h"
+#include "tools/OstrandTools/Bench/BenchExportRead.h"
 #include "tools/OstrandTools/Bench/BenchHistory.h"
 #include "tools/OstrandTools/Bench/BenchOutbox.h"
 #include "tools/OstrandTools/Bench/BenchTable.h"
@@ -34,6 +35,7 @@ class BenchReport {
   void addHistory(const BenchHistoryResult& result, int days, std::size_t samples,
                   double historyBytes);
   void addWake(const BenchWakeResult& result, int runs);
+  void addExportRead(const BenchExportReadResult& result);
 
   void print(std::ostream& out) const;
 

@@ -1,0 +1,48 @@
+#pragma once
+
+// BenchExportRead: reading a large generated export (BenchExportWriter). Measured, each once:
+// - a plain expat pass over the file, with handlers that do nothing (the baseline: what any
+//   reader of the file pays at least);
+// - the export reader over the same file, handing every object to a sink that drops it: parsing,
+//   checking and building HealthKit objects;
+// - the export reader saving every object into a fresh simulated device: peak memory growth
+//   (VmHWM reset just before) over the objects stored, and the same process's resident growth
+//   while it holds them.
+//
+// Main thread only; the file is written into the scratch directory and removed afterwards.
+//
+//   auto result = BenchExportRead(scratch, 1 << 30).measure(err);
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+
+#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
+
+namespace ostrand_tools {
+
+struct BenchExportReadResult {
+  std::uint64_t bytes = 0;
+  std::uint64_t objects = 0;
+  int days = 0;
+  double expatSeconds = 0;
+  double readSeconds = 0;           // into a sink that drops every object
+  double storeSeconds = 0;          // into a simulated device
+  double peakGrowthBytes = 0;       // VmHWM after storing minus VmRSS before
+  double heldBytes = 0;             // VmRSS while the device holds the export, minus before
+  bool peakWasReset = false;
+};
+
+class BenchExportRead {
+ public:
+  BenchExportRead(const BenchScratchDirectory& scratch, std::uint64_t bytes)
+      : scratch_(scratch), bytes_(bytes) {}
+
+  std::optional<BenchExportReadResult> measure(std::ostream& err) const;
+
+ private:
+  const BenchScratchDirectory& scratch_;
+  std::uint64_t bytes_;
+};
+
+}  // namespace ostrand_tools

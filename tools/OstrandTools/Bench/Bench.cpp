@@ -37,7 +37,9 @@ int Bench::run(std::ostream& out, std::ostream& err) {
     report_.addHistory(heavyUser_.history, heavyUser_.days, heavyUser_.objects,
                        heavyUser_.historyBytes);
     report_.addWake(heavyUser_.wake, sizes_.wakes);
-    if (!measureExportRead(scratch, progress, err)) return 1;
+    if (!measureReplay(scratch, progress, err) || !measureExportRead(scratch, progress, err)) {
+      return 1;
+    }
   } catch (const std::exception& error) {
     err << "error: " << error.what() << "\n";
     return 1;
@@ -65,6 +67,16 @@ bool Bench::measureHeavyUser(const BenchScratchDirectory& scratch, Progress& pro
   if (!wake) return false;
   progress.finish();
   heavyUser_ = {*history, *wake, days, phone.historyObjects(), historyBytes};
+  return true;
+}
+
+bool Bench::measureReplay(const BenchScratchDirectory& scratch, Progress& progress,
+                          std::ostream& err) {
+  progress.start("Replaying a month of a generated export", 1);
+  const auto result = BenchReplayMonth(scratch, options_.quick ? 2 : 30).measure(err);
+  if (!result) return false;
+  progress.finish();
+  report_.addReplay(*result);
   return true;
 }
 

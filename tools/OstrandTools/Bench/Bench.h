@@ -7,6 +7,7 @@
 // - the six-month historical fetch of a heavy user: time, HealthKit's own share, peak memory
 //   (BenchHistory);
 // - one background wake with an hour of new data in every subscribed type (BenchWake);
+// - a month of a generated export replayed hour by hour (BenchReplayMonth);
 // - when asked, reading a generated export of a given size, and its memory (BenchExportRead).
 // The heavy user's steps run first, while the process is small, so the memory row sees little of
 // what the others allocate. `quick` shrinks every size so the whole run takes seconds: it checks
@@ -60,6 +61,7 @@ class Bench {
 
   bool measureHeavyUser(const BenchScratchDirectory& scratch, Progress& progress,
                         std::ostream& err);
+  bool measureReplay(const BenchScratchDirectory& scratch, Progress& progress, std::ostream& err);
   bool measureExportRead(const BenchScratchDirectory& scratch, Progress& progress,
                          std::ostream& err);
   bool measureConversionAndOutbox(const BenchScratchDirectory& scratch, Progress& progress,

@@ -153,6 +153,16 @@ void writeDay(ExportFile& file, int day, double midnight) {
 
 std::optional<BenchExportWriter::Written> BenchExportWriter::write(const std::string& path,
                                                                    std::uint64_t bytes) {
+  return write(path, [bytes](std::uint64_t written, int) { return written < bytes; });
+}
+
+std::optional<BenchExportWriter::Written> BenchExportWriter::writeDays(const std::string& path,
+                                                                       int days) {
+  return write(path, [days](std::uint64_t, int written) { return written < days; });
+}
+
+std::optional<BenchExportWriter::Written> BenchExportWriter::write(
+    const std::string& path, const std::function<bool(std::uint64_t, int)>& more) {
   ExportFile file(path);
   if (!file.ok()) return std::nullopt;
   file.print("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<HealthData locale=\"en_DE\">\n");
@@ -160,7 +170,7 @@ std::optional<BenchExportWriter::Written> BenchExportWriter::write(const std::st
   calendar->setTimeZone(NSTimeZone::timeZoneWithName(kZone));
   NSDate midnight = NSDate::dateWithTimeIntervalSince1970(kFirstDay);
   int day = 0;
-  for (; file.ok() && file.bytes() < bytes; ++day) {
+  for (; file.ok() && more(file.bytes(), day); ++day) {
     writeDay(file, day, midnight.timeIntervalSince1970());
     midnight = *calendar->dateByAddingUnit(NSCalendarUnitDay, 1, midnight, NSCalendarOptions{});
   }

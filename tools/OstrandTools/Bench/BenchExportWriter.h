@@ -17,6 +17,7 @@
 //   auto written = BenchExportWriter::write("/tmp/export.xml", 1 << 30);  // objects, or nullopt
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -32,6 +33,13 @@ class BenchExportWriter {
 
   // Writes days until the file holds at least `bytes`; nullopt when it cannot be written.
   static std::optional<Written> write(const std::string& path, std::uint64_t bytes);
+  // Writes `days` days.
+  static std::optional<Written> writeDays(const std::string& path, int days);
+
+ private:
+  // Writes days while `more(bytes written, days written)` says so.
+  static std::optional<Written> write(const std::string& path,
+                                      const std::function<bool(std::uint64_t, int)>& more);
 };
 
 }  // namespace ostrand_tools

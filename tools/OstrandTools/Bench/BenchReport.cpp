@@ -108,6 +108,20 @@ void BenchReport::addWake(const BenchWakeResult& result, int runs) {
       countOf(static_cast<std::size_t>(runs), "wake") + ".");
 }
 
+void BenchReport::addReplay(const BenchReplayResult& result) {
+  table_.add({"replay, " + countOf(static_cast<std::size_t>(result.days), "day") + " hour by hour",
+              rateText(static_cast<double>(result.wakes), result.replaySeconds, "wakes"),
+              "its objects stored, no app", durationText(result.storeSeconds),
+              ratio(result.replaySeconds, result.storeSeconds)});
+  table_.addNote("replay: a generated export of " +
+                 countText(static_cast<double>(result.objects)) + " objects replayed with --since all: " +
+                 countText(result.hours) + " hours lived in " + durationText(result.replaySeconds) +
+                 " (the app's first launch not counted), " +
+                 countText(static_cast<double>(result.wakes)) +
+                 " background wakes and a morning fetch a day; baseline: the same export read into "
+                 "a fresh simulated device, with no app.");
+}
+
 void BenchReport::addExportRead(const BenchExportReadResult& result) {
   const double objects = static_cast<double>(result.objects);
   table_.add({"export read, " + mebibytesText(static_cast<double>(result.bytes)),

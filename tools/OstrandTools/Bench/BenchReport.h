@@ -19,6 +19,7 @@
 #include "tools/OstrandTools/Bench/BenchExportRead.h"
 #include "tools/OstrandTools/Bench/BenchHistory.h"
 #include "tools/OstrandTools/Bench/BenchOutbox.h"
+#include "tools/OstrandTools/Bench/BenchReplayMonth.h"
 #include "tools/OstrandTools/Bench/BenchTable.h"
 #include "tools/OstrandTools/Bench/BenchWake.h"
 
@@ -36,6 +37,7 @@ class BenchReport {
                   double historyBytes);
   void addWake(const BenchWakeResult& result, int runs);
   void addExportRead(const BenchExportReadResult& result);
+  void addReplay(const BenchReplayResult& result);
 
   void print(std::ostream& out) const;
 

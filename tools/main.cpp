@@ -105,9 +105,9 @@ int main(int argc, char** argv) {
       "bench", "Time the library's work against baselines measured in the same run");
   bench->footer(
       std::string("Prints one table: record conversion per kind, outbox commits, a heavy user's "
-                  "six-month historical fetch (time, HealthKit's share, peak memory) and a "
-                  "background wake, each beside its baseline, with the ratio of their costs. "
-                  "Run it from a release build; it takes under a minute.\n") +
+                  "six-month historical fetch (time, HealthKit's share, peak memory), a "
+                  "background wake and a month of replay, each beside its baseline, with the "
+                  "ratio of their costs. Run it from a release build; it takes about a minute.\n") +
       kExitCodes);
   bench->add_flag("--quick", benchOptions.quick,
                   "Tiny sizes, a few seconds: checks that every measurement works");

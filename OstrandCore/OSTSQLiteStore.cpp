@@ -280,8 +280,8 @@ OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
   const OSTStoredSessionData& before = written_ ? *written_ : kNothing;
   const bool whole = !written_;
   OSTStatus error = transaction("save session data in", [&] {
-    if (whole && (!statement("DELETE FROM anchor").run() ||
-                  !statement("DELETE FROM query_date").run())) {
+    if (whole &&
+        (!statement("DELETE FROM anchor").run() || !statement("DELETE FROM query_date").run())) {
       return false;
     }
     return writeAnchors(before.anchors, data.anchors) &&

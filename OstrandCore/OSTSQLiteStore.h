@@ -7,9 +7,9 @@
 // IMMEDIATE so that waiting for another writer happens up front, for at most the busy timeout.
 // Statements are prepared once and reused. A save writes only the rows of the session data that
 // differ from what the store last read or wrote, in one small transaction, and nothing when none
-// does; so a database has this one writer while it is open. The schema's version is PRAGMA user_version (now 1);
-// a database of a newer version, or one that holds other tables, is refused at open() and
-// never written to.
+// does; so a database has this one writer while it is open. The schema's version is PRAGMA
+// user_version (now 1); a database of a newer version, or one that holds other tables, is refused
+// at open() and never written to.
 //
 // Not thread-safe (see OSTStore); the connection belongs to the object and is closed with it.
 //

@@ -157,7 +157,7 @@ class DeviceState {
   std::mutex wakesMutex_;                                      // guards wakes_
   std::map<std::pair<std::string, std::string>, Wake> wakes_;  // the latest, by (bundle, type)
 
-  mutable std::mutex deliveriesMutex_;                  // guards deliveries_
+  mutable std::mutex deliveriesMutex_;             // guards deliveries_
   std::map<std::string, std::size_t> deliveries_;  // to the host app, by type identifier
 
   mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_

@@ -181,12 +181,12 @@ void addFirstFetchWindows(const std::string& path, SkippableWindows& windows) {
                                -1, &row, nullptr),
             SQLITE_OK);
   while (sqlite3_step(row) == SQLITE_ROW) {
-    const auto type = HKObjectType::typeForIdentifier(
-        reinterpret_cast<const char*>(sqlite3_column_text(row, 0)));
+    const auto type =
+        HKObjectType::typeForIdentifier(reinterpret_cast<const char*>(sqlite3_column_text(row, 0)));
     const auto sampleType = std::dynamic_pointer_cast<const HKSampleType>(type);
     if (!sampleType) continue;
-    const auto kind = std::to_string(static_cast<int>(
-        OSTHealthKitSubscription::recordTypeForSampleType(*sampleType)));
+    const auto kind = std::to_string(
+        static_cast<int>(OSTHealthKitSubscription::recordTypeForSampleType(*sampleType)));
     const std::time_t seconds =
         static_cast<std::time_t>(sqlite3_column_double(row, 1)) + 978307200;  // 2001 -> 1970
     char text[32];

@@ -7,11 +7,11 @@
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
 #include "HealthKit/UIKit/UIApplication.h"
+#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "tools/OstrandTools/ExportSync.h"
 #include "tools/OstrandTools/ExportTimeZone.h"
 #include "tools/OstrandTools/ReplayRecordOrigins.h"
 #include "tools/OstrandTools/ReplayReport.h"
-#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 
 namespace ostrand_tools {
 

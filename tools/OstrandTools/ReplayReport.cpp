@@ -26,7 +26,8 @@ std::string whyNoRecord(const std::string& type, const ReplayedTypes& types) {
       reasons.push_back(count + " type not subscribed");
     } else if (types.summed.count(type) != 0) {
       reasons.push_back(count + " made into day records");
-    } else if (countOf(types.delivered, type) == 0 || saved - records <= countOf(types.atInstall, type)) {
+    } else if (countOf(types.delivered, type) == 0 ||
+               saved - records <= countOf(types.atInstall, type)) {
       reasons.push_back(count + " before --since, older than the first fetches read");
     } else {
       reasons.push_back(count + " read by the app, refused by the conversion");
@@ -42,11 +43,12 @@ std::string whyNoRecord(const std::string& type, const ReplayedTypes& types) {
 
 void printReplayedTypes(std::ostream& out, const ReplayedTypes& types) {
   out << "\nObjects by type: read; in HealthKit at install (before --since); saved while the app "
-         "ran; handed to the app (each time a query did); records of their own; why the rest made none:\n";
+         "ran; handed to the app (each time a query did); records of their own; why the rest made "
+         "none:\n";
   for (const auto& [type, count] : types.read) {
     out << "  " << std::left << std::setw(52) << type << std::right;
-    for (const auto* column : {&types.read, &types.atInstall, &types.whileRunning,
-                               &types.delivered, &types.records}) {
+    for (const auto* column :
+         {&types.read, &types.atInstall, &types.whileRunning, &types.delivered, &types.records}) {
       out << std::setw(8) << countOf(*column, type);
     }
     const std::string why = whyNoRecord(type, types);

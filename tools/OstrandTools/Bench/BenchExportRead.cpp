@@ -24,12 +24,13 @@ class DroppingSink final : public AppleHealthExportSink {
 
 // Parses the file with expat, in the reader's chunk size, doing nothing with what it finds.
 bool plainExpatPass(const std::string& path) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                       &std::fclose);
   std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate(nullptr),
                                                                  &XML_ParserFree);
   if (!file || !parser) return false;
-  XML_SetElementHandler(parser.get(), [](void*, const XML_Char*, const XML_Char**) {},
-                        [](void*, const XML_Char*) {});
+  XML_SetElementHandler(
+      parser.get(), [](void*, const XML_Char*, const XML_Char**) {}, [](void*, const XML_Char*) {});
   std::vector<char> chunk(AppleHealthExportReader::kChunkBytes);
   for (;;) {
     const std::size_t read = std::fread(chunk.data(), 1, chunk.size(), file.get());
@@ -50,8 +51,8 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
     err << "error: cannot write the generated export " << path << "\n";
     return std::nullopt;
   }
-  BenchExportReadResult result{.bytes = written->bytes, .objects = written->objects,
-                               .days = written->days};
+  BenchExportReadResult result{
+      .bytes = written->bytes, .objects = written->objects, .days = written->days};
   BenchStopwatch stopwatch;
   if (!plainExpatPass(path)) {
     err << "error: expat could not parse the generated export " << path << "\n";
@@ -75,7 +76,8 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
   stopwatch = BenchStopwatch();
   const auto stored = reader.read(path, device);
   result.storeSeconds = stopwatch.seconds();
-  result.peakGrowthBytes = static_cast<double>(BenchProcessUsage::peakResidentBytes()) - residentBefore;
+  result.peakGrowthBytes =
+      static_cast<double>(BenchProcessUsage::peakResidentBytes()) - residentBefore;
   result.heldBytes = static_cast<double>(BenchProcessUsage::residentBytes()) - residentBefore;
   std::filesystem::remove(path);
   if (!stored.succeeded()) {

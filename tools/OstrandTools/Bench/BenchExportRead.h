@@ -26,10 +26,10 @@ struct BenchExportReadResult {
   std::uint64_t objects = 0;
   int days = 0;
   double expatSeconds = 0;
-  double readSeconds = 0;           // into a sink that drops every object
-  double storeSeconds = 0;          // into a simulated device
-  double peakGrowthBytes = 0;       // VmHWM after storing minus VmRSS before
-  double heldBytes = 0;             // VmRSS while the device holds the export, minus before
+  double readSeconds = 0;      // into a sink that drops every object
+  double storeSeconds = 0;     // into a simulated device
+  double peakGrowthBytes = 0;  // VmHWM after storing minus VmRSS before
+  double heldBytes = 0;        // VmRSS while the device holds the export, minus before
   bool peakWasReset = false;
 };
 

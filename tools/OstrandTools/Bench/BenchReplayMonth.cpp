@@ -29,7 +29,8 @@ std::optional<BenchReplayResult> BenchReplayMonth::measure(std::ostream& err) co
     result.hours = replay.until().timeIntervalSinceDate(replay.since()) / 3600;
   }
   BenchStopwatch stopwatch;
-  const auto stored = AppleHealthExportReader().read(path, platform::SimulatedHealthDevice::create());
+  const auto stored =
+      AppleHealthExportReader().read(path, platform::SimulatedHealthDevice::create());
   result.storeSeconds = stopwatch.seconds();
   if (!stored.succeeded()) {
     err << "error: " << stored.error->description() << "\n";

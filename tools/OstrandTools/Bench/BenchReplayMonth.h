@@ -23,14 +23,15 @@ struct BenchReplayResult {
   int days = 0;
   std::uint64_t objects = 0;
   double hours = 0;
-  std::size_t wakes = 0;       // background wakes while the replay lived its hours
-  double replaySeconds = 0;    // living the hours (the first launch excluded)
-  double storeSeconds = 0;     // the baseline
+  std::size_t wakes = 0;     // background wakes while the replay lived its hours
+  double replaySeconds = 0;  // living the hours (the first launch excluded)
+  double storeSeconds = 0;   // the baseline
 };
 
 class BenchReplayMonth {
  public:
-  BenchReplayMonth(const BenchScratchDirectory& scratch, int days) : scratch_(scratch), days_(days) {}
+  BenchReplayMonth(const BenchScratchDirectory& scratch, int days)
+      : scratch_(scratch), days_(days) {}
 
   std::optional<BenchReplayResult> measure(std::ostream& err) const;
 

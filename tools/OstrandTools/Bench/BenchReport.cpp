@@ -113,9 +113,9 @@ void BenchReport::addReplay(const BenchReplayResult& result) {
               rateText(static_cast<double>(result.wakes), result.replaySeconds, "wakes"),
               "its objects stored, no app", durationText(result.storeSeconds),
               ratio(result.replaySeconds, result.storeSeconds)});
-  table_.addNote("replay: a generated export of " +
-                 countText(static_cast<double>(result.objects)) + " objects replayed with --since all: " +
-                 countText(result.hours) + " hours lived in " + durationText(result.replaySeconds) +
+  table_.addNote("replay: a generated export of " + countText(static_cast<double>(result.objects)) +
+                 " objects replayed with --since all: " + countText(result.hours) +
+                 " hours lived in " + durationText(result.replaySeconds) +
                  " (the app's first launch not counted), " +
                  countText(static_cast<double>(result.wakes)) +
                  " background wakes and a morning fetch a day; baseline: the same export read into "
@@ -125,8 +125,8 @@ void BenchReport::addReplay(const BenchReplayResult& result) {
 void BenchReport::addExportRead(const BenchExportReadResult& result) {
   const double objects = static_cast<double>(result.objects);
   table_.add({"export read, " + mebibytesText(static_cast<double>(result.bytes)),
-              durationText(result.readSeconds), "plain expat pass", durationText(result.expatSeconds),
-              ratio(result.readSeconds, result.expatSeconds)});
+              durationText(result.readSeconds), "plain expat pass",
+              durationText(result.expatSeconds), ratio(result.readSeconds, result.expatSeconds)});
   table_.add({"export stored, peak memory per object",
               countText(result.peakGrowthBytes / objects) + " B", "its XML per object",
               countText(static_cast<double>(result.bytes) / objects) + " B",

@@ -52,10 +52,10 @@ class BenchWake {
   using Batches = std::vector<std::vector<OSTOutboxRow>>;
   struct Wake {
     double latencySeconds = 0;
-    double cpuSeconds = 0;    // the process's, from the save until idle
-    double querySeconds = 0;  // HealthKit's queries' CPU over the same span
+    double cpuSeconds = 0;     // the process's, from the save until idle
+    double querySeconds = 0;   // HealthKit's queries' CPU over the same span
     double engineSeconds = 0;  // the main thread's CPU over the same span
-    Batches batches;          // the rows of each commit
+    Batches batches;           // the rows of each commit
   };
 
   static std::optional<Wake> wakeOnce(BenchHeavyUserPhone& phone, std::size_t& objects,

@@ -315,10 +315,7 @@ bool OSTSQLiteStore::writeAnchors(const AnchorMap& before, const AnchorMap& afte
         return upsert.run();
       },
       [this](const std::string& type) {
-        Statement erase = statement("DELETE FROM anchor WHERE sample_type = ?");
-        if (!erase.valid()) return false;
-        erase.bind(1, type);
-        return erase.run();
+        return deleteRow("DELETE FROM anchor WHERE sample_type = ?", type);
       });
 }
 
@@ -334,11 +331,15 @@ bool OSTSQLiteStore::writeQueryDates(const QueryDateMap& before, const QueryDate
         return upsert.run();
       },
       [this](const std::string& type) {
-        Statement erase = statement("DELETE FROM query_date WHERE sample_type = ?");
-        if (!erase.valid()) return false;
-        erase.bind(1, type);
-        return erase.run();
+        return deleteRow("DELETE FROM query_date WHERE sample_type = ?", type);
       });
+}
+
+bool OSTSQLiteStore::deleteRow(const char* sql, const std::string& type) {
+  Statement erase = statement(sql);
+  if (!erase.valid()) return false;
+  erase.bind(1, type);
+  return erase.run();
 }
 
 bool OSTSQLiteStore::writeTimestamps(const OSTStoredSessionData& before,

@@ -65,6 +65,8 @@ class OSTSQLiteStore final : public OSTStore {
   using QueryDateMap = decltype(OSTStoredSessionData::queryDates);
   bool writeAnchors(const AnchorMap& before, const AnchorMap& after);
   bool writeQueryDates(const QueryDateMap& before, const QueryDateMap& after);
+  // Runs `sql`, a DELETE of the rows of one sample type (its one parameter).
+  bool deleteRow(const char* sql, const std::string& type);
   bool writeTimestamps(const OSTStoredSessionData& before, const OSTStoredSessionData& after,
                        bool all);
 

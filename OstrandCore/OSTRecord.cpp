@@ -1,5 +1,6 @@
 #include "OstrandCore/OSTRecord.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -100,9 +101,33 @@ const OSTPropertyInfo* OSTRecord::propertyNamed(std::string_view name) const {
   return nullptr;
 }
 
+namespace {
+
+// Where the property of that name is, or would be inserted, in a record's values.
+template <class Values>
+auto positionOf(Values& values, std::string_view name) {
+  return std::lower_bound(
+      values.begin(), values.end(), name,
+      [](const auto& entry, std::string_view key) { return entry.first < key; });
+}
+
+}  // namespace
+
+const NSAny* OSTRecord::find(std::string_view name) const {
+  const auto it = positionOf(values_, name);
+  return it != values_.end() && it->first == name ? &it->second : nullptr;
+}
+
+NSAny OSTRecord::propertyValue(std::string_view name) const {
+  const NSAny* value = find(name);
+  return value ? *value : NSAny();
+}
+
 void OSTRecord::store(const OSTPropertyInfo& property, NSAny value) {
+  const auto it = positionOf(values_, property.name);
+  const bool present = it != values_.end() && it->first == property.name;
   if (value.isNil()) {
-    values_.erase(std::string(property.name));
+    if (present) values_.erase(it);
     return;
   }
   if (!hasKind(value, property.kind)) {
@@ -114,7 +139,17 @@ void OSTRecord::store(const OSTPropertyInfo& property, NSAny value) {
     throw std::invalid_argument(className() + " property '" + std::string(property.name) +
                                 "' must be finite, not " + value.description());
   }
-  values_.insert_or_assign(std::string(property.name), std::move(value));
+  if (present) {
+    it->second = std::move(value);
+    return;
+  }
+  // Room for the usual handful of properties at once, instead of growing one by one.
+  if (values_.empty()) {
+    values_.reserve(commonProperties().size() + ownProperties().size());
+    values_.emplace_back(property.name, std::move(value));
+    return;
+  }
+  values_.emplace(it, property.name, std::move(value));
 }
 
 void OSTRecord::setValue(NSAny value, std::string_view key) {
@@ -132,8 +167,7 @@ NSAny OSTRecord::valueForKey(const std::string& key) const {
   if (propertyNamed(key) == nullptr) {
     throw std::invalid_argument("valueForKey: " + className() + " has no property '" + key + "'");
   }
-  auto it = values_.find(key);
-  return it == values_.end() ? NSAny() : it->second;
+  return propertyValue(key);
 }
 
 void OSTRecord::setExtraValue(NSAny value, const std::string& key) {
@@ -152,21 +186,18 @@ void OSTRecord::setExtraValue(NSAny value, const std::string& key) {
   extras_.insert_or_assign(key, std::move(value));
 }
 
-NSAny OSTRecord::numberValue(std::string_view name) const {
-  auto it = values_.find(name);
-  return it == values_.end() ? NSAny() : it->second;
-}
+NSAny OSTRecord::numberValue(std::string_view name) const { return propertyValue(name); }
 
 std::optional<std::string> OSTRecord::stringValue(std::string_view name) const {
-  auto it = values_.find(name);
-  if (it == values_.end()) return std::nullopt;
-  return it->second.stringValue();
+  const NSAny* value = find(name);
+  if (value == nullptr) return std::nullopt;
+  return value->stringValue();
 }
 
 std::optional<NSDate> OSTRecord::dateValue(std::string_view name) const {
-  auto it = values_.find(name);
-  if (it == values_.end()) return std::nullopt;
-  return it->second.dateValue();
+  const NSAny* value = find(name);
+  if (value == nullptr) return std::nullopt;
+  return value->dateValue();
 }
 
 void OSTRecord::setNumberValue(std::string_view name, NSAny value) {
@@ -183,8 +214,8 @@ void OSTRecord::setDateValue(std::string_view name, std::optional<NSDate> value)
 
 namespace {
 
-bool sameMaps(const std::map<std::string, NSAny, std::less<>>& a,
-              const std::map<std::string, NSAny, std::less<>>& b) {
+template <class Entries>
+bool sameEntries(const Entries& a, const Entries& b) {
   if (a.size() != b.size()) return false;
   for (auto ia = a.begin(), ib = b.begin(); ia != a.end(); ++ia, ++ib) {
     if (ia->first != ib->first || !OSTValuesIdentical(ia->second, ib->second)) return false;
@@ -197,7 +228,7 @@ bool sameMaps(const std::map<std::string, NSAny, std::less<>>& a,
 bool OSTRecord::isEqual(const NSObject& other) const {
   const auto* record = dynamic_cast<const OSTRecord*>(&other);
   return record != nullptr && record->className() == className() &&
-         sameMaps(values_, record->values_) && sameMaps(extras_, record->extras_);
+         sameEntries(values_, record->values_) && sameEntries(extras_, record->extras_);
 }
 
 std::size_t OSTRecord::hash() const {

@@ -34,6 +34,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Foundation/NSAny.h"
 #include "Foundation/NSDate.h"
@@ -53,6 +55,9 @@ struct OSTPropertyInfo {
 class OSTRecord : public OSTModel {
  public:
   using Extras = std::map<std::string, NSAny, std::less<>>;
+  // The properties that are set, ordered by name; each name is the one of the class's property
+  // table, so a record's values cost no allocation for their names.
+  using PropertyValues = std::vector<std::pair<std::string_view, NSAny>>;
 
   OSTRecord() = default;
 
@@ -105,7 +110,9 @@ class OSTRecord : public OSTModel {
   // The property of that name, among the common ones and this class's own; nullptr when none.
   const OSTPropertyInfo* propertyNamed(std::string_view name) const;
   // The properties that are set, by name.
-  const std::map<std::string, NSAny, std::less<>>& propertyValues() const { return values_; }
+  const PropertyValues& propertyValues() const { return values_; }
+  // The value of the property of that name; nil when unset or when there is none.
+  NSAny propertyValue(std::string_view name) const;
 
   bool isEqual(const NSObject& other) const override;
   std::size_t hash() const override;
@@ -122,8 +129,9 @@ class OSTRecord : public OSTModel {
 
  private:
   void store(const OSTPropertyInfo& property, NSAny value);
+  const NSAny* find(std::string_view name) const;
 
-  std::map<std::string, NSAny, std::less<>> values_;
+  PropertyValues values_;
   Extras extras_;
 };
 

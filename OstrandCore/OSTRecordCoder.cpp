@@ -116,11 +116,10 @@ void decodeIntradayValues(OSTIntraDay& series, const ordered_json& json) {
 std::string OSTRecordCoder::JSONFromRecord(const OSTRecord& record) {
   ordered_json json = ordered_json::object();
   json["kind"] = std::string(OSTRecordTypeName(record.recordType()));
-  const auto& values = record.propertyValues();
   auto encodeProperties = [&](std::span<const OSTPropertyInfo> properties) {
     for (const auto& property : properties) {
-      auto it = values.find(property.name);
-      if (it != values.end()) json[std::string(property.name)] = encodeValue(it->second);
+      const NSAny value = record.propertyValue(property.name);
+      if (!value.isNil()) json[std::string(property.name)] = encodeValue(value);
     }
   };
   encodeProperties(OSTRecord::commonProperties());

@@ -36,16 +36,22 @@ namespace {
 constexpr std::string_view kHealthBundleIdentifier = "com.apple.health";
 constexpr std::string_view kClockBundleIdentifier = "com.apple.mobiletimer";
 
-std::string lowercased(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower;
+// Whether `text` begins with `prefix` (all lower case), ignoring the case of `text`.
+bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() &&
+         std::equal(prefix.begin(), prefix.end(), text.begin(), [](char lower, char c) {
+           return lower == static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+         });
 }
 
-std::string typeIdentifier(const HKObject& object) {
+bool equalsIgnoringCase(std::string_view text, std::string_view lower) {
+  return text.size() == lower.size() && startsWithIgnoringCase(text, lower);
+}
+
+std::string_view typeIdentifier(const HKObject& object) {
   const auto* sample = dynamic_cast<const HKSample*>(&object);
-  return sample && sample->sampleType() ? sample->sampleType()->identifier() : std::string();
+  return sample && sample->sampleType() ? std::string_view(sample->sampleType()->identifier())
+                                        : std::string_view();
 }
 
 // The metadata value under the key as a quantity readable in `unit`, or nullptr.
@@ -179,8 +185,8 @@ void setHealthKitMetadata(OSTRecord& record, const HKObject& object) {
   const HKSource::Pointer source =
       object.sourceRevision() ? object.sourceRevision()->source() : nullptr;
   if (source) setHealthKitSource(record, *source);
-  const std::string bundle = source ? lowercased(source->bundleIdentifier()) : std::string();
-  const std::string type = typeIdentifier(object);
+  const std::string_view bundle = source ? source->bundleIdentifier() : std::string_view();
+  const std::string_view type = typeIdentifier(object);
 
   const HKMetadata& metadata = object.metadata();
   if (metadata) {
@@ -190,14 +196,16 @@ void setHealthKitMetadata(OSTRecord& record, const HKObject& object) {
   // Workouts and mindful sessions recorded by a watch: only identifiers that continue past the
   // Health app's own ("com.apple.health." and more) qualify.
   if (dynamic_cast<const HKWorkout*>(&object) || type == HKCategoryTypeIdentifierMindfulSession) {
-    const std::string prefix = std::string(kHealthBundleIdentifier) + ".";
-    if (bundle.starts_with(prefix)) {
+    if (bundle.size() > kHealthBundleIdentifier.size() &&
+        startsWithIgnoringCase(bundle, kHealthBundleIdentifier) &&
+        bundle[kHealthBundleIdentifier.size()] == '.') {
       record.setOriginalSource(kOSTOriginalSourceAppleWatch);
       record.setValidated(true);
     }
   }
   // Sleep recorded by the Clock app's bedtime schedule.
-  if (type == HKCategoryTypeIdentifierSleepAnalysis && bundle == kClockBundleIdentifier) {
+  if (type == HKCategoryTypeIdentifierSleepAnalysis &&
+      equalsIgnoringCase(bundle, kClockBundleIdentifier)) {
     record.setValidated(true);
   }
   if (metadata) setWeather(record, metadata);
@@ -207,7 +215,7 @@ void setHealthKitMetadata(OSTRecord& record, const HKObject& object) {
 }
 
 void setHealthKitSource(OSTRecord& record, const HKSource& source) {
-  if (lowercased(source.bundleIdentifier()) == kHealthBundleIdentifier) {
+  if (equalsIgnoringCase(source.bundleIdentifier(), kHealthBundleIdentifier)) {
     record.setOriginalSource("Apple Health");
   } else if (isCurrentDevice(source)) {
     record.setOriginalSource(UIDevice::currentDevice()->model());

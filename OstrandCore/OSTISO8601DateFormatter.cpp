@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 
 namespace {
 
@@ -62,6 +61,32 @@ bool readDigits(std::string_view text, std::size_t& pos, std::size_t count, unsi
   return true;
 }
 
+// Writes `value` as exactly `count` decimal digits at `out`.
+char* writeDigits(char* out, std::int64_t value, int count) {
+  for (int i = count - 1; i >= 0; --i, value /= 10) out[i] = static_cast<char>('0' + value % 10);
+  return out + count;
+}
+
+// "YYYY-MM-DDTHH:MM:SS" for a year of 1...9999, with room kept for a fraction and the zone.
+std::string dateTimeDigits(const CivilDate& civil, std::int64_t secondOfDay) {
+  char text[19];
+  char* out = writeDigits(text, civil.year, 4);
+  *out++ = '-';
+  out = writeDigits(out, civil.month, 2);
+  *out++ = '-';
+  out = writeDigits(out, civil.day, 2);
+  *out++ = 'T';
+  out = writeDigits(out, secondOfDay / 3600, 2);
+  *out++ = ':';
+  out = writeDigits(out, secondOfDay / 60 % 60, 2);
+  *out++ = ':';
+  writeDigits(out, secondOfDay % 60, 2);
+  std::string result;
+  result.reserve(32);
+  result.append(text, sizeof text);
+  return result;
+}
+
 bool expect(std::string_view text, std::size_t& pos, char c) {
   if (pos >= text.size() || text[pos] != c) return false;
   ++pos;
@@ -90,13 +115,7 @@ std::string OSTISO8601DateFormatter::stringFromDate(NSDate date) const {
     --days;
   }
   const CivilDate civil = civilFromDays(days);
-  char buffer[64];
-  int length = std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02uT%02lld:%02lld:%02lld",
-                             static_cast<long long>(civil.year), civil.month, civil.day,
-                             static_cast<long long>(secondOfDay / 3600),
-                             static_cast<long long>(secondOfDay / 60 % 60),
-                             static_cast<long long>(secondOfDay % 60));
-  std::string result(buffer, static_cast<std::size_t>(length));
+  std::string result = dateTimeDigits(civil, secondOfDay);
   if (fraction != 0) {
     // The shortest decimal that reads back as this very fraction: "0.25" -> ".25". Dates near
     // the reference date can have tiny fractions, hence the room for every digit a double has.

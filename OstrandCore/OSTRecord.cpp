@@ -170,20 +170,27 @@ NSAny OSTRecord::valueForKey(const std::string& key) const {
   return propertyValue(key);
 }
 
-void OSTRecord::setExtraValue(NSAny value, const std::string& key) {
+void OSTRecord::setExtraValue(NSAny value, std::string_view key) {
+  const auto it = extras_.lower_bound(key);
+  const bool present = it != extras_.end() && it->first == key;
   if (value.isNil()) {
-    extras_.erase(key);
+    if (present) extras_.erase(it);
     return;
   }
   if (!value.isNumber() && !value.isString()) {
-    throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" + key +
-                                "' takes a number, boolean or string, not " + value.kindName());
+    throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" +
+                                std::string(key) + "' takes a number, boolean or string, not " +
+                                value.kindName());
   }
   if (!isFinite(value)) {
-    throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" + key +
-                                "' must be finite, not " + value.description());
+    throw std::invalid_argument("setExtraValue:forKey: " + className() + " extra '" +
+                                std::string(key) + "' must be finite, not " + value.description());
   }
-  extras_.insert_or_assign(key, std::move(value));
+  if (present) {
+    it->second = std::move(value);
+  } else {
+    extras_.emplace_hint(it, std::string(key), std::move(value));
+  }
 }
 
 NSAny OSTRecord::numberValue(std::string_view name) const { return propertyValue(name); }

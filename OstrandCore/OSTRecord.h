@@ -96,7 +96,7 @@ class OSTRecord : public OSTModel {
   const Extras& extras() const { return extras_; }
   // Sets (or, with nil, removes) one entry. Throws std::invalid_argument for a value that is not
   // a number, boolean or string, or a number that is not finite.
-  void setExtraValue(NSAny value, const std::string& key);
+  void setExtraValue(NSAny value, std::string_view key);
 
   // Key-value coding. setValue throws std::invalid_argument for a key this class does not have
   // and for a value of the wrong kind. valueForKey answers every property (nil when unset) and

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <string>
 
 #include "HealthKit/UIKit/UIDevice.h"
@@ -23,22 +22,34 @@ constexpr std::array<SourceNamePattern, 3> kSourceNamePatterns = {{
     {"iPod touch", "ipod", "touch"},
 }};
 
+// ASCII only: the names searched for are ASCII, and other bytes of UTF-8 must stay as they are.
+char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+// Where `lower` (all lower case) first occurs in `text` at or after `from`, ignoring the case of
+// `text`; npos when it does not.
+std::size_t findIgnoringCase(std::string_view text, std::string_view lower, std::size_t from) {
+  if (from > text.size()) return std::string_view::npos;
+  const auto found =
+      std::search(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(), lower.begin(),
+                  lower.end(), [](char c, char wanted) { return lowered(c) == wanted; });
+  return found == text.end() && !lower.empty() ? std::string_view::npos
+                                               : static_cast<std::size_t>(found - text.begin());
+}
+
 bool matches(std::string_view line, const SourceNamePattern& pattern) {
-  const auto first = line.find(pattern.first);
+  const auto first = findIgnoringCase(line, pattern.first, 0);
   if (first == std::string_view::npos) return false;
   if (pattern.second.empty()) return true;
   // The earliest `first` leaves the most room for the gap and `second`.
-  return line.find(pattern.second, first + pattern.first.size() + 1) != std::string_view::npos;
+  return findIgnoringCase(line, pattern.second, first + pattern.first.size() + 1) !=
+         std::string_view::npos;
 }
 
-// Runs once per record on HealthKit's worker threads: plain searches of the lower-cased name, a
-// line at a time, without a regular expression.
+// Runs once per record: plain case-blind searches of the name, a line at a time, without a
+// regular expression or a lower-cased copy.
 std::string_view canonicalNameFor(std::string_view name) {
-  std::string lower(name);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   for (const auto& pattern : kSourceNamePatterns) {
-    std::string_view rest = lower;
+    std::string_view rest = name;
     while (true) {
       const auto end = rest.find_first_of("\r\n");
       if (matches(rest.substr(0, end), pattern)) return pattern.canonical;

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <string_view>
 
@@ -40,7 +39,7 @@ constexpr std::string_view kClockBundleIdentifier = "com.apple.mobiletimer";
 bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
   return text.size() >= prefix.size() &&
          std::equal(prefix.begin(), prefix.end(), text.begin(), [](char lower, char c) {
-           return lower == static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+           return lower == (c >= 'A' && c <= 'Z' ? c + 32 : c);
          });
 }
 
@@ -78,6 +77,39 @@ void setWeather(OSTRecord& record, const HKMetadata& metadata) {
   }
 }
 
+// Workouts and mindful sessions recorded by a watch: only bundle identifiers that continue past
+// the Health app's own ("com.apple.health." and more, any letter case) qualify.
+bool isWatchRecording(const HKObject& object, std::string_view type, std::string_view bundle) {
+  if (!dynamic_cast<const HKWorkout*>(&object) && type != HKCategoryTypeIdentifierMindfulSession) {
+    return false;
+  }
+  return bundle.size() > kHealthBundleIdentifier.size() &&
+         startsWithIgnoringCase(bundle, kHealthBundleIdentifier) &&
+         bundle[kHealthBundleIdentifier.size()] == '.';
+}
+
+std::string originalSourceOf(const HKSource& source) {
+  if (equalsIgnoringCase(source.bundleIdentifier(), kHealthBundleIdentifier)) {
+    return "Apple Health";
+  }
+  if (isCurrentDevice(source)) return UIDevice::currentDevice()->model();
+  return sanitizedName(source);
+}
+
+// sourcePeripheral and intermediarySource, the parts of setHealthKitSource that do not depend on
+// the device.
+void setSourceApps(OSTRecord& record, const HKSource& source) {
+  record.setSourcePeripheral(source.bundleIdentifier());
+  record.setIntermediarySource(kOSTIntermediarySourceAppleHealth);
+}
+
+// The record as its kind's class, when it is of that kind: each record class answers its own
+// kind, which is cheaper to ask than a dynamic_cast on every sample.
+template <class Kind>
+Kind* recordOfKind(OSTRecord& record, OSTRecordType kind) {
+  return record.recordType() == kind ? static_cast<Kind*>(&record) : nullptr;
+}
+
 // The common conversion, by the kind of the sample; the record kind's own parts are reached
 // through setCategorySample and setWorkout.
 void setSampleValues(OSTRecord& record, const HKObject& sample) {
@@ -86,11 +118,11 @@ void setSampleValues(OSTRecord& record, const HKObject& sample) {
       if (member) setHealthKitSample(record, *member);
     }
   } else if (const auto* quantitySample = dynamic_cast<const HKQuantitySample*>(&sample)) {
-    if (!quantitySample->quantity() || !quantitySample->quantityType()) return;
-    const auto unit = OSTHealthKitSubscription::unitForQuantityTypeIdentifier(
-        quantitySample->quantityType()->identifier());
-    if (unit)
-      setQuantity(record, *quantitySample->quantity(), *quantitySample->quantityType(), *unit);
+    const auto quantity = quantitySample->quantity();
+    const auto type = quantitySample->quantityType();
+    if (!quantity || !type) return;
+    const auto unit = OSTHealthKitSubscription::unitForQuantityTypeIdentifier(type->identifier());
+    if (unit) setQuantity(record, *quantity, *type, *unit);
   } else if (const auto* categorySample = dynamic_cast<const HKCategorySample*>(&sample)) {
     setCategorySample(record, *categorySample);
   } else if (const auto* workout = dynamic_cast<const HKWorkout*>(&sample)) {
@@ -127,21 +159,23 @@ std::shared_ptr<const OSTHealthKitKeyPaths> healthKitKeyPaths(const OSTRecord& r
 
 void setHealthKitSample(OSTRecord& record, const HKObject& sample) {
   setSampleValues(record, sample);
-  if (auto* diabetes = dynamic_cast<OSTDiabetes*>(&record)) {
+  if (auto* diabetes = recordOfKind<OSTDiabetes>(record, OSTRecordTypeDiabetes)) {
     setDiabetesHealthKitSample(*diabetes, sample);
   }
 }
 
 void setCategorySample(OSTRecord& record, const HKCategorySample& sample) {
-  if (auto* biometrics = dynamic_cast<OSTBiometrics*>(&record)) {
+  if (auto* biometrics = recordOfKind<OSTBiometrics>(record, OSTRecordTypeBiometrics)) {
     setBiometricsCategorySample(*biometrics, sample);
-  } else if (auto* sleep = dynamic_cast<OSTSleep*>(&record)) {
+  } else if (auto* sleep = recordOfKind<OSTSleep>(record, OSTRecordTypeSleep)) {
     setSleepCategorySample(*sleep, sample);
   }
 }
 
 void setWorkout(OSTRecord& record, const HKWorkout& workout) {
-  if (auto* fitness = dynamic_cast<OSTFitness*>(&record)) setFitnessWorkout(*fitness, workout);
+  if (auto* fitness = recordOfKind<OSTFitness>(record, OSTRecordTypeFitness)) {
+    setFitnessWorkout(*fitness, workout);
+  }
 }
 
 // --- Common fields ---
@@ -184,46 +218,39 @@ std::string weatherConditionString(NSInteger condition) {
 void setHealthKitMetadata(OSTRecord& record, const HKObject& object) {
   const HKSource::Pointer source =
       object.sourceRevision() ? object.sourceRevision()->source() : nullptr;
-  if (source) setHealthKitSource(record, *source);
   const std::string_view bundle = source ? source->bundleIdentifier() : std::string_view();
   const std::string_view type = typeIdentifier(object);
+  const bool fromWatch = isWatchRecording(object, type, bundle);
 
   const HKMetadata& metadata = object.metadata();
   if (metadata) {
     const NSAny userEntered = metadata->objectForKey(HKMetadataKeyWasUserEntered);
     if (userEntered.isNumber()) record.setValidated(userEntered.boolValue() ? 0 : 1);
   }
-  // Workouts and mindful sessions recorded by a watch: only identifiers that continue past the
-  // Health app's own ("com.apple.health." and more) qualify.
-  if (dynamic_cast<const HKWorkout*>(&object) || type == HKCategoryTypeIdentifierMindfulSession) {
-    if (bundle.size() > kHealthBundleIdentifier.size() &&
-        startsWithIgnoringCase(bundle, kHealthBundleIdentifier) &&
-        bundle[kHealthBundleIdentifier.size()] == '.') {
-      record.setOriginalSource(kOSTOriginalSourceAppleWatch);
-      record.setValidated(true);
-    }
-  }
-  // Sleep recorded by the Clock app's bedtime schedule.
-  if (type == HKCategoryTypeIdentifierSleepAnalysis &&
-      equalsIgnoringCase(bundle, kClockBundleIdentifier)) {
+  // Sleep recorded by the Clock app's bedtime schedule counts as validated, as does the watch.
+  if (fromWatch || (type == HKCategoryTypeIdentifierSleepAnalysis &&
+                    equalsIgnoringCase(bundle, kClockBundleIdentifier))) {
     record.setValidated(true);
   }
   if (metadata) setWeather(record, metadata);
-  if (object.device() && object.device()->name()) {
-    record.setOriginalSource(*object.device()->name());
+
+  // originalSource: the device's name wins over the watch, which wins over the source; only the
+  // winner is worked out.
+  const auto device = object.device();
+  auto deviceName = device ? device->name() : std::nullopt;
+  if (source) setSourceApps(record, *source);
+  if (deviceName) {
+    record.setOriginalSource(std::move(deviceName));
+  } else if (fromWatch) {
+    record.setOriginalSource(kOSTOriginalSourceAppleWatch);
+  } else if (source) {
+    record.setOriginalSource(originalSourceOf(*source));
   }
 }
 
 void setHealthKitSource(OSTRecord& record, const HKSource& source) {
-  if (equalsIgnoringCase(source.bundleIdentifier(), kHealthBundleIdentifier)) {
-    record.setOriginalSource("Apple Health");
-  } else if (isCurrentDevice(source)) {
-    record.setOriginalSource(UIDevice::currentDevice()->model());
-  } else {
-    record.setOriginalSource(sanitizedName(source));
-  }
-  record.setSourcePeripheral(source.bundleIdentifier());
-  record.setIntermediarySource(kOSTIntermediarySourceAppleHealth);
+  record.setOriginalSource(originalSourceOf(source));
+  setSourceApps(record, source);
 }
 
 void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantityType& type,
@@ -241,12 +268,12 @@ void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantity
   // HealthKit's percent is a fraction; records keep percentages.
   if (unit.unitString() == "%") value *= 100.0;
 
-  const std::string& keyPath = entry->second;
+  const std::string_view keyPath = entry->second;
   const auto dot = keyPath.find('.');
-  if (dot == std::string::npos) {
+  if (dot == std::string_view::npos) {
     record.setValue(value, keyPath);
   } else if (keyPath.substr(0, dot) == "extras" &&
-             keyPath.find('.', dot + 1) == std::string::npos) {
+             keyPath.find('.', dot + 1) == std::string_view::npos) {
     record.setExtraValue(value, keyPath.substr(dot + 1));
   }
 }

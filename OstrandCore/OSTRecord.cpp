@@ -118,9 +118,10 @@ const NSAny* OSTRecord::find(std::string_view name) const {
   return it != values_.end() && it->first == name ? &it->second : nullptr;
 }
 
-NSAny OSTRecord::propertyValue(std::string_view name) const {
+const NSAny& OSTRecord::propertyValue(std::string_view name) const {
+  static const NSAny nil;
   const NSAny* value = find(name);
-  return value ? *value : NSAny();
+  return value ? *value : nil;
 }
 
 void OSTRecord::store(const OSTPropertyInfo& property, NSAny value) {

@@ -112,7 +112,7 @@ class OSTRecord : public OSTModel {
   // The properties that are set, by name.
   const PropertyValues& propertyValues() const { return values_; }
   // The value of the property of that name; nil when unset or when there is none.
-  NSAny propertyValue(std::string_view name) const;
+  const NSAny& propertyValue(std::string_view name) const;
 
   bool isEqual(const NSObject& other) const override;
   std::size_t hash() const override;

@@ -6,6 +6,7 @@
 
 #include "OstrandCore/OSTFormatter.h"
 #include "OstrandCore/OSTIntraDay.h"
+#include "OstrandCore/internal/OSTJSONWriter.h"
 
 using nlohmann::ordered_json;
 
@@ -16,13 +17,30 @@ const OSTISO8601DateFormatter& dateFormatter() {
   return *formatter;
 }
 
-ordered_json encodeValue(const NSAny& value) {
-  if (value.isString()) return value.stringValue();
-  if (value.isDate()) return dateFormatter().stringFromDate(value.dateValue());
+void writeValue(OSTJSONWriter& json, const NSAny& value) {
+  if (value.isString()) return json.string(value.stringValue());
+  if (value.isDate()) return json.string(dateFormatter().stringFromDate(value.dateValue()));
   const char* type = value.objCType();
-  if (type != nullptr && std::strcmp(type, "B") == 0) return value.boolValue();
-  if (type != nullptr && std::strcmp(type, "q") == 0) return value.integerValue();
-  return value.doubleValue();
+  if (type != nullptr && std::strcmp(type, "B") == 0) return json.boolean(value.boolValue());
+  if (type != nullptr && std::strcmp(type, "q") == 0) return json.integer(value.integerValue());
+  json.number(value.doubleValue());
+}
+
+// An intraday series' values: [{"start":..., "end":..., "value":...}, ...] in start order.
+void writeValues(OSTJSONWriter& json, const OSTIntraDay& series) {
+  json.key("values");
+  json.beginArray();
+  for (const auto& [start, entry] : series.values()) {
+    json.beginObject();
+    json.key("start");
+    json.string(dateFormatter().stringFromDate(entry.startDate));
+    json.key("end");
+    json.string(dateFormatter().stringFromDate(entry.endDate));
+    json.key("value");
+    json.number(entry.value);
+    json.endObject();
+  }
+  json.endArray();
 }
 
 // A decoding failure: the JSON pointer of the bad element and what is wrong with it.
@@ -114,32 +132,32 @@ void decodeIntradayValues(OSTIntraDay& series, const ordered_json& json) {
 }  // namespace
 
 std::string OSTRecordCoder::JSONFromRecord(const OSTRecord& record) {
-  ordered_json json = ordered_json::object();
-  json["kind"] = std::string(OSTRecordTypeName(record.recordType()));
+  OSTJSONWriter json;
+  json.beginObject();
+  json.key("kind");
+  json.string(OSTRecordTypeName(record.recordType()));
   auto encodeProperties = [&](std::span<const OSTPropertyInfo> properties) {
     for (const auto& property : properties) {
-      const NSAny value = record.propertyValue(property.name);
-      if (!value.isNil()) json[std::string(property.name)] = encodeValue(value);
+      const NSAny& value = record.propertyValue(property.name);
+      if (value.isNil()) continue;
+      json.key(property.name);
+      writeValue(json, value);
     }
   };
   encodeProperties(OSTRecord::commonProperties());
   encodeProperties(record.ownProperties());
   if (!record.extras().empty()) {
-    ordered_json extras = ordered_json::object();
-    for (const auto& [key, value] : record.extras()) extras[key] = encodeValue(value);
-    json["extras"] = std::move(extras);
-  }
-  if (const auto* series = dynamic_cast<const OSTIntraDay*>(&record)) {
-    ordered_json entries = ordered_json::array();
-    for (const auto& [start, entry] : series->values()) {
-      entries.push_back({{"start", dateFormatter().stringFromDate(entry.startDate)},
-                         {"end", dateFormatter().stringFromDate(entry.endDate)},
-                         {"value", entry.value}});
+    json.key("extras");
+    json.beginObject();
+    for (const auto& [key, value] : record.extras()) {
+      json.key(key);
+      writeValue(json, value);
     }
-    json["values"] = std::move(entries);
+    json.endObject();
   }
-  // A string that is not valid UTF-8 gets U+FFFD for each bad byte instead of an exception.
-  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  if (const auto* series = dynamic_cast<const OSTIntraDay*>(&record)) writeValues(json, *series);
+  json.endObject();
+  return json.take();
 }
 
 OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string_view text) {

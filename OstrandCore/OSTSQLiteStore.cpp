@@ -23,6 +23,10 @@ class OSTSQLiteStore::Statement {
     sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()),
                       SQLITE_TRANSIENT);
   }
+  // Without a copy: `text` must stay alive and unchanged until the statement is reset.
+  void bindUncopied(int index, std::string_view text) {
+    sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+  }
   void bind(int index, std::int64_t value) { sqlite3_bind_int64(statement_, index, value); }
   void bind(int index, double value) { sqlite3_bind_double(statement_, index, value); }
   void bindNull(int index) { sqlite3_bind_null(statement_, index); }
@@ -365,9 +369,14 @@ OSTStatus OSTSQLiteStore::addToOutbox(const std::vector<OSTOutboxRow>& rows) {
       Statement insert =
           statement("INSERT OR REPLACE INTO outbox(kind, activity_id, body) VALUES (?, ?, ?)");
       if (!insert.valid()) return false;
+      // The rows outlive the statement's use here: their texts need no copy.
       insert.bind(1, static_cast<std::int64_t>(row.recordType));
-      insert.bind(2, row.activityID);
-      insert.bind(3, row.json);
+      if (row.activityID) {
+        insert.bindUncopied(2, *row.activityID);
+      } else {
+        insert.bindNull(2);
+      }
+      insert.bindUncopied(3, row.json);
       if (!insert.run()) return false;
     }
     return true;

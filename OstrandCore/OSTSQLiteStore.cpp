@@ -2,7 +2,9 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstring>
+#include <optional>
 
 // A cached prepared statement in use: binds by position (from 1), steps, reads columns (from
 // 0). Resets itself when it goes out of scope so it holds no read lock afterwards.
@@ -274,6 +276,37 @@ bool forEachChange(const Map& before, const Map& after, Write write, Erase erase
   return true;
 }
 
+// Whether `after` only moves bookkeeping that `before` already holds: the same types have query
+// dates (nothing subscribed or unsubscribed) and no anchor is dropped; anchors, query dates and
+// timestamps may change and anchors be added.
+bool onlyMovesBookkeeping(const OSTStoredSessionData& before, const OSTStoredSessionData& after) {
+  const auto sameKey = [](const auto& a, const auto& b) { return a.first == b.first; };
+  if (!std::equal(before.queryDates.begin(), before.queryDates.end(), after.queryDates.begin(),
+                  after.queryDates.end(), sameKey)) {
+    return false;
+  }
+  return std::all_of(before.anchors.begin(), before.anchors.end(),
+                     [&](const auto& anchor) { return after.anchors.contains(anchor.first); });
+}
+
+// While it lives, the connection's commits do not wait for the disk (synchronous=NORMAL); at its
+// end they wait again (FULL). In WAL mode such a commit survives a crash of the process, and
+// after a power cut the database comes back as some earlier state of its commits in order.
+class CommitsWithoutWaitingForDisk {
+ public:
+  explicit CommitsWithoutWaitingForDisk(sqlite3* db) : db_(db) {
+    sqlite3_exec(db_, "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr);
+  }
+  ~CommitsWithoutWaitingForDisk() {
+    sqlite3_exec(db_, "PRAGMA synchronous = FULL", nullptr, nullptr, nullptr);
+  }
+  CommitsWithoutWaitingForDisk(const CommitsWithoutWaitingForDisk&) = delete;
+  CommitsWithoutWaitingForDisk& operator=(const CommitsWithoutWaitingForDisk&) = delete;
+
+ private:
+  sqlite3* db_;
+};
+
 }  // namespace
 
 OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
@@ -283,6 +316,12 @@ OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
   static const OSTStoredSessionData kNothing;
   const OSTStoredSessionData& before = written_ ? *written_ : kNothing;
   const bool whole = !written_;
+  // A save that only moves anchors, query dates or timestamps forward does not wait for the
+  // disk: it can only be lost together with every later commit, so after a power cut an anchor
+  // is never ahead of the records it covers, and the next fetch reads again what it lost. What
+  // is subscribed (and ending a session) waits for the disk, like every outbox commit.
+  std::optional<CommitsWithoutWaitingForDisk> unsynced;
+  if (!whole && onlyMovesBookkeeping(before, data)) unsynced.emplace(db_);
   OSTStatus error = transaction("save session data in", [&] {
     if (whole &&
         (!statement("DELETE FROM anchor").run() || !statement("DELETE FROM query_date").run())) {

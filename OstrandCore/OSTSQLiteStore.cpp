@@ -131,6 +131,24 @@ bool OSTSQLiteStore::execute(const char* sql) {
   return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+bool OSTSQLiteStore::runCached(const char* sql) { return statement(sql).run(); }
+
+// While it lives, the connection's commits do not wait for the disk (synchronous=NORMAL); at its
+// end they wait again (FULL). In WAL mode such a commit survives a crash of the process, and
+// after a power cut the database comes back as some earlier state of its commits in order.
+class OSTSQLiteStore::CommitsWithoutWaitingForDisk {
+ public:
+  explicit CommitsWithoutWaitingForDisk(OSTSQLiteStore& store) : store_(store) {
+    store_.runCached("PRAGMA synchronous = NORMAL");
+  }
+  ~CommitsWithoutWaitingForDisk() { store_.runCached("PRAGMA synchronous = FULL"); }
+  CommitsWithoutWaitingForDisk(const CommitsWithoutWaitingForDisk&) = delete;
+  CommitsWithoutWaitingForDisk& operator=(const CommitsWithoutWaitingForDisk&) = delete;
+
+ private:
+  OSTSQLiteStore& store_;
+};
+
 template <class Body>
 OSTStatus OSTSQLiteStore::transaction(const char* action, Body body) {
   if (db_ == nullptr) {
@@ -138,11 +156,11 @@ OSTStatus OSTSQLiteStore::transaction(const char* action, Body body) {
         OSTCoreErrorStorageFailed,
         std::string("cannot ") + action + " the database at " + path_ + ": it is not open");
   }
-  if (!execute("BEGIN IMMEDIATE")) return failure(OSTCoreErrorStorageFailed, action);
-  if (!body() || !execute("COMMIT")) {
+  if (!runCached("BEGIN IMMEDIATE")) return failure(OSTCoreErrorStorageFailed, action);
+  if (!body() || !runCached("COMMIT")) {
     // The reason is read before the rollback replaces it.
     OSTStatus error = failure(OSTCoreErrorStorageFailed, action);
-    execute("ROLLBACK");
+    runCached("ROLLBACK");
     return error;
   }
   return nullptr;
@@ -289,24 +307,6 @@ bool onlyMovesBookkeeping(const OSTStoredSessionData& before, const OSTStoredSes
                      [&](const auto& anchor) { return after.anchors.contains(anchor.first); });
 }
 
-// While it lives, the connection's commits do not wait for the disk (synchronous=NORMAL); at its
-// end they wait again (FULL). In WAL mode such a commit survives a crash of the process, and
-// after a power cut the database comes back as some earlier state of its commits in order.
-class CommitsWithoutWaitingForDisk {
- public:
-  explicit CommitsWithoutWaitingForDisk(sqlite3* db) : db_(db) {
-    sqlite3_exec(db_, "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr);
-  }
-  ~CommitsWithoutWaitingForDisk() {
-    sqlite3_exec(db_, "PRAGMA synchronous = FULL", nullptr, nullptr, nullptr);
-  }
-  CommitsWithoutWaitingForDisk(const CommitsWithoutWaitingForDisk&) = delete;
-  CommitsWithoutWaitingForDisk& operator=(const CommitsWithoutWaitingForDisk&) = delete;
-
- private:
-  sqlite3* db_;
-};
-
 }  // namespace
 
 OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
@@ -321,7 +321,7 @@ OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
   // is never ahead of the records it covers, and the next fetch reads again what it lost. What
   // is subscribed (and ending a session) waits for the disk, like every outbox commit.
   std::optional<CommitsWithoutWaitingForDisk> unsynced;
-  if (!whole && onlyMovesBookkeeping(before, data)) unsynced.emplace(db_);
+  if (!whole && onlyMovesBookkeeping(before, data)) unsynced.emplace(*this);
   OSTStatus error = transaction("save session data in", [&] {
     if (whole &&
         (!statement("DELETE FROM anchor").run() || !statement("DELETE FROM query_date").run())) {

@@ -48,10 +48,13 @@ class OSTSQLiteStore final : public OSTStore {
 
  private:
   class Statement;
+  class CommitsWithoutWaitingForDisk;
 
   // The cached statement for `sql` (a string literal), reset and with its bindings cleared.
   Statement statement(const char* sql);
   bool execute(const char* sql);
+  // Runs `sql` (a string literal) through its cached statement: for what runs at every operation.
+  bool runCached(const char* sql);
   // Runs `body` in an IMMEDIATE transaction; on failure rolls back and returns the error
   // "cannot <action> the database at <path>: <SQLite's reason>".
   template <class Body>

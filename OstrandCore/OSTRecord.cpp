@@ -101,21 +101,19 @@ const OSTPropertyInfo* OSTRecord::propertyNamed(std::string_view name) const {
   return nullptr;
 }
 
-namespace {
-
-// Where the property of that name is, or would be inserted, in a record's values.
-template <class Values>
-auto positionOf(Values& values, std::string_view name) {
-  return std::lower_bound(
-      values.begin(), values.end(), name,
-      [](const auto& entry, std::string_view key) { return entry.first < key; });
+std::size_t OSTRecord::slotOf(const OSTPropertyInfo& property) const {
+  const std::span<const OSTPropertyInfo> common = kCommonProperties;
+  if (&property >= common.data() && &property < common.data() + common.size()) {
+    return static_cast<std::size_t>(&property - common.data());
+  }
+  return common.size() + static_cast<std::size_t>(&property - ownProperties().data());
 }
 
-}  // namespace
-
 const NSAny* OSTRecord::find(std::string_view name) const {
-  const auto it = positionOf(values_, name);
-  return it != values_.end() && it->first == name ? &it->second : nullptr;
+  const OSTPropertyInfo* property = propertyNamed(name);
+  if (property == nullptr) return nullptr;
+  const std::size_t slot = slotOf(*property);
+  return slot < slots_.size() && !slots_[slot].isNil() ? &slots_[slot] : nullptr;
 }
 
 const NSAny& OSTRecord::propertyValue(std::string_view name) const {
@@ -124,11 +122,26 @@ const NSAny& OSTRecord::propertyValue(std::string_view name) const {
   return value ? *value : nil;
 }
 
+OSTRecord::PropertyValues OSTRecord::propertyValues() const {
+  PropertyValues values;
+  auto collect = [&](std::span<const OSTPropertyInfo> properties, std::size_t first) {
+    for (std::size_t i = 0; i < properties.size(); ++i) {
+      if (first + i < slots_.size() && !slots_[first + i].isNil()) {
+        values.emplace_back(properties[i].name, slots_[first + i]);
+      }
+    }
+  };
+  collect(kCommonProperties, 0);
+  collect(ownProperties(), std::size(kCommonProperties));
+  std::sort(values.begin(), values.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  return values;
+}
+
 void OSTRecord::store(const OSTPropertyInfo& property, NSAny value) {
-  const auto it = positionOf(values_, property.name);
-  const bool present = it != values_.end() && it->first == property.name;
+  const std::size_t slot = slotOf(property);
   if (value.isNil()) {
-    if (present) values_.erase(it);
+    if (slot < slots_.size()) slots_[slot] = NSAny();
     return;
   }
   if (!hasKind(value, property.kind)) {
@@ -140,17 +153,9 @@ void OSTRecord::store(const OSTPropertyInfo& property, NSAny value) {
     throw std::invalid_argument(className() + " property '" + std::string(property.name) +
                                 "' must be finite, not " + value.description());
   }
-  if (present) {
-    it->second = std::move(value);
-    return;
-  }
-  // Room for the usual handful of properties at once, instead of growing one by one.
-  if (values_.empty()) {
-    values_.reserve(commonProperties().size() + ownProperties().size());
-    values_.emplace_back(property.name, std::move(value));
-    return;
-  }
-  values_.emplace(it, property.name, std::move(value));
+  // Every slot at once, on the first value: one allocation a record.
+  if (slots_.empty()) slots_.resize(std::size(kCommonProperties) + ownProperties().size());
+  slots_[slot] = std::move(value);
 }
 
 void OSTRecord::setValue(NSAny value, std::string_view key) {
@@ -231,12 +236,23 @@ bool sameEntries(const Entries& a, const Entries& b) {
   return true;
 }
 
+// Slots of two records of one class: a slot one record lacks is nil.
+bool sameSlots(const std::vector<NSAny>& a, const std::vector<NSAny>& b) {
+  static const NSAny nil;
+  for (std::size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
+    const NSAny& x = i < a.size() ? a[i] : nil;
+    const NSAny& y = i < b.size() ? b[i] : nil;
+    if (x.isNil() != y.isNil() || (!x.isNil() && !OSTValuesIdentical(x, y))) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool OSTRecord::isEqual(const NSObject& other) const {
   const auto* record = dynamic_cast<const OSTRecord*>(&other);
   return record != nullptr && record->className() == className() &&
-         sameEntries(values_, record->values_) && sameEntries(extras_, record->extras_);
+         sameSlots(slots_, record->slots_) && sameEntries(extras_, record->extras_);
 }
 
 std::size_t OSTRecord::hash() const {
@@ -248,7 +264,9 @@ std::size_t OSTRecord::hash() const {
 std::string OSTRecord::description() const {
   std::ostringstream out;
   out << "<" << className();
-  for (const auto& [name, value] : values_) out << " " << name << "=" << value.description();
+  for (const auto& [name, value] : propertyValues()) {
+    out << " " << name << "=" << value.description();
+  }
   for (const auto& [name, value] : extras_) out << " extras." << name << "=" << value.description();
   out << ">";
   return out.str();

@@ -55,8 +55,7 @@ struct OSTPropertyInfo {
 class OSTRecord : public OSTModel {
  public:
   using Extras = std::map<std::string, NSAny, std::less<>>;
-  // The properties that are set, ordered by name; each name is the one of the class's property
-  // table, so a record's values cost no allocation for their names.
+  // The properties that are set, ordered by name.
   using PropertyValues = std::vector<std::pair<std::string_view, NSAny>>;
 
   OSTRecord() = default;
@@ -110,7 +109,7 @@ class OSTRecord : public OSTModel {
   // The property of that name, among the common ones and this class's own; nullptr when none.
   const OSTPropertyInfo* propertyNamed(std::string_view name) const;
   // The properties that are set, by name.
-  const PropertyValues& propertyValues() const { return values_; }
+  PropertyValues propertyValues() const;
   // The value of the property of that name; nil when unset or when there is none.
   const NSAny& propertyValue(std::string_view name) const;
 
@@ -129,9 +128,13 @@ class OSTRecord : public OSTModel {
 
  private:
   void store(const OSTPropertyInfo& property, NSAny value);
+  // Where a property of the class's tables keeps its value in slots_: the common ones first, then
+  // the class's own, in table order.
+  std::size_t slotOf(const OSTPropertyInfo& property) const;
   const NSAny* find(std::string_view name) const;
 
-  PropertyValues values_;
+  // One value per property (nil when unset); empty until the first is set.
+  std::vector<NSAny> slots_;
   Extras extras_;
 };
 

@@ -16,8 +16,9 @@ std::string dateString(NSDate date) {
 // boolean or string); anything else is left out rather than thrown on.
 void copyMetadataValue(OSTRecord& record, const HKCategorySample& sample,
                        const std::string& metadataKey, const std::string& extrasKey) {
-  if (!sample.metadata()) return;
-  const NSAny value = sample.metadata()->objectForKey(metadataKey);
+  const HKMetadata metadata = sample.metadata();
+  if (!metadata) return;
+  const NSAny value = metadata->objectForKey(metadataKey);
   if (value.isNumber() || value.isString()) record.setExtraValue(value, extrasKey);
 }
 

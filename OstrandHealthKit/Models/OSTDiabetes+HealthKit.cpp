@@ -34,8 +34,9 @@ void setDiabetesHealthKitSample(OSTDiabetes& record, const HKObject& sample) {
       delivery->sampleType()->identifier() != HKQuantityTypeIdentifierInsulinDelivery) {
     return;
   }
-  if (!sample.metadata()) return;
-  const auto type = insulinTypeForDeliveryReason(
-      sample.metadata()->objectForKey(HKMetadataKeyInsulinDeliveryReason));
+  const HKMetadata metadata = sample.metadata();
+  if (!metadata) return;
+  const auto type =
+      insulinTypeForDeliveryReason(metadata->objectForKey(HKMetadataKeyInsulinDeliveryReason));
   if (type) record.setExtraValue(*type, "insulin_type");
 }

@@ -63,8 +63,15 @@ std::string_view canonicalNameFor(std::string_view name) {
 }  // namespace
 
 std::string sanitizedNameForSourceName(std::string_view name) {
-  const auto canonical = canonicalNameFor(name);
-  return std::string(canonical.empty() ? name : canonical);
+  // A batch of samples comes from a handful of sources: each thread keeps its last answer.
+  thread_local std::string lastName;
+  thread_local std::string lastSanitized;
+  if (name != lastName || lastSanitized.empty()) {
+    const auto canonical = canonicalNameFor(name);
+    lastSanitized = canonical.empty() ? name : canonical;
+    lastName = name;
+  }
+  return lastSanitized;
 }
 
 std::string sanitizedName(const HKSource& source) {

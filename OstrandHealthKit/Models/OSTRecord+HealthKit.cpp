@@ -113,11 +113,8 @@ Kind* recordOfKind(OSTRecord& record, OSTRecordType kind) {
 // The common conversion, by the kind of the sample; the record kind's own parts are reached
 // through setCategorySample and setWorkout.
 void setSampleValues(OSTRecord& record, const HKObject& sample) {
-  if (const auto* correlation = dynamic_cast<const HKCorrelation*>(&sample)) {
-    for (const auto& member : correlation->objects()) {
-      if (member) setHealthKitSample(record, *member);
-    }
-  } else if (const auto* quantitySample = dynamic_cast<const HKQuantitySample*>(&sample)) {
+  // The kinds are disjoint; the commonest is asked first.
+  if (const auto* quantitySample = dynamic_cast<const HKQuantitySample*>(&sample)) {
     const auto quantity = quantitySample->quantity();
     const auto type = quantitySample->quantityType();
     if (!quantity || !type) return;
@@ -125,6 +122,10 @@ void setSampleValues(OSTRecord& record, const HKObject& sample) {
     if (unit) setQuantity(record, *quantity, *type, *unit);
   } else if (const auto* categorySample = dynamic_cast<const HKCategorySample*>(&sample)) {
     setCategorySample(record, *categorySample);
+  } else if (const auto* correlation = dynamic_cast<const HKCorrelation*>(&sample)) {
+    for (const auto& member : correlation->objects()) {
+      if (member) setHealthKitSample(record, *member);
+    }
   } else if (const auto* workout = dynamic_cast<const HKWorkout*>(&sample)) {
     setWorkout(record, *workout);
   }

@@ -5,6 +5,11 @@
 // The database runs in WAL mode with full synchronisation, so a committed transaction survives a
 // crash of the process (and of the machine); every operation is one transaction, begun
 // IMMEDIATE so that waiting for another writer happens up front, for at most the busy timeout.
+// The one exception: a save that only moves anchors, query dates or timestamps (the same types
+// subscribed, no anchor dropped) does not wait for the disk. It survives a crash of the process;
+// after a power cut the WAL comes back as a prefix of its commits, so such a save is lost only
+// together with everything committed after it, and an anchor never ends up ahead of the records
+// committed before it.
 // Statements are prepared once and reused. A save writes only the rows of the session data that
 // differ from what the store last read or wrote, in one small transaction, and nothing when none
 // does; so a database has this one writer while it is open. The schema's version is PRAGMA

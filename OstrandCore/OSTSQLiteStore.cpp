@@ -138,10 +138,11 @@ bool OSTSQLiteStore::runCached(const char* sql) { return statement(sql).run(); }
 // after a power cut the database comes back as some earlier state of its commits in order.
 class OSTSQLiteStore::CommitsWithoutWaitingForDisk {
  public:
+  // The setting takes effect when the PRAGMA is compiled, so it is not a cached statement.
   explicit CommitsWithoutWaitingForDisk(OSTSQLiteStore& store) : store_(store) {
-    store_.runCached("PRAGMA synchronous = NORMAL");
+    store_.execute("PRAGMA synchronous = NORMAL");
   }
-  ~CommitsWithoutWaitingForDisk() { store_.runCached("PRAGMA synchronous = FULL"); }
+  ~CommitsWithoutWaitingForDisk() { store_.execute("PRAGMA synchronous = FULL"); }
   CommitsWithoutWaitingForDisk(const CommitsWithoutWaitingForDisk&) = delete;
   CommitsWithoutWaitingForDisk& operator=(const CommitsWithoutWaitingForDisk&) = delete;
 

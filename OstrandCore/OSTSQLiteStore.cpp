@@ -310,7 +310,7 @@ bool onlyMovesBookkeeping(const OSTStoredSessionData& before, const OSTStoredSes
 
 }  // namespace
 
-OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
+OSTStatus OSTSQLiteStore::saveSessionData(OSTStoredSessionData data) {
   // Only what differs from the database's contents is written; they are known once this store
   // has read or written them, otherwise everything is.
   if (written_ && *written_ == data) return nullptr;
@@ -335,7 +335,7 @@ OSTStatus OSTSQLiteStore::saveSessionData(const OSTStoredSessionData& data) {
   if (error) {
     written_.reset();
   } else {
-    written_ = data;
+    written_ = std::move(data);
   }
   return error;
 }

@@ -46,7 +46,7 @@ class OSTSQLiteStore final : public OSTStore {
   std::string path() const override { return path_; }
   [[nodiscard]] OSTStatus open() override;
   [[nodiscard]] OSTResult<OSTStoredSessionData> loadSessionData() override;
-  [[nodiscard]] OSTStatus saveSessionData(const OSTStoredSessionData& data) override;
+  [[nodiscard]] OSTStatus saveSessionData(OSTStoredSessionData data) override;
   [[nodiscard]] OSTStatus addToOutbox(const std::vector<OSTOutboxRow>& rows) override;
   [[nodiscard]] OSTResult<std::vector<OSTOutboxRow>> outbox(std::size_t limit) override;
   [[nodiscard]] OSTStatus removeFromOutbox(const std::vector<std::int64_t>& identifiers) override;

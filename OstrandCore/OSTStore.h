@@ -58,7 +58,7 @@ class OSTStore {
 
   [[nodiscard]] virtual OSTResult<OSTStoredSessionData> loadSessionData() = 0;
   // Replaces the stored session data with `data`, in one transaction.
-  [[nodiscard]] virtual OSTStatus saveSessionData(const OSTStoredSessionData& data) = 0;
+  [[nodiscard]] virtual OSTStatus saveSessionData(OSTStoredSessionData data) = 0;
 
   // Adds the rows to the outbox in one transaction. A row with the kind and activity identifier
   // of one already there replaces it and takes a new identifier (so a newer version is never

@@ -32,9 +32,9 @@ class FaultInjectingStore final : public OSTStore {
   [[nodiscard]] OSTResult<OSTStoredSessionData> loadSessionData() override {
     return store_->loadSessionData();
   }
-  [[nodiscard]] OSTStatus saveSessionData(const OSTStoredSessionData& data) override {
+  [[nodiscard]] OSTStatus saveSessionData(OSTStoredSessionData data) override {
     if (take(faults_->failSave)) return fault("save session data in");
-    return store_->saveSessionData(data);
+    return store_->saveSessionData(std::move(data));
   }
   [[nodiscard]] OSTStatus addToOutbox(const std::vector<OSTOutboxRow>& rows) override {
     if (take(faults_->failAddToOutbox)) return fault("add records to the outbox of");

@@ -53,9 +53,9 @@ class KillPointStore final : public OSTStore {
   std::string path() const override { return store_.path(); }
   OSTStatus open() override { return store_.open(); }
   OSTResult<OSTStoredSessionData> loadSessionData() override { return store_.loadSessionData(); }
-  OSTStatus saveSessionData(const OSTStoredSessionData& data) override {
+  OSTStatus saveSessionData(OSTStoredSessionData data) override {
     step('S');
-    auto status = store_.saveSessionData(data);
+    auto status = store_.saveSessionData(std::move(data));
     step('s');
     return status;
   }

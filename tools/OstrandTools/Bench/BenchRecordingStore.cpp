@@ -1,6 +1,42 @@
 #include "tools/OstrandTools/Bench/BenchRecordingStore.h"
 
+#include <string>
+#include <variant>
+
 namespace ostrand_tools {
+
+namespace {
+
+void mix(std::size_t& seed, std::size_t value) {
+  seed ^= value + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2);
+}
+
+void mixDate(std::size_t& seed, const std::optional<NSDate>& date) {
+  mix(seed, date ? std::hash<double>{}(date->timeIntervalSinceReferenceDate()) : 0);
+}
+
+std::size_t fingerprintOf(const OSTStoredSessionData& data) {
+  std::size_t seed = 0;
+  for (const auto& [type, anchor] : data.anchors) {
+    mix(seed, std::hash<std::string>{}(type));
+    mix(seed,
+        std::visit(
+            [](const auto& value) { return std::hash<std::decay_t<decltype(value)>>{}(value); },
+            anchor));
+  }
+  for (const auto& [type, date] : data.queryDates) {
+    mix(seed, std::hash<std::string>{}(type));
+    mixDate(seed, date);
+  }
+  for (const auto* timestamp :
+       {&data.routineQueryTimestamp, &data.routineFetchTimestamp, &data.intradayStepsQueryTimestamp,
+        &data.intradayStepsFetchTimestamp}) {
+    mixDate(seed, *timestamp);
+  }
+  return seed;
+}
+
+}  // namespace
 
 void BenchRecordingStore::setKeepingRows(bool keep) {
   std::lock_guard lock(mutex_);
@@ -20,15 +56,16 @@ std::vector<BenchRecordingStore::Commit> BenchRecordingStore::commitsSince(std::
 
 OSTResult<OSTStoredSessionData> BenchRecordingStore::loadSessionData() {
   auto loaded = store_->loadSessionData();
-  if (!loaded.error) stored_ = loaded.value;
+  if (!loaded.error) storedFingerprint_ = fingerprintOf(loaded.value);
   return loaded;
 }
 
-OSTStatus BenchRecordingStore::saveSessionData(const OSTStoredSessionData& data) {
-  OSTStatus error = store_->saveSessionData(data);
-  if (!error && stored_ != data) {
+OSTStatus BenchRecordingStore::saveSessionData(OSTStoredSessionData data) {
+  const std::size_t fingerprint = fingerprintOf(data);
+  OSTStatus error = store_->saveSessionData(std::move(data));
+  if (!error && storedFingerprint_ != fingerprint) {
     ++sessionDataSaves_;
-    stored_ = data;
+    storedFingerprint_ = fingerprint;
   }
   return error;
 }

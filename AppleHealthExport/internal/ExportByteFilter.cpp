@@ -1,5 +1,8 @@
 #include "AppleHealthExport/internal/ExportByteFilter.h"
 
+#include <array>
+#include <cstdint>
+
 namespace apple_health_export {
 
 namespace {
@@ -16,6 +19,21 @@ bool isPrefixOf(std::string_view prefix, std::string_view word) {
 bool endsWith(std::string_view text, std::string_view suffix) {
   return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
 }
+
+// Bytes that end a plain run: besides `special`, the dropped vertical tab and the line break,
+// which step() counts.
+using StopBytes = std::array<bool, 256>;
+constexpr StopBytes stopBytes(std::string_view special) {
+  StopBytes stops{};
+  stops['\v'] = true;
+  stops['\n'] = true;
+  for (char c : special) stops[static_cast<std::uint8_t>(c)] = true;
+  return stops;
+}
+constexpr StopBytes kTextStops = stopBytes("<");
+constexpr StopBytes kTagStops = stopBytes("\"'>");
+constexpr StopBytes kDoubleQuotedStops = stopBytes("\"");
+constexpr StopBytes kSingleQuotedStops = stopBytes("'");
 
 }  // namespace
 
@@ -34,12 +52,37 @@ bool ExportByteFilter::tokenByte() {
 
 bool ExportByteFilter::feed(std::string_view chunk, std::string& out) {
   if (!error_.empty()) return false;
-  for (char c : chunk) {
+  out.reserve(out.size() + chunk.size());
+  std::size_t at = 0;
+  while (at < chunk.size()) {
+    at = copyPlainRun(chunk, at, out);
+    if (at == chunk.size()) break;
+    const char c = chunk[at++];
     if (c == '\v') continue;
     if (!step(c, out)) return false;
     if (c == '\n') ++line_;
   }
   return true;
+}
+
+std::size_t ExportByteFilter::copyPlainRun(std::string_view chunk, std::size_t at,
+                                           std::string& out) {
+  const StopBytes* stops = nullptr;
+  if (state_ == State::kText) {
+    stops = &kTextStops;
+  } else if (state_ == State::kTag) {
+    stops = quote_ == 0 ? &kTagStops : quote_ == '"' ? &kDoubleQuotedStops : &kSingleQuotedStops;
+  } else {
+    return at;
+  }
+  // Within the token's limit; the byte past it goes to step(), which refuses it.
+  const std::size_t room = tokenBytes_ < maxTokenBytes_ ? maxTokenBytes_ - tokenBytes_ : 0;
+  const std::size_t last = chunk.size() - at < room ? chunk.size() : at + room;
+  std::size_t end = at;
+  while (end < last && !(*stops)[static_cast<std::uint8_t>(chunk[end])]) ++end;
+  out.append(chunk.data() + at, end - at);
+  tokenBytes_ += end - at;
+  return end;
 }
 
 bool ExportByteFilter::decideOpening(std::string& out) {

@@ -1,0 +1,16 @@
+#pragma once
+
+// SHA-1 (FIPS 180-4), for the name-based UUIDs of ContentUUID only: not for security. Hashes the
+// bytes where they lie, padding only the last block. Pure; safe from any thread.
+//
+//   std::array<std::uint8_t, 20> digest = sha1("abc");
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace apple_health_export {
+
+std::array<std::uint8_t, 20> sha1(std::string_view data);
+
+}  // namespace apple_health_export

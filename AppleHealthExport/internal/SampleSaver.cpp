@@ -31,7 +31,7 @@ SampleSaver::Source& SampleSaver::sourceFor(const HKSourceRevision::Pointer& rev
 
 bool SampleSaver::add(const HKSourceRevision::Pointer& revision,
                       std::shared_ptr<const HKObject> object, Count count) {
-  if (!seen_.insert(object->UUID()).second) return false;
+  if (!seen_.insert(object->UUID())) return false;
   sourceFor(revision).pending.push_back({std::move(object), std::move(count)});
   if (++pendingCount_ >= batchSize_) flush();
   return true;

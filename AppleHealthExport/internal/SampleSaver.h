@@ -14,11 +14,11 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "AppleHealthExport/AppleHealthExportSink.h"
 #include "AppleHealthExport/AppleHealthExportSummary.h"
+#include "AppleHealthExport/internal/UUIDSet.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/HKSample.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
@@ -37,7 +37,7 @@ class SampleSaver {
   // `count` runs once the object is saved.
   bool add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
            Count count);
-  bool seen(const NSUUID& uuid) const { return seen_.count(uuid) != 0; }
+  bool seen(const NSUUID& uuid) const { return seen_.contains(uuid); }
   void markSeen(const NSUUID& uuid) { seen_.insert(uuid); }
 
   // Removes a saved object again (by UUID, through the revision's store); `uncount` runs when it
@@ -71,7 +71,7 @@ class SampleSaver {
   AppleHealthExportSink* sink_;
   std::map<std::string, Source> sources_;  // by the revision's description
   std::size_t pendingCount_ = 0;
-  std::unordered_set<NSUUID> seen_;
+  UUIDSet seen_;
 };
 
 }  // namespace apple_health_export

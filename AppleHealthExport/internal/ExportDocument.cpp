@@ -19,21 +19,10 @@ namespace {
 // An element holding more children than this is not an export's.
 constexpr std::size_t kMaxChildren = 100000;
 
-const std::string& attribute(const std::map<std::string, std::string>& attributes,
-                             const std::string& name) {
-  static const std::string kEmpty;
-  auto found = attributes.find(name);
-  return found == attributes.end() ? kEmpty : found->second;
-}
-
-bool has(const std::map<std::string, std::string>& attributes, const std::string& name) {
-  return attributes.count(name) != 0;
-}
-
-ContentUUID& addCommon(ContentUUID& id, const std::map<std::string, std::string>& attributes,
+ContentUUID& addCommon(ContentUUID& id, const ExportAttributes& attributes,
                        const MetadataEntries& metadata) {
   for (const char* name : {"sourceName", "sourceVersion", "device", "startDate", "endDate"}) {
-    id.add(attribute(attributes, name));
+    id.add(attributes.value(name));
   }
   auto sorted = metadata;
   std::sort(sorted.begin(), sorted.end());
@@ -41,7 +30,7 @@ ContentUUID& addCommon(ContentUUID& id, const std::map<std::string, std::string>
   return id;
 }
 
-std::optional<double> secondsIn(double value, const std::string& unit) {
+std::optional<double> secondsIn(double value, std::string_view unit) {
   if (unit.empty() || unit == "min") return value * 60;
   if (unit == "s") return value;
   if (unit == "hr" || unit == "h") return value * 3600;
@@ -49,32 +38,31 @@ std::optional<double> secondsIn(double value, const std::string& unit) {
 }
 
 // Parses `unit`, counting it as unknown when it parses to nothing.
-HKUnit::Pointer unitNamed(const std::string& unit, AppleHealthExportSummary& summary) {
+HKUnit::Pointer unitNamed(std::string_view unit, AppleHealthExportSummary& summary) {
   try {
     return HKUnit::unitFromString(unit);
   } catch (const std::invalid_argument&) {
-    ++summary.unknownUnits[unit];
+    ++summary.unknownUnits[std::string(unit)];
     return nullptr;
   }
 }
 
 // A name an Apple device gives itself ("Anna's iPhone", "Apple Watch", "Apple Watch").
-bool looksLikeAppleDeviceName(const std::string& name) {
+bool looksLikeAppleDeviceName(std::string_view name) {
   static const std::regex kPattern("iPhone|iPad|iPod.+touch|Apple.+Watch",
                                    std::regex::icase | std::regex::optimize);
-  return std::regex_search(name, kPattern);
+  return std::regex_search(name.begin(), name.end(), kPattern);
 }
 
 // A record of the system's own source: written by an Apple-made phone or watch whose software
 // version is the source's version.
-bool isAppleDeviceVersion(const std::map<std::string, std::string>& attributes,
-                          const HKDevice* device) {
+bool isAppleDeviceVersion(const ExportAttributes& attributes, const HKDevice* device) {
   return device != nullptr && device->manufacturer() == "Apple Inc." && device->softwareVersion() &&
-         !attribute(attributes, "sourceVersion").empty() &&
-         *device->softwareVersion() == attribute(attributes, "sourceVersion");
+         !attributes.value("sourceVersion").empty() &&
+         *device->softwareVersion() == attributes.value("sourceVersion");
 }
 
-bool isDistance(const std::string& type) {
+bool isDistance(std::string_view type) {
   return type == HKQuantityTypeIdentifierDistanceWalkingRunning ||
          type == HKQuantityTypeIdentifierDistanceCycling ||
          type == HKQuantityTypeIdentifierDistanceSwimming ||
@@ -96,7 +84,7 @@ std::shared_ptr<const NSDictionary> ExportDocument::metadataFor(const MetadataEn
 // device whose software version is the source's version, as only the system's own sources
 // write) a device identifier under "com.apple.health."; any other app one that claims nothing.
 const std::string& ExportDocument::bundleFor(const Attributes& attributes, const HKDevice* device) {
-  const std::string& name = attribute(attributes, "sourceName");
+  const std::string_view name = attributes.value("sourceName");
   if (auto known = bundles_.find(name); known != bundles_.end()) return known->second;
   const std::string id = ContentUUID("source").add(name).uuid().UUIDString();
   std::string bundle = "export.app." + id;
@@ -107,15 +95,15 @@ const std::string& ExportDocument::bundleFor(const Attributes& attributes, const
   } else if (looksLikeAppleDeviceName(name) || isAppleDeviceVersion(attributes, device)) {
     bundle = "com.apple.health." + id;
   }
-  return bundles_.emplace(name, std::move(bundle)).first->second;
+  return bundles_.emplace(std::string(name), std::move(bundle)).first->second;
 }
 
 HKSourceRevision::Pointer ExportDocument::revisionFor(const Attributes& attributes,
                                                       const HKDevice* device) {
-  const std::string& name = attribute(attributes, "sourceName");
+  const std::string name(attributes.value("sourceName"));
   const std::string bundle = bundleFor(attributes, device);
   std::optional<std::string> version;
-  if (has(attributes, "sourceVersion")) version = attribute(attributes, "sourceVersion");
+  if (attributes.has("sourceVersion")) version = std::string(attributes.value("sourceVersion"));
   std::optional<std::string> productType;
   NSOperatingSystemVersion os{0, 0, 0};
   if (device != nullptr) {
@@ -140,11 +128,9 @@ HKSourceRevision::Pointer ExportDocument::revisionFor(const Attributes& attribut
 ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
   BuiltSample built;
   const auto& attributes = record.attributes;
-  built.typeIdentifier = attribute(attributes, "type");
+  built.typeIdentifier = attributes.value("type");
   ContentUUID id("record");
-  id.add(built.typeIdentifier)
-      .add(attribute(attributes, "unit"))
-      .add(attribute(attributes, "value"));
+  id.add(built.typeIdentifier).add(attributes.value("unit")).add(attributes.value("value"));
   built.contentUUID = addCommon(id, attributes, record.metadata).uuid();
 
   auto quantityType = HKObjectType::quantityTypeForIdentifier(built.typeIdentifier);
@@ -154,29 +140,29 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
     ++summary_.unknownTypes[built.typeIdentifier];
     return built;
   }
-  auto start = parseExportDate(attribute(attributes, "startDate"));
-  auto end = parseExportDate(attribute(attributes, "endDate"));
+  auto start = parseExportDate(attributes.value("startDate"));
+  auto end = parseExportDate(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date"), built;
   if (*end < *start) return skip("end before start"), built;
   HKDevice::Pointer device;
-  if (has(attributes, "device")) {
-    device = parseExportDevice(attribute(attributes, "device"));
+  if (attributes.has("device")) {
+    device = parseExportDevice(attributes.value("device"));
     if (!device) ++summary_.elementsNotStored["unreadable device description"];
   }
   auto metadata = metadataFor(record.metadata);
   try {
     if (quantityType) {
-      auto unit = unitNamed(attribute(attributes, "unit"), summary_);
+      auto unit = unitNamed(attributes.value("unit"), summary_);
       if (!unit) return built;
-      auto value = parseExportNumber(attribute(attributes, "value"));
+      auto value = parseExportNumber(attributes.value("value"));
       if (!value) return skip("unreadable value"), built;
       if (!quantityType->isCompatibleWithUnit(*unit)) return skip("unit does not suit type"), built;
       built.sample = HKQuantitySample::quantitySampleWithType(
           quantityType, HKQuantity::quantityWithUnit(unit, *value), *start, *end, device, metadata);
     } else {
       long value = HKCategoryValueNotApplicable;
-      if (has(attributes, "value")) {
-        const std::string& text = attribute(attributes, "value");
+      if (attributes.has("value")) {
+        const std::string_view text = attributes.value("value");
         auto named = categoryValueNamed(text);
         auto number = named ? std::nullopt : parseExportNumber(text);
         if (!named && !number) return skip("unknown category value"), built;
@@ -200,7 +186,7 @@ void ExportDocument::finishRecord(Draft record) {
     return skip("duplicate record");
   }
   auto sample = platform::objectWithUUID(*built.sample, built.contentUUID);
-  const std::string source = attribute(record.attributes, "sourceName");
+  const std::string source(record.attributes.value("sourceName"));
   saver_.add(revisionFor(record.attributes, sample->device().get()), sample,
              [type = built.typeIdentifier, source](AppleHealthExportSummary& summary) {
                ++summary.samplesByType[type];
@@ -214,7 +200,7 @@ void ExportDocument::finishCorrelation() {
   auto records = std::move(correlationRecords_);
   correlationRecords_.clear();
   const auto& attributes = correlation.attributes;
-  const std::string typeIdentifier = attribute(attributes, "type");
+  const std::string typeIdentifier(attributes.value("type"));
   auto type = HKObjectType::correlationTypeForIdentifier(typeIdentifier);
   if (!type) return void(++summary_.unknownTypes[typeIdentifier]);
 
@@ -237,12 +223,12 @@ void ExportDocument::finishCorrelation() {
   }
   const NSUUID uuid = id.uuid();
   if (saver_.seen(uuid)) return skip("duplicate correlation");
-  auto start = parseExportDate(attribute(attributes, "startDate"));
-  auto end = parseExportDate(attribute(attributes, "endDate"));
+  auto start = parseExportDate(attributes.value("startDate"));
+  auto end = parseExportDate(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date");
   if (*end < *start) return skip("end before start");
   HKDevice::Pointer device;
-  if (has(attributes, "device")) device = parseExportDevice(attribute(attributes, "device"));
+  if (attributes.has("device")) device = parseExportDevice(attributes.value("device"));
   std::shared_ptr<const HKCorrelation> built;
   try {
     built = HKCorrelation::correlationWithType(type, *start, *end, objects, device,
@@ -250,7 +236,7 @@ void ExportDocument::finishCorrelation() {
   } catch (const std::invalid_argument&) {
     return skip("refused by HealthKit (" + typeIdentifier + ")");
   }
-  const std::string source = attribute(attributes, "sourceName");
+  const std::string source(attributes.value("sourceName"));
   for (const auto& twin : twins) {
     // The export lists a correlation's records at the top level too; the app saved them once,
     // inside the correlation.
@@ -283,11 +269,11 @@ void ExportDocument::finishWorkout() {
   workoutEvents_.clear();
   workoutStatistics_.clear();
   const auto& attributes = workout.attributes;
-  const std::string activityName = attribute(attributes, "workoutActivityType");
+  const std::string activityName(attributes.value("workoutActivityType"));
   auto activity = workoutActivityTypeNamed(activityName);
   if (!activity) return void(++summary_.unknownTypes[activityName]);
-  auto start = parseExportDate(attribute(attributes, "startDate"));
-  auto end = parseExportDate(attribute(attributes, "endDate"));
+  auto start = parseExportDate(attributes.value("startDate"));
+  auto end = parseExportDate(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date");
   if (*end < *start) return skip("end before start");
 
@@ -295,7 +281,7 @@ void ExportDocument::finishWorkout() {
   id.add(activityName);
   for (const char* name : {"duration", "durationUnit", "totalDistance", "totalDistanceUnit",
                            "totalEnergyBurned", "totalEnergyBurnedUnit"}) {
-    id.add(attribute(attributes, name));
+    id.add(attributes.value(name));
   }
   addCommon(id, attributes, workout.metadata);
 
@@ -303,11 +289,11 @@ void ExportDocument::finishWorkout() {
   for (const auto& event : events) {
     const auto& eventAttributes = event.attributes;
     for (const char* name : {"type", "date", "duration", "durationUnit"}) {
-      id.add(attribute(eventAttributes, name));
+      id.add(eventAttributes.value(name));
     }
     for (const auto& [key, value] : event.metadata) id.add(key).add(value);
-    auto type = workoutEventTypeNamed(attribute(eventAttributes, "type"));
-    auto date = parseExportDate(attribute(eventAttributes, "date"));
+    auto type = workoutEventTypeNamed(eventAttributes.value("type"));
+    auto date = parseExportDate(eventAttributes.value("date"));
     if (!type) {
       skip("unknown workout event type");
       continue;
@@ -317,10 +303,10 @@ void ExportDocument::finishWorkout() {
       continue;
     }
     double seconds = 0;
-    if (has(eventAttributes, "duration")) {
-      auto value = parseExportNumber(attribute(eventAttributes, "duration"));
+    if (eventAttributes.has("duration")) {
+      auto value = parseExportNumber(eventAttributes.value("duration"));
       auto inSeconds =
-          value ? secondsIn(*value, attribute(eventAttributes, "durationUnit")) : std::nullopt;
+          value ? secondsIn(*value, eventAttributes.value("durationUnit")) : std::nullopt;
       if (!inSeconds) {
         skip("unreadable workout event duration");
         continue;
@@ -340,42 +326,40 @@ void ExportDocument::finishWorkout() {
     }
   }
 
-  auto quantity = [&](const std::string& value,
-                      const std::string& unitText) -> HKQuantity::Pointer {
+  auto quantity = [&](std::string_view value, std::string_view unitText) -> HKQuantity::Pointer {
     auto number = parseExportNumber(value);
     if (!number) return nullptr;
     auto unit = unitNamed(unitText, summary_);
     return unit ? HKQuantity::quantityWithUnit(unit, *number) : nullptr;
   };
   HKQuantity::Pointer energy, distance, strokes;
-  if (has(attributes, "totalEnergyBurned")) {
-    energy = quantity(attribute(attributes, "totalEnergyBurned"),
-                      attribute(attributes, "totalEnergyBurnedUnit"));
+  if (attributes.has("totalEnergyBurned")) {
+    energy =
+        quantity(attributes.value("totalEnergyBurned"), attributes.value("totalEnergyBurnedUnit"));
   }
-  if (has(attributes, "totalDistance")) {
-    distance = quantity(attribute(attributes, "totalDistance"),
-                        attribute(attributes, "totalDistanceUnit"));
+  if (attributes.has("totalDistance")) {
+    distance = quantity(attributes.value("totalDistance"), attributes.value("totalDistanceUnit"));
   }
   for (const auto& statistic : statistics) {
     for (const char* name :
          {"type", "startDate", "endDate", "sum", "average", "minimum", "maximum", "unit"}) {
-      id.add(attribute(statistic, name));
+      id.add(statistic.value(name));
     }
-    const std::string& type = attribute(statistic, "type");
-    if (!has(statistic, "sum")) continue;
+    const std::string_view type = statistic.value("type");
+    if (!statistic.has("sum")) continue;
     // The newer exports give a workout's totals only as statistics.
     if (type == HKQuantityTypeIdentifierActiveEnergyBurned && !energy) {
-      energy = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+      energy = quantity(statistic.value("sum"), statistic.value("unit"));
     } else if (isDistance(type) && !distance) {
-      distance = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+      distance = quantity(statistic.value("sum"), statistic.value("unit"));
     } else if (type == HKQuantityTypeIdentifierSwimmingStrokeCount && !strokes) {
-      strokes = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+      strokes = quantity(statistic.value("sum"), statistic.value("unit"));
     }
   }
   const NSUUID uuid = id.uuid();
   if (saver_.seen(uuid)) return skip("duplicate workout");
   HKDevice::Pointer device;
-  if (has(attributes, "device")) device = parseExportDevice(attribute(attributes, "device"));
+  if (attributes.has("device")) device = parseExportDevice(attributes.value("device"));
   std::shared_ptr<const HKWorkout> saved;
   try {
     saved = HKWorkout::workoutWithActivityType(*activity, *start, *end, built, energy, distance,
@@ -383,7 +367,7 @@ void ExportDocument::finishWorkout() {
   } catch (const std::invalid_argument&) {
     return skip("refused by HealthKit (workout)");
   }
-  const std::string source = attribute(attributes, "sourceName");
+  const std::string source(attributes.value("sourceName"));
   const std::size_t eventCount = built.size();
   const std::size_t statisticCount = statistics.size();
   saver_.add(revisionFor(attributes, device.get()), platform::objectWithUUID(*saved, uuid),
@@ -396,7 +380,7 @@ void ExportDocument::finishWorkout() {
 }
 
 void ExportDocument::noteWrittenOffset(const Attributes& attributes) {
-  const std::string& text = attribute(attributes, "endDate");
+  const std::string_view text = attributes.value("endDate");
   const auto offset = exportDateOffset(text);
   if (!offset) return;
   const NSDate date = *parseExportDate(text);
@@ -410,17 +394,16 @@ void ExportDocument::noteWrittenOffset(const Attributes& attributes) {
 std::string ExportDocument::startElement(const char* name, const char** attributes) {
   const std::string element = name;
   path_.push_back(element);
-  Attributes values;
-  for (const char** a = attributes; *a != nullptr; a += 2) values[a[0]] = a[1];
+  Attributes values(attributes);
   const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
 
   if (element == "HealthData") {
     if (path_.size() != 1) return "HealthData inside another element";
-    summary_.locale = attribute(values, "locale");
+    summary_.locale = values.value("locale");
   } else if (path_.size() == 1) {
     return "the root element is <" + element + ">, not <HealthData>: not a Health export";
   } else if (element == "ExportDate") {
-    summary_.exportDate = attribute(values, "value");
+    summary_.exportDate = values.value("value");
     summary_.exportedAt = parseExportDate(*summary_.exportDate);
   } else if (element == "Record" && (parent == "HealthData" || parent == "Correlation")) {
     noteWrittenOffset(values);
@@ -453,15 +436,14 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
       ++summary_.elementsNotStored["MetadataEntry in " + parent];
     } else {
       if (owner->metadata.size() >= kMaxChildren) return "an element with too much metadata";
-      if (attribute(values, "key") == "HKTimeZone")
-        ++summary_.timeZoneNames[attribute(values, "value")];
-      owner->metadata.emplace_back(attribute(values, "key"), attribute(values, "value"));
+      if (values.value("key") == "HKTimeZone")
+        ++summary_.timeZoneNames[std::string(values.value("value"))];
+      owner->metadata.emplace_back(values.value("key"), values.value("value"));
     }
   } else if (element == "InstantaneousBeatsPerMinute") {
     // HealthKit keeps these as a heartbeat series, which the simulator does not have.
     ++summary_.elementsNotStored[element];
-    if (!parseTimeOfDay(attribute(values, "time")) ||
-        !parseExportNumber(attribute(values, "bpm"))) {
+    if (!parseTimeOfDay(values.value("time")) || !parseExportNumber(values.value("bpm"))) {
       skip("unreadable heartbeat");
     }
   } else if (element != "HeartRateVariabilityMetadataList") {

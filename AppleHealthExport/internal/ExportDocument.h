@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "AppleHealthExport/AppleHealthExportSummary.h"
+#include "AppleHealthExport/internal/ExportAttributes.h"
 #include "AppleHealthExport/internal/ExportMetadata.h"
 #include "AppleHealthExport/internal/SampleSaver.h"
 #include "HealthKit/HKSample.h"
@@ -36,7 +37,7 @@ class ExportDocument {
   std::string currentElement() const { return path_.empty() ? std::string() : path_.back(); }
 
  private:
-  using Attributes = std::map<std::string, std::string>;
+  using Attributes = ExportAttributes;
   struct Draft {  // a Record, Correlation, Workout or WorkoutEvent being read
     Attributes attributes;
     MetadataEntries metadata;
@@ -71,8 +72,8 @@ class ExportDocument {
   std::optional<Draft> event_;
   int activityDepth_ = 0;  // inside a WorkoutActivity, whose events and statistics are copies
   int routeDepth_ = 0;
-  std::map<std::string, std::string> bundles_;  // by source name
-  std::map<int, std::int64_t> lastOffsetDay_;   // by offset: the UTC day last noted
+  std::map<std::string, std::string, std::less<>> bundles_;  // by source name
+  std::map<int, std::int64_t> lastOffsetDay_;                // by offset: the UTC day last noted
 };
 
 }  // namespace apple_health_export

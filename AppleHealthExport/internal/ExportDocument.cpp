@@ -1,6 +1,5 @@
 #include "AppleHealthExport/internal/ExportDocument.h"
 
-#include <regex>
 #include <stdexcept>
 
 #include "AppleHealthExport/internal/ContentUUID.h"
@@ -47,21 +46,6 @@ HKUnit::Pointer unitNamed(std::string_view unit, AppleHealthExportSummary& summa
   }
 }
 
-// A name an Apple device gives itself ("Anna's iPhone", "Apple Watch", "Apple Watch").
-bool looksLikeAppleDeviceName(std::string_view name) {
-  static const std::regex kPattern("iPhone|iPad|iPod.+touch|Apple.+Watch",
-                                   std::regex::icase | std::regex::optimize);
-  return std::regex_search(name.begin(), name.end(), kPattern);
-}
-
-// A record of the system's own source: written by an Apple-made phone or watch whose software
-// version is the source's version.
-bool isAppleDeviceVersion(const ExportAttributes& attributes, const HKDevice* device) {
-  return device != nullptr && device->manufacturer() == "Apple Inc." && device->softwareVersion() &&
-         !attributes.value("sourceVersion").empty() &&
-         *device->softwareVersion() == attributes.value("sourceVersion");
-}
-
 bool isDistance(std::string_view type) {
   return type == HKQuantityTypeIdentifierDistanceWalkingRunning ||
          type == HKQuantityTypeIdentifierDistanceCycling ||
@@ -74,55 +58,6 @@ bool isDistance(std::string_view type) {
 
 std::shared_ptr<const NSDictionary> ExportDocument::metadataFor(const MetadataEntries& entries) {
   return exportMetadata(entries, {&summary_.unknownUnits, &summary_.skipped});
-}
-
-// Exports name sources but not their bundle identifiers, and the records' rules tell Apple's own
-// sources by theirs: a workout from "com.apple.health.<device>" is the watch's, sleep from the
-// Clock app is validated. So a source is given one when it is first seen and keeps it for the
-// whole export (the same on every read): the Health app and the Clock app their real ones; a
-// phone or watch recording for the Health app (its name says so, or its records carry an Apple
-// device whose software version is the source's version, as only the system's own sources
-// write) a device identifier under "com.apple.health."; any other app one that claims nothing.
-const std::string& ExportDocument::bundleFor(const Attributes& attributes, const HKDevice* device) {
-  const std::string_view name = attributes.value("sourceName");
-  if (auto known = bundles_.find(name); known != bundles_.end()) return known->second;
-  const std::string id = ContentUUID("source").add(name).uuid().UUIDString();
-  std::string bundle = "export.app." + id;
-  if (name == "Health") {
-    bundle = "com.apple.Health";
-  } else if (name == "Clock") {
-    bundle = "com.apple.mobiletimer";
-  } else if (looksLikeAppleDeviceName(name) || isAppleDeviceVersion(attributes, device)) {
-    bundle = "com.apple.health." + id;
-  }
-  return bundles_.emplace(std::string(name), std::move(bundle)).first->second;
-}
-
-HKSourceRevision::Pointer ExportDocument::revisionFor(const Attributes& attributes,
-                                                      const HKDevice* device) {
-  const std::string name(attributes.value("sourceName"));
-  const std::string bundle = bundleFor(attributes, device);
-  std::optional<std::string> version;
-  if (attributes.has("sourceVersion")) version = std::string(attributes.value("sourceVersion"));
-  std::optional<std::string> productType;
-  NSOperatingSystemVersion os{0, 0, 0};
-  if (device != nullptr) {
-    productType = device->hardwareVersion();
-    if (device->softwareVersion()) {
-      long parts[3] = {0, 0, 0};
-      std::size_t at = 0;
-      const std::string& text = *device->softwareVersion();
-      for (int i = 0; i < 3 && at < text.size(); ++i) {
-        auto dot = text.find('.', at);
-        auto number = parseExportNumber(text.substr(at, dot == std::string::npos ? dot : dot - at));
-        parts[i] = number ? static_cast<long>(*number) : 0;
-        at = dot == std::string::npos ? text.size() : dot + 1;
-      }
-      os = NSOperatingSystemVersion{parts[0], parts[1], parts[2]};
-    }
-  }
-  return HKSourceRevision::sourceRevisionWithSource(HKSource::sourceWithName(name, bundle), version,
-                                                    productType, os);
 }
 
 ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
@@ -187,7 +122,7 @@ void ExportDocument::finishRecord(Draft record) {
   }
   auto sample = platform::objectWithUUID(*built.sample, built.contentUUID);
   const std::string source(record.attributes.value("sourceName"));
-  saver_.add(revisionFor(record.attributes, sample->device().get()), sample,
+  saver_.add(sources_.revisionFor(record.attributes, sample->device().get()), sample,
              [type = built.typeIdentifier, source](AppleHealthExportSummary& summary) {
                ++summary.samplesByType[type];
                ++summary.objectsBySource[source];
@@ -241,7 +176,8 @@ void ExportDocument::finishCorrelation() {
     // The export lists a correlation's records at the top level too; the app saved them once,
     // inside the correlation.
     auto saved = platform::objectWithUUID(*twin.sample, twin.contentUUID);
-    if (saver_.remove(revisionFor(records.front().attributes, saved->device().get()), saved,
+    if (saver_.remove(sources_.revisionFor(records.front().attributes, saved->device().get()),
+                      saved,
                       [type = twin.typeIdentifier, source](AppleHealthExportSummary& summary) {
                         --summary.samplesByType[type];
                         --summary.objectsBySource[source];
@@ -253,7 +189,7 @@ void ExportDocument::finishCorrelation() {
     // A top-level twin read later is the same record again.
     saver_.markSeen(buildRecord(record).contentUUID);
   }
-  saver_.add(revisionFor(attributes, device.get()), platform::objectWithUUID(*built, uuid),
+  saver_.add(sources_.revisionFor(attributes, device.get()), platform::objectWithUUID(*built, uuid),
              [typeIdentifier, memberTypes, source](AppleHealthExportSummary& summary) {
                ++summary.correlationsByType[typeIdentifier];
                ++summary.objectsBySource[source];
@@ -370,7 +306,7 @@ void ExportDocument::finishWorkout() {
   const std::string source(attributes.value("sourceName"));
   const std::size_t eventCount = built.size();
   const std::size_t statisticCount = statistics.size();
-  saver_.add(revisionFor(attributes, device.get()), platform::objectWithUUID(*saved, uuid),
+  saver_.add(sources_.revisionFor(attributes, device.get()), platform::objectWithUUID(*saved, uuid),
              [activityName, source, eventCount, statisticCount](AppleHealthExportSummary& summary) {
                ++summary.workoutsByActivityType[activityName];
                ++summary.objectsBySource[source];

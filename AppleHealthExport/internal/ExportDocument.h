@@ -18,6 +18,7 @@
 #include "AppleHealthExport/AppleHealthExportSummary.h"
 #include "AppleHealthExport/internal/ExportAttributes.h"
 #include "AppleHealthExport/internal/ExportMetadata.h"
+#include "AppleHealthExport/internal/ExportSources.h"
 #include "AppleHealthExport/internal/SampleSaver.h"
 #include "HealthKit/HKSample.h"
 
@@ -52,9 +53,6 @@ class ExportDocument {
   void finishRecord(Draft record);
   void finishCorrelation();
   void finishWorkout();
-  HKSourceRevision::Pointer revisionFor(const Attributes& attributes, const HKDevice* device);
-  // The bundle identifier a source is given, decided when it is first seen (see the .cpp).
-  const std::string& bundleFor(const Attributes& attributes, const HKDevice* device);
   std::shared_ptr<const NSDictionary> metadataFor(const MetadataEntries& entries);
   void skip(const std::string& reason) { ++summary_.skipped[reason]; }
   // Counts the offset of the element's end date into the summary's zone evidence.
@@ -72,8 +70,8 @@ class ExportDocument {
   std::optional<Draft> event_;
   int activityDepth_ = 0;  // inside a WorkoutActivity, whose events and statistics are copies
   int routeDepth_ = 0;
-  std::map<std::string, std::string, std::less<>> bundles_;  // by source name
-  std::map<int, std::int64_t> lastOffsetDay_;                // by offset: the UTC day last noted
+  ExportSources sources_;
+  std::map<int, std::int64_t> lastOffsetDay_;  // by offset: the UTC day last noted
 };
 
 }  // namespace apple_health_export

@@ -14,6 +14,8 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "AppleHealthExport/AppleHealthExportSink.h"
@@ -69,7 +71,12 @@ class SampleSaver {
   std::size_t batchSize_;
   AppleHealthExportSummary& summary_;
   AppleHealthExportSink* sink_;
+  static constexpr std::size_t kMaxRevisionsKept = 4096;
+
   std::map<std::string, Source> sources_;  // by the revision's description
+  // The source of each revision object seen, which is kept alive so its address stays its own.
+  std::unordered_map<const HKSourceRevision*, std::pair<HKSourceRevision::Pointer, Source*>>
+      byRevision_;
   std::size_t pendingCount_ = 0;
   UUIDSet seen_;
 };

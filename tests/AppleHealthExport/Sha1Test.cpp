@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
+#include <random>
 #include <string>
 
 #include "AppleHealthExport/internal/Sha1.h"
+#include "AppleHealthExport/internal/Sha1Blocks.h"
 
 namespace {
 
@@ -32,6 +35,21 @@ TEST(Sha1Test, EveryLengthAroundTheBlockEdges) {
   EXPECT_EQ(hex(sha1(std::string(55, 'a'))), "c1c8bbdc22796e28c0e15163d20899b65621d65a");
   EXPECT_EQ(hex(sha1(std::string(56, 'a'))), "c2db330f6083854c99d4b5bfb6e8f29f201be699");
   EXPECT_EQ(hex(sha1(std::string(64, 'a'))), "0098ba824b5c16427bd7a1122a5a442a25ec644d");
+}
+
+TEST(Sha1Test, ShaExtensionsFoldBlocksAsThePortableCode) {
+  namespace blocks = apple_health_export::sha1_blocks;
+  if (!blocks::haveShaExtensions()) GTEST_SKIP() << "this processor has no SHA extensions";
+  std::mt19937 random(11);
+  for (int trial = 0; trial < 2000; ++trial) {
+    unsigned char block[64];
+    for (auto& byte : block) byte = static_cast<unsigned char>(random());
+    blocks::State portable, extended;
+    for (int i = 0; i < 5; ++i) portable[i] = extended[i] = static_cast<std::uint32_t>(random());
+    blocks::compressPortable(portable, block);
+    blocks::compressWithShaExtensions(extended, block);
+    ASSERT_EQ(std::memcmp(portable, extended, sizeof portable), 0) << "trial " << trial;
+  }
 }
 
 }  // namespace

@@ -67,6 +67,7 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
   ContentUUID id("record");
   id.add(built.typeIdentifier).add(attributes.value("unit")).add(attributes.value("value"));
   built.contentUUID = addCommon(id, attributes, record.metadata).uuid();
+  saver_.prefetchSeen(built.contentUUID);
 
   auto quantityType = HKObjectType::quantityTypeForIdentifier(built.typeIdentifier);
   auto categoryType =

@@ -40,6 +40,8 @@ class SampleSaver {
   bool add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
            Count count);
   bool seen(const NSUUID& uuid) const { return seen_.contains(uuid); }
+  // Starts loading what seen(uuid) reads, for a call a little later not to wait for memory.
+  void prefetchSeen(const NSUUID& uuid) const { seen_.prefetch(uuid); }
   void markSeen(const NSUUID& uuid) { seen_.insert(uuid); }
 
   // Removes a saved object again (by UUID, through the revision's store); `uncount` runs when it

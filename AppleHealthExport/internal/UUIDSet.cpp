@@ -54,7 +54,7 @@ bool UUIDSet::insert(const NSUUID& uuid) {
 }
 
 void UUIDSet::grow() {
-  std::vector<Slot> old(slots_.empty() ? kFirstCapacity : slots_.size() * 2);
+  decltype(slots_) old(slots_.empty() ? kFirstCapacity : slots_.size() * 2);
   old.swap(slots_);
   for (const Slot& slot : old) {
     if (!isEmpty(slot)) slots_[find(slot)] = slot;

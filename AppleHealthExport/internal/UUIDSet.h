@@ -1,9 +1,9 @@
 #pragma once
 
 // UUIDSet: the UUIDs a read has seen, kept as their 16 bytes in one open-addressed table (linear
-// probing, at most three quarters full), so a lookup costs one or two cache lines and no
-// allocation. It only grows: a read never forgets a UUID. A large set's lookups wait for memory;
-// prefetch() starts that wait early, while the caller does other work.
+// probing, at most three quarters full, in huge pages once large), so a lookup costs one or two
+// cache lines and no allocation. It only grows: a read never forgets a UUID. A large set's lookups
+// wait for memory; prefetch() starts that wait early, while the caller does other work.
 //
 // A value; not thread-safe.
 //
@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "AppleHealthExport/internal/HugePageAllocator.h"
 #include "Foundation/NSUUID.h"
 
 namespace apple_health_export {
@@ -37,7 +38,7 @@ class UUIDSet {
   std::size_t find(const Slot& slot) const;
   void grow();
 
-  std::vector<Slot> slots_;
+  std::vector<Slot, HugePageAllocator<Slot>> slots_;
   std::size_t size_ = 0;  // in slots_
   bool hasNil_ = false;   // the all-zero UUID, which cannot be told from an empty slot
 };

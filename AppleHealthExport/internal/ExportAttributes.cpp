@@ -5,17 +5,19 @@
 namespace apple_health_export {
 
 void ExportAttributes::assign(const char** attributes) {
-  text_.clear();
   entries_.clear();
+  std::uint32_t bytes = 0;
   for (const char** a = attributes; *a != nullptr; a += 2) {
-    const std::size_t nameSize = std::strlen(a[0]);
-    const std::size_t valueSize = std::strlen(a[1]);
-    const auto name = static_cast<std::uint32_t>(text_.size());
-    text_.append(a[0], nameSize);
-    const auto value = static_cast<std::uint32_t>(text_.size());
-    text_.append(a[1], valueSize);
-    entries_.push_back(
-        {name, value, static_cast<std::uint32_t>(nameSize), static_cast<std::uint32_t>(valueSize)});
+    const auto nameSize = static_cast<std::uint32_t>(std::strlen(a[0]));
+    const auto valueSize = static_cast<std::uint32_t>(std::strlen(a[1]));
+    entries_.push_back({bytes, bytes + nameSize, nameSize, valueSize});
+    bytes += nameSize + valueSize;
+  }
+  text_.resize(bytes);
+  char* out = text_.data();
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    std::memcpy(out + entries_[i].name, attributes[2 * i], entries_[i].nameSize);
+    std::memcpy(out + entries_[i].value, attributes[2 * i + 1], entries_[i].valueSize);
   }
 }
 

@@ -24,6 +24,7 @@ class ExportAttributes {
   explicit ExportAttributes(const char** attributes) { assign(attributes); }
 
   void assign(const char** attributes);
+  bool empty() const { return entries_.empty(); }
   bool has(std::string_view name) const { return find(name) != nullptr; }
   std::string_view value(std::string_view name) const;
 

@@ -17,6 +17,8 @@ namespace {
 
 // An element holding more children than this is not an export's.
 constexpr std::size_t kMaxChildren = 100000;
+// Drafts kept for reuse: enough for an element and the children read before it ends.
+constexpr std::size_t kSpareDrafts = 4;
 
 ContentUUID& addCommon(ContentUUID& id, const ExportAttributes& attributes,
                        const MetadataEntries& metadata) {
@@ -73,7 +75,7 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
   auto categoryType =
       quantityType ? nullptr : HKObjectType::categoryTypeForIdentifier(built.typeIdentifier);
   if (!quantityType && !categoryType) {
-    ++summary_.unknownTypes[built.typeIdentifier];
+    ++summary_.unknownTypes[std::string(built.typeIdentifier)];
     return built;
   }
   auto start = parseExportDate(attributes.value("startDate"));
@@ -109,12 +111,12 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
                                                               device, metadata);
     }
   } catch (const std::invalid_argument&) {
-    skip("refused by HealthKit (" + built.typeIdentifier + ")");
+    skip("refused by HealthKit (" + std::string(built.typeIdentifier) + ")");
   }
   return built;
 }
 
-void ExportDocument::finishRecord(Draft record) {
+void ExportDocument::finishRecord(const Draft& record) {
   auto built = buildRecord(record);
   if (!built.sample) return;
   if (saver_.seen(built.contentUUID)) {
@@ -122,11 +124,12 @@ void ExportDocument::finishRecord(Draft record) {
     return skip("duplicate record");
   }
   auto sample = platform::objectWithUUID(*built.sample, built.contentUUID);
-  const std::string source(record.attributes.value("sourceName"));
+  const std::string* type = interned(built.typeIdentifier);
+  const std::string* source = interned(record.attributes.value("sourceName"));
   saver_.add(sources_.revisionFor(record.attributes, sample->device().get()), sample,
-             [type = built.typeIdentifier, source](AppleHealthExportSummary& summary) {
-               ++summary.samplesByType[type];
-               ++summary.objectsBySource[source];
+             [type, source](AppleHealthExportSummary& summary) {
+               ++summary.samplesByType[*type];
+               ++summary.objectsBySource[*source];
              });
 }
 
@@ -154,7 +157,7 @@ void ExportDocument::finishCorrelation() {
     // seen (and would refuse again even after it is removed).
     objects.push_back(platform::objectWithUUID(
         *built.sample, ContentUUID("correlated record").add(built.contentUUID).uuid()));
-    memberTypes.push_back(built.typeIdentifier);
+    memberTypes.emplace_back(built.typeIdentifier);
     if (saver_.seen(built.contentUUID)) twins.push_back(built);
   }
   const NSUUID uuid = id.uuid();
@@ -177,13 +180,13 @@ void ExportDocument::finishCorrelation() {
     // The export lists a correlation's records at the top level too; the app saved them once,
     // inside the correlation.
     auto saved = platform::objectWithUUID(*twin.sample, twin.contentUUID);
-    if (saver_.remove(sources_.revisionFor(records.front().attributes, saved->device().get()),
-                      saved,
-                      [type = twin.typeIdentifier, source](AppleHealthExportSummary& summary) {
-                        --summary.samplesByType[type];
-                        --summary.objectsBySource[source];
-                        ++summary.correlationTwinsReplaced;
-                      })) {
+    if (saver_.remove(
+            sources_.revisionFor(records.front().attributes, saved->device().get()), saved,
+            [type = std::string(twin.typeIdentifier), source](AppleHealthExportSummary& summary) {
+              --summary.samplesByType[type];
+              --summary.objectsBySource[source];
+              ++summary.correlationTwinsReplaced;
+            })) {
     }
   }
   for (const auto& record : records) {
@@ -328,10 +331,35 @@ void ExportDocument::noteWrittenOffset(const Attributes& attributes) {
   summary_.writtenOffsets[*offset].push_back(date);
 }
 
+ExportDocument::Draft ExportDocument::takeDraft(const char** attributes) {
+  Draft draft;
+  if (!spareDrafts_.empty()) {
+    draft = std::move(spareDrafts_.back());
+    spareDrafts_.pop_back();
+  }
+  draft.attributes.assign(attributes);
+  draft.metadata.clear();
+  return draft;
+}
+
+void ExportDocument::recycle(Draft&& draft) {
+  // A draft moved into the element being read is empty: nothing to reuse.
+  if (!draft.attributes.empty() && spareDrafts_.size() < kSpareDrafts) {
+    spareDrafts_.push_back(std::move(draft));
+  }
+}
+
+const std::string* ExportDocument::interned(std::string_view name) {
+  auto found = names_.find(name);
+  if (found == names_.end()) found = names_.emplace(name).first;
+  return &*found;
+}
+
 std::string ExportDocument::startElement(const char* name, const char** attributes) {
   const std::string element = name;
   path_.push_back(element);
-  Attributes values(attributes);
+  Draft draft = takeDraft(attributes);
+  const Attributes& values = draft.attributes;
   const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
 
   if (element == "HealthData") {
@@ -344,12 +372,12 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
     summary_.exportedAt = parseExportDate(*summary_.exportDate);
   } else if (element == "Record" && (parent == "HealthData" || parent == "Correlation")) {
     noteWrittenOffset(values);
-    record_ = Draft{std::move(values), {}};
+    record_ = std::move(draft);
   } else if (element == "Correlation" && parent == "HealthData") {
-    correlation_ = Draft{std::move(values), {}};
+    correlation_ = std::move(draft);
   } else if (element == "Workout" && parent == "HealthData") {
     noteWrittenOffset(values);
-    workout_ = Draft{std::move(values), {}};
+    workout_ = std::move(draft);
   } else if (element == "WorkoutActivity" && workout_) {
     ++activityDepth_;
     ++summary_.elementsNotStored[element];
@@ -358,10 +386,10 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
     ++summary_.elementsNotStored[element];
   } else if (element == "WorkoutEvent" && workout_ && activityDepth_ == 0 && routeDepth_ == 0) {
     if (workoutEvents_.size() >= kMaxChildren) return "a workout with too many events";
-    event_ = Draft{std::move(values), {}};
+    event_ = std::move(draft);
   } else if (element == "WorkoutStatistics" && workout_ && activityDepth_ == 0) {
     if (workoutStatistics_.size() >= kMaxChildren) return "a workout with too many statistics";
-    workoutStatistics_.push_back(std::move(values));
+    workoutStatistics_.push_back(std::move(draft.attributes));
   } else if (element == "MetadataEntry") {
     Draft* owner = event_                                    ? &*event_
                    : (activityDepth_ > 0 || routeDepth_ > 0) ? nullptr
@@ -386,6 +414,7 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
   } else if (element != "HeartRateVariabilityMetadataList") {
     ++summary_.elementsNotStored[parent == "HealthData" ? element : element + " in " + parent];
   }
+  recycle(std::move(draft));
   return {};
 }
 
@@ -398,7 +427,8 @@ std::string ExportDocument::endElement(const char* name) {
       if (correlationRecords_.size() >= kMaxChildren) return "a correlation with too many records";
       correlationRecords_.push_back(std::move(*record_));
     } else {
-      finishRecord(std::move(*record_));
+      finishRecord(*record_);
+      recycle(std::move(*record_));
     }
     record_.reset();
   } else if (element == "Correlation" && correlation_) {

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,11 +47,16 @@ class ExportDocument {
   struct BuiltSample {
     std::shared_ptr<const HKSample> sample;  // nullptr: not built (counted)
     NSUUID contentUUID;                      // of the record's content alone
-    std::string typeIdentifier;
+    std::string_view typeIdentifier;         // in the record's attributes
   };
 
+  // A draft holding `attributes`, made from one read before when there is one.
+  Draft takeDraft(const char** attributes);
+  void recycle(Draft&& draft);
+  // The one copy of a type or source name, for what counts objects when they are saved.
+  const std::string* interned(std::string_view name);
   BuiltSample buildRecord(const Draft& record);
-  void finishRecord(Draft record);
+  void finishRecord(const Draft& record);
   void finishCorrelation();
   void finishWorkout();
   std::shared_ptr<const NSDictionary> metadataFor(const MetadataEntries& entries);
@@ -71,6 +77,8 @@ class ExportDocument {
   int activityDepth_ = 0;  // inside a WorkoutActivity, whose events and statistics are copies
   int routeDepth_ = 0;
   ExportSources sources_;
+  std::vector<Draft> spareDrafts_;
+  std::set<std::string, std::less<>> names_;
   std::map<int, std::int64_t> lastOffsetDay_;  // by offset: the UTC day last noted
 };
 

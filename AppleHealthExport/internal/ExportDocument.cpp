@@ -1,5 +1,6 @@
 #include "AppleHealthExport/internal/ExportDocument.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "AppleHealthExport/internal/ContentUUID.h"
@@ -25,9 +26,16 @@ ContentUUID& addCommon(ContentUUID& id, const ExportAttributes& attributes,
   for (const char* name : {"sourceName", "sourceVersion", "device", "startDate", "endDate"}) {
     id.add(attributes.value(name));
   }
-  auto sorted = metadata;
-  std::sort(sorted.begin(), sorted.end());
-  for (const auto& [key, value] : sorted) id.add(key).add(value);
+  auto addEntries = [&id](const MetadataEntries& entries) {
+    for (const auto& [key, value] : entries) id.add(key).add(value);
+  };
+  if (std::is_sorted(metadata.begin(), metadata.end())) {
+    addEntries(metadata);  // as most are: one entry, or none
+  } else {
+    auto sorted = metadata;
+    std::sort(sorted.begin(), sorted.end());
+    addEntries(sorted);
+  }
   return id;
 }
 
@@ -84,7 +92,7 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
   if (*end < *start) return skip("end before start"), built;
   HKDevice::Pointer device;
   if (attributes.has("device")) {
-    device = parseExportDevice(attributes.value("device"));
+    device = devices_.deviceFor(attributes.value("device"));
     if (!device) ++summary_.elementsNotStored["unreadable device description"];
   }
   auto metadata = metadataFor(record.metadata);
@@ -167,7 +175,7 @@ void ExportDocument::finishCorrelation() {
   if (!start || !end) return skip("unreadable date");
   if (*end < *start) return skip("end before start");
   HKDevice::Pointer device;
-  if (attributes.has("device")) device = parseExportDevice(attributes.value("device"));
+  if (attributes.has("device")) device = devices_.deviceFor(attributes.value("device"));
   std::shared_ptr<const HKCorrelation> built;
   try {
     built = HKCorrelation::correlationWithType(type, *start, *end, objects, device,
@@ -299,7 +307,7 @@ void ExportDocument::finishWorkout() {
   const NSUUID uuid = id.uuid();
   if (saver_.seen(uuid)) return skip("duplicate workout");
   HKDevice::Pointer device;
-  if (attributes.has("device")) device = parseExportDevice(attributes.value("device"));
+  if (attributes.has("device")) device = devices_.deviceFor(attributes.value("device"));
   std::shared_ptr<const HKWorkout> saved;
   try {
     saved = HKWorkout::workoutWithActivityType(*activity, *start, *end, built, energy, distance,

@@ -18,6 +18,7 @@
 
 #include "AppleHealthExport/AppleHealthExportSummary.h"
 #include "AppleHealthExport/internal/ExportAttributes.h"
+#include "AppleHealthExport/internal/ExportDevices.h"
 #include "AppleHealthExport/internal/ExportMetadata.h"
 #include "AppleHealthExport/internal/ExportSources.h"
 #include "AppleHealthExport/internal/SampleSaver.h"
@@ -77,6 +78,7 @@ class ExportDocument {
   int activityDepth_ = 0;  // inside a WorkoutActivity, whose events and statistics are copies
   int routeDepth_ = 0;
   ExportSources sources_;
+  ExportDevices devices_;
   std::vector<Draft> spareDrafts_;
   std::set<std::string, std::less<>> names_;
   std::map<int, std::int64_t> lastOffsetDay_;  // by offset: the UTC day last noted

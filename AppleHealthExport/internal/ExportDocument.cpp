@@ -364,17 +364,18 @@ const std::string* ExportDocument::interned(std::string_view name) {
 }
 
 std::string ExportDocument::startElement(const char* name, const char** attributes) {
-  const std::string element = name;
-  path_.push_back(element);
+  path_.emplace_back(name);
+  const std::string_view element = path_.back();
   Draft draft = takeDraft(attributes);
   const Attributes& values = draft.attributes;
-  const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
+  const std::string_view parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string_view();
 
   if (element == "HealthData") {
     if (path_.size() != 1) return "HealthData inside another element";
     summary_.locale = values.value("locale");
   } else if (path_.size() == 1) {
-    return "the root element is <" + element + ">, not <HealthData>: not a Health export";
+    return "the root element is <" + std::string(element) +
+           ">, not <HealthData>: not a Health export";
   } else if (element == "ExportDate") {
     summary_.exportDate = values.value("value");
     summary_.exportedAt = parseExportDate(*summary_.exportDate);
@@ -388,10 +389,10 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
     workout_ = std::move(draft);
   } else if (element == "WorkoutActivity" && workout_) {
     ++activityDepth_;
-    ++summary_.elementsNotStored[element];
+    ++summary_.elementsNotStored[std::string(element)];
   } else if (element == "WorkoutRoute" && workout_) {
     ++routeDepth_;
-    ++summary_.elementsNotStored[element];
+    ++summary_.elementsNotStored[std::string(element)];
   } else if (element == "WorkoutEvent" && workout_ && activityDepth_ == 0 && routeDepth_ == 0) {
     if (workoutEvents_.size() >= kMaxChildren) return "a workout with too many events";
     event_ = std::move(draft);
@@ -406,7 +407,7 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
                    : workout_                                ? &*workout_
                                                              : nullptr;
     if (owner == nullptr) {
-      ++summary_.elementsNotStored["MetadataEntry in " + parent];
+      ++summary_.elementsNotStored["MetadataEntry in " + std::string(parent)];
     } else {
       if (owner->metadata.size() >= kMaxChildren) return "an element with too much metadata";
       if (values.value("key") == "HKTimeZone")
@@ -415,20 +416,23 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
     }
   } else if (element == "InstantaneousBeatsPerMinute") {
     // HealthKit keeps these as a heartbeat series, which the simulator does not have.
-    ++summary_.elementsNotStored[element];
+    ++summary_.elementsNotStored[std::string(element)];
     if (!parseTimeOfDay(values.value("time")) || !parseExportNumber(values.value("bpm"))) {
       skip("unreadable heartbeat");
     }
   } else if (element != "HeartRateVariabilityMetadataList") {
-    ++summary_.elementsNotStored[parent == "HealthData" ? element : element + " in " + parent];
+    std::string counted(element);
+    if (parent != "HealthData") counted += " in " + std::string(parent);
+    ++summary_.elementsNotStored[counted];
   }
   recycle(std::move(draft));
   return {};
 }
 
 std::string ExportDocument::endElement(const char* name) {
-  const std::string element = name;
-  const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
+  const std::string_view element = name;
+  // Still valid once the element is popped: popping moves no other string.
+  const std::string_view parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string_view();
   path_.pop_back();
   if (element == "Record" && record_) {
     if (parent == "Correlation" && correlation_) {

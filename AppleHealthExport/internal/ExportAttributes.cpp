@@ -23,8 +23,10 @@ void ExportAttributes::assign(const char** attributes) {
 
 const ExportAttributes::Entry* ExportAttributes::find(std::string_view name) const {
   for (const Entry& entry : entries_) {
-    if (entry.nameSize == name.size() &&
-        std::memcmp(text_.data() + entry.name, name.data(), name.size()) == 0) {
+    if (entry.nameSize != name.size()) continue;
+    // Many names are as long as another ("type", "unit"): the first byte tells most apart.
+    const char* text = text_.data() + entry.name;
+    if (name.empty() || (text[0] == name[0] && std::memcmp(text, name.data(), name.size()) == 0)) {
       return &entry;
     }
   }

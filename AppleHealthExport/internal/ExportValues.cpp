@@ -128,11 +128,6 @@ std::optional<double> parseTimeOfDay(std::string_view text) {
   return hour * 3600 + *minutes * 60 + *seconds;
 }
 
-HKDevice::Pointer parseExportDevice(std::string_view text) {
-  auto properties = exportDeviceProperties(text);
-  return properties ? exportDeviceWithProperties(*properties) : nullptr;
-}
-
 std::optional<std::string_view> exportDeviceProperties(std::string_view text) {
   // <<HKDevice: 0x...>, name:Apple Watch, manufacturer:Apple Inc., hardware:Watch5,3, ...>
   static constexpr std::string_view kHead = "<<HKDevice:";

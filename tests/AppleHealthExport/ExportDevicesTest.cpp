@@ -28,12 +28,14 @@ TEST(ExportDevicesTest, OneDevicePerSetOfProperties) {
   EXPECT_EQ(phone->hardwareVersion(), "iPhone12,1");
 }
 
-TEST(ExportDevicesTest, ReadsAsParseExportDevice) {
+TEST(ExportDevicesTest, TheDeviceItsPropertiesDescribe) {
   ExportDevices devices;
   for (const char* text : {kWatchAt1, kPhone, "<<HKDevice: 0x1>>", "<<HKDevice: 0x, name:Watch>",
                            "<<HKDevice: 0x1>, nonsense:1>", "not a device", ""}) {
     auto cached = devices.deviceFor(text);
-    auto parsed = apple_health_export::parseExportDevice(text);
+    auto properties = apple_health_export::exportDeviceProperties(text);
+    auto parsed =
+        properties ? apple_health_export::exportDeviceWithProperties(*properties) : nullptr;
     ASSERT_EQ(cached == nullptr, parsed == nullptr) << text;
     if (parsed) {
       EXPECT_TRUE(cached->isEqual(*parsed)) << text;

@@ -46,16 +46,6 @@ std::optional<double> secondsIn(double value, std::string_view unit) {
   return std::nullopt;
 }
 
-// Parses `unit`, counting it as unknown when it parses to nothing.
-HKUnit::Pointer unitNamed(std::string_view unit, AppleHealthExportSummary& summary) {
-  try {
-    return HKUnit::unitFromString(unit);
-  } catch (const std::invalid_argument&) {
-    ++summary.unknownUnits[std::string(unit)];
-    return nullptr;
-  }
-}
-
 bool isDistance(std::string_view type) {
   return type == HKQuantityTypeIdentifierDistanceWalkingRunning ||
          type == HKQuantityTypeIdentifierDistanceCycling ||
@@ -79,9 +69,7 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
   built.contentUUID = addCommon(id, attributes, record.metadata).uuid();
   saver_.prefetchSeen(built.contentUUID);
 
-  auto quantityType = HKObjectType::quantityTypeForIdentifier(built.typeIdentifier);
-  auto categoryType =
-      quantityType ? nullptr : HKObjectType::categoryTypeForIdentifier(built.typeIdentifier);
+  const auto [quantityType, categoryType] = types_.recordType(built.typeIdentifier);
   if (!quantityType && !categoryType) {
     ++summary_.unknownTypes[std::string(built.typeIdentifier)];
     return built;
@@ -98,7 +86,7 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
   auto metadata = metadataFor(record.metadata);
   try {
     if (quantityType) {
-      auto unit = unitNamed(attributes.value("unit"), summary_);
+      auto unit = types_.unit(attributes.value("unit"), summary_);
       if (!unit) return built;
       auto value = parseExportNumber(attributes.value("value"));
       if (!value) return skip("unreadable value"), built;
@@ -277,7 +265,7 @@ void ExportDocument::finishWorkout() {
   auto quantity = [&](std::string_view value, std::string_view unitText) -> HKQuantity::Pointer {
     auto number = parseExportNumber(value);
     if (!number) return nullptr;
-    auto unit = unitNamed(unitText, summary_);
+    auto unit = types_.unit(unitText, summary_);
     return unit ? HKQuantity::quantityWithUnit(unit, *number) : nullptr;
   };
   HKQuantity::Pointer energy, distance, strokes;

@@ -21,6 +21,7 @@
 #include "AppleHealthExport/internal/ExportDevices.h"
 #include "AppleHealthExport/internal/ExportMetadata.h"
 #include "AppleHealthExport/internal/ExportSources.h"
+#include "AppleHealthExport/internal/ExportTypeCache.h"
 #include "AppleHealthExport/internal/SampleSaver.h"
 #include "HealthKit/HKSample.h"
 
@@ -79,6 +80,7 @@ class ExportDocument {
   int routeDepth_ = 0;
   ExportSources sources_;
   ExportDevices devices_;
+  ExportTypeCache types_;
   std::vector<Draft> spareDrafts_;
   std::set<std::string, std::less<>> names_;
   std::map<int, std::int64_t> lastOffsetDay_;  // by offset: the UTC day last noted

@@ -74,8 +74,8 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
     ++summary_.unknownTypes[std::string(built.typeIdentifier)];
     return built;
   }
-  auto start = parseExportDate(attributes.value("startDate"));
-  auto end = parseExportDate(attributes.value("endDate"));
+  auto start = dates_.dateFor(attributes.value("startDate"));
+  auto end = dates_.dateFor(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date"), built;
   if (*end < *start) return skip("end before start"), built;
   HKDevice::Pointer device;
@@ -158,8 +158,8 @@ void ExportDocument::finishCorrelation() {
   }
   const NSUUID uuid = id.uuid();
   if (saver_.seen(uuid)) return skip("duplicate correlation");
-  auto start = parseExportDate(attributes.value("startDate"));
-  auto end = parseExportDate(attributes.value("endDate"));
+  auto start = dates_.dateFor(attributes.value("startDate"));
+  auto end = dates_.dateFor(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date");
   if (*end < *start) return skip("end before start");
   HKDevice::Pointer device;
@@ -208,8 +208,8 @@ void ExportDocument::finishWorkout() {
   const std::string activityName(attributes.value("workoutActivityType"));
   auto activity = workoutActivityTypeNamed(activityName);
   if (!activity) return void(++summary_.unknownTypes[activityName]);
-  auto start = parseExportDate(attributes.value("startDate"));
-  auto end = parseExportDate(attributes.value("endDate"));
+  auto start = dates_.dateFor(attributes.value("startDate"));
+  auto end = dates_.dateFor(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date");
   if (*end < *start) return skip("end before start");
 
@@ -319,7 +319,7 @@ void ExportDocument::noteWrittenOffset(const Attributes& attributes) {
   const std::string_view text = attributes.value("endDate");
   const auto offset = exportDateOffset(text);
   if (!offset) return;
-  const NSDate date = *parseExportDate(text);
+  const NSDate date = *dates_.dateFor(text);
   const auto day = static_cast<std::int64_t>(date.timeIntervalSince1970() / 86400);
   auto [last, inserted] = lastOffsetDay_.try_emplace(*offset, day);
   if (!inserted && last->second == day) return;

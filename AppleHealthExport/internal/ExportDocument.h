@@ -18,6 +18,7 @@
 
 #include "AppleHealthExport/AppleHealthExportSummary.h"
 #include "AppleHealthExport/internal/ExportAttributes.h"
+#include "AppleHealthExport/internal/ExportDates.h"
 #include "AppleHealthExport/internal/ExportDevices.h"
 #include "AppleHealthExport/internal/ExportMetadata.h"
 #include "AppleHealthExport/internal/ExportSources.h"
@@ -80,6 +81,7 @@ class ExportDocument {
   int routeDepth_ = 0;
   ExportSources sources_;
   ExportDevices devices_;
+  ExportDates dates_;
   ExportTypeCache types_;
   std::vector<Draft> spareDrafts_;
   std::set<std::string, std::less<>> names_;

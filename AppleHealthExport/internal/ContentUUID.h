@@ -10,8 +10,6 @@
 //   id.add(type).add(sourceName).add(startDate);
 //   NSUUID uuid = id.uuid();
 
-#include <array>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,7 +19,7 @@ namespace apple_health_export {
 
 class ContentUUID {
  public:
-  explicit ContentUUID(std::string_view kind) { add(kind); }
+  explicit ContentUUID(std::string_view kind);
 
   ContentUUID& add(std::string_view field);
   ContentUUID& add(const NSUUID& uuid);
@@ -29,10 +27,7 @@ class ContentUUID {
   NSUUID uuid() const;
 
  private:
-  std::string content_;
+  std::string content_;  // the namespace's bytes, then the fields
 };
-
-// SHA-1 of `data` (FIPS 180-4); used for name-based UUIDs only.
-std::array<std::uint8_t, 20> sha1(std::string_view data);
 
 }  // namespace apple_health_export

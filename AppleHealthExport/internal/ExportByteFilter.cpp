@@ -1,5 +1,12 @@
 #include "AppleHealthExport/internal/ExportByteFilter.h"
 
+#include <array>
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace apple_health_export {
 
 namespace {
@@ -15,6 +22,46 @@ bool isPrefixOf(std::string_view prefix, std::string_view word) {
 
 bool endsWith(std::string_view text, std::string_view suffix) {
   return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+// The bytes that end a plain run: besides up to three special to the state, the dropped vertical
+// tab and the line break, which step() counts. Unused places repeat the line break.
+struct StopBytes {
+  std::array<char, 5> bytes;
+  std::array<bool, 256> isStop;
+};
+
+constexpr StopBytes stopBytes(std::string_view special) {
+  StopBytes stops{{'\v', '\n', '\n', '\n', '\n'}, {}};
+  for (std::size_t i = 0; i < special.size(); ++i) stops.bytes[2 + i] = special[i];
+  for (char c : stops.bytes) stops.isStop[static_cast<std::uint8_t>(c)] = true;
+  return stops;
+}
+
+constexpr StopBytes kTextStops = stopBytes("<");
+constexpr StopBytes kTagStops = stopBytes("\"'>");
+constexpr StopBytes kDoubleQuotedStops = stopBytes("\"");
+constexpr StopBytes kSingleQuotedStops = stopBytes("'");
+
+// Where the first stop byte in [at, last) is, or `last`: sixteen bytes at a time where the
+// processor has SSE2, byte by byte for the rest.
+std::size_t findStop(const char* data, std::size_t at, std::size_t last, const StopBytes& stops) {
+#if defined(__SSE2__)
+  if (last - at >= 16) {
+    __m128i wanted[5];
+    for (int i = 0; i < 5; ++i) wanted[i] = _mm_set1_epi8(stops.bytes[i]);
+    for (; last - at >= 16; at += 16) {
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
+      __m128i found = _mm_cmpeq_epi8(bytes, wanted[0]);
+      for (int i = 1; i < 5; ++i) found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, wanted[i]));
+      if (const int mask = _mm_movemask_epi8(found); mask != 0) {
+        return at + static_cast<std::size_t>(__builtin_ctz(static_cast<unsigned>(mask)));
+      }
+    }
+  }
+#endif
+  while (at < last && !stops.isStop[static_cast<std::uint8_t>(data[at])]) ++at;
+  return at;
 }
 
 }  // namespace
@@ -34,12 +81,36 @@ bool ExportByteFilter::tokenByte() {
 
 bool ExportByteFilter::feed(std::string_view chunk, std::string& out) {
   if (!error_.empty()) return false;
-  for (char c : chunk) {
+  out.reserve(out.size() + chunk.size());
+  std::size_t at = 0;
+  while (at < chunk.size()) {
+    at = copyPlainRun(chunk, at, out);
+    if (at == chunk.size()) break;
+    const char c = chunk[at++];
     if (c == '\v') continue;
     if (!step(c, out)) return false;
     if (c == '\n') ++line_;
   }
   return true;
+}
+
+std::size_t ExportByteFilter::copyPlainRun(std::string_view chunk, std::size_t at,
+                                           std::string& out) {
+  const StopBytes* stops = nullptr;
+  if (state_ == State::kText) {
+    stops = &kTextStops;
+  } else if (state_ == State::kTag) {
+    stops = quote_ == 0 ? &kTagStops : quote_ == '"' ? &kDoubleQuotedStops : &kSingleQuotedStops;
+  } else {
+    return at;
+  }
+  // Within the token's limit; the byte past it goes to step(), which refuses it.
+  const std::size_t room = tokenBytes_ < maxTokenBytes_ ? maxTokenBytes_ - tokenBytes_ : 0;
+  const std::size_t last = chunk.size() - at < room ? chunk.size() : at + room;
+  const std::size_t end = findStop(chunk.data(), at, last, *stops);
+  out.append(chunk.data() + at, end - at);
+  tokenBytes_ += end - at;
+  return end;
 }
 
 bool ExportByteFilter::decideOpening(std::string& out) {

@@ -38,6 +38,9 @@ class ExportByteFilter {
   enum class State { kText, kOpening, kTag, kComment, kCData, kInstruction, kDoctype, kSubset };
 
   bool step(char c, std::string& out);
+  // Copies the bytes from `at` that the current state passes through unchanged (inside text or
+  // a tag, no quote, '<', '>', line break or vertical tab); where the run ends.
+  std::size_t copyPlainRun(std::string_view chunk, std::size_t at, std::string& out);
   bool fail(std::string message);
   // Decides what markup the held "<..." starts, once it can.
   bool decideOpening(std::string& out);

@@ -1,6 +1,6 @@
 #include "AppleHealthExport/internal/ExportDocument.h"
 
-#include <regex>
+#include <algorithm>
 #include <stdexcept>
 
 #include "AppleHealthExport/internal/ContentUUID.h"
@@ -18,63 +18,35 @@ namespace {
 
 // An element holding more children than this is not an export's.
 constexpr std::size_t kMaxChildren = 100000;
+// Drafts kept for reuse: enough for an element and the children read before it ends.
+constexpr std::size_t kSpareDrafts = 4;
 
-const std::string& attribute(const std::map<std::string, std::string>& attributes,
-                             const std::string& name) {
-  static const std::string kEmpty;
-  auto found = attributes.find(name);
-  return found == attributes.end() ? kEmpty : found->second;
-}
-
-bool has(const std::map<std::string, std::string>& attributes, const std::string& name) {
-  return attributes.count(name) != 0;
-}
-
-ContentUUID& addCommon(ContentUUID& id, const std::map<std::string, std::string>& attributes,
+ContentUUID& addCommon(ContentUUID& id, const ExportAttributes& attributes,
                        const MetadataEntries& metadata) {
   for (const char* name : {"sourceName", "sourceVersion", "device", "startDate", "endDate"}) {
-    id.add(attribute(attributes, name));
+    id.add(attributes.value(name));
   }
-  auto sorted = metadata;
-  std::sort(sorted.begin(), sorted.end());
-  for (const auto& [key, value] : sorted) id.add(key).add(value);
+  auto addEntries = [&id](const MetadataEntries& entries) {
+    for (const auto& [key, value] : entries) id.add(key).add(value);
+  };
+  if (std::is_sorted(metadata.begin(), metadata.end())) {
+    addEntries(metadata);  // as most are: one entry, or none
+  } else {
+    auto sorted = metadata;
+    std::sort(sorted.begin(), sorted.end());
+    addEntries(sorted);
+  }
   return id;
 }
 
-std::optional<double> secondsIn(double value, const std::string& unit) {
+std::optional<double> secondsIn(double value, std::string_view unit) {
   if (unit.empty() || unit == "min") return value * 60;
   if (unit == "s") return value;
   if (unit == "hr" || unit == "h") return value * 3600;
   return std::nullopt;
 }
 
-// Parses `unit`, counting it as unknown when it parses to nothing.
-HKUnit::Pointer unitNamed(const std::string& unit, AppleHealthExportSummary& summary) {
-  try {
-    return HKUnit::unitFromString(unit);
-  } catch (const std::invalid_argument&) {
-    ++summary.unknownUnits[unit];
-    return nullptr;
-  }
-}
-
-// A name an Apple device gives itself ("Anna's iPhone", "Apple Watch", "Apple Watch").
-bool looksLikeAppleDeviceName(const std::string& name) {
-  static const std::regex kPattern("iPhone|iPad|iPod.+touch|Apple.+Watch",
-                                   std::regex::icase | std::regex::optimize);
-  return std::regex_search(name, kPattern);
-}
-
-// A record of the system's own source: written by an Apple-made phone or watch whose software
-// version is the source's version.
-bool isAppleDeviceVersion(const std::map<std::string, std::string>& attributes,
-                          const HKDevice* device) {
-  return device != nullptr && device->manufacturer() == "Apple Inc." && device->softwareVersion() &&
-         !attribute(attributes, "sourceVersion").empty() &&
-         *device->softwareVersion() == attribute(attributes, "sourceVersion");
-}
-
-bool isDistance(const std::string& type) {
+bool isDistance(std::string_view type) {
   return type == HKQuantityTypeIdentifierDistanceWalkingRunning ||
          type == HKQuantityTypeIdentifierDistanceCycling ||
          type == HKQuantityTypeIdentifierDistanceSwimming ||
@@ -88,95 +60,43 @@ std::shared_ptr<const NSDictionary> ExportDocument::metadataFor(const MetadataEn
   return exportMetadata(entries, {&summary_.unknownUnits, &summary_.skipped});
 }
 
-// Exports name sources but not their bundle identifiers, and the records' rules tell Apple's own
-// sources by theirs: a workout from "com.apple.health.<device>" is the watch's, sleep from the
-// Clock app is validated. So a source is given one when it is first seen and keeps it for the
-// whole export (the same on every read): the Health app and the Clock app their real ones; a
-// phone or watch recording for the Health app (its name says so, or its records carry an Apple
-// device whose software version is the source's version, as only the system's own sources
-// write) a device identifier under "com.apple.health."; any other app one that claims nothing.
-const std::string& ExportDocument::bundleFor(const Attributes& attributes, const HKDevice* device) {
-  const std::string& name = attribute(attributes, "sourceName");
-  if (auto known = bundles_.find(name); known != bundles_.end()) return known->second;
-  const std::string id = ContentUUID("source").add(name).uuid().UUIDString();
-  std::string bundle = "export.app." + id;
-  if (name == "Health") {
-    bundle = "com.apple.Health";
-  } else if (name == "Clock") {
-    bundle = "com.apple.mobiletimer";
-  } else if (looksLikeAppleDeviceName(name) || isAppleDeviceVersion(attributes, device)) {
-    bundle = "com.apple.health." + id;
-  }
-  return bundles_.emplace(name, std::move(bundle)).first->second;
-}
-
-HKSourceRevision::Pointer ExportDocument::revisionFor(const Attributes& attributes,
-                                                      const HKDevice* device) {
-  const std::string& name = attribute(attributes, "sourceName");
-  const std::string bundle = bundleFor(attributes, device);
-  std::optional<std::string> version;
-  if (has(attributes, "sourceVersion")) version = attribute(attributes, "sourceVersion");
-  std::optional<std::string> productType;
-  NSOperatingSystemVersion os{0, 0, 0};
-  if (device != nullptr) {
-    productType = device->hardwareVersion();
-    if (device->softwareVersion()) {
-      long parts[3] = {0, 0, 0};
-      std::size_t at = 0;
-      const std::string& text = *device->softwareVersion();
-      for (int i = 0; i < 3 && at < text.size(); ++i) {
-        auto dot = text.find('.', at);
-        auto number = parseExportNumber(text.substr(at, dot == std::string::npos ? dot : dot - at));
-        parts[i] = number ? static_cast<long>(*number) : 0;
-        at = dot == std::string::npos ? text.size() : dot + 1;
-      }
-      os = NSOperatingSystemVersion{parts[0], parts[1], parts[2]};
-    }
-  }
-  return HKSourceRevision::sourceRevisionWithSource(HKSource::sourceWithName(name, bundle), version,
-                                                    productType, os);
-}
-
 ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
   BuiltSample built;
   const auto& attributes = record.attributes;
-  built.typeIdentifier = attribute(attributes, "type");
+  built.typeIdentifier = attributes.value("type");
   ContentUUID id("record");
-  id.add(built.typeIdentifier)
-      .add(attribute(attributes, "unit"))
-      .add(attribute(attributes, "value"));
+  id.add(built.typeIdentifier).add(attributes.value("unit")).add(attributes.value("value"));
   built.contentUUID = addCommon(id, attributes, record.metadata).uuid();
+  saver_.prefetchSeen(built.contentUUID);
 
-  auto quantityType = HKObjectType::quantityTypeForIdentifier(built.typeIdentifier);
-  auto categoryType =
-      quantityType ? nullptr : HKObjectType::categoryTypeForIdentifier(built.typeIdentifier);
+  const auto [quantityType, categoryType] = types_.recordType(built.typeIdentifier);
   if (!quantityType && !categoryType) {
-    ++summary_.unknownTypes[built.typeIdentifier];
+    ++summary_.unknownTypes[std::string(built.typeIdentifier)];
     return built;
   }
-  auto start = parseExportDate(attribute(attributes, "startDate"));
-  auto end = parseExportDate(attribute(attributes, "endDate"));
+  auto start = dates_.dateFor(attributes.value("startDate"));
+  auto end = dates_.dateFor(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date"), built;
   if (*end < *start) return skip("end before start"), built;
   HKDevice::Pointer device;
-  if (has(attributes, "device")) {
-    device = parseExportDevice(attribute(attributes, "device"));
+  if (attributes.has("device")) {
+    device = devices_.deviceFor(attributes.value("device"));
     if (!device) ++summary_.elementsNotStored["unreadable device description"];
   }
   auto metadata = metadataFor(record.metadata);
   try {
     if (quantityType) {
-      auto unit = unitNamed(attribute(attributes, "unit"), summary_);
+      auto unit = types_.unit(attributes.value("unit"), summary_);
       if (!unit) return built;
-      auto value = parseExportNumber(attribute(attributes, "value"));
+      auto value = parseExportNumber(attributes.value("value"));
       if (!value) return skip("unreadable value"), built;
       if (!quantityType->isCompatibleWithUnit(*unit)) return skip("unit does not suit type"), built;
       built.sample = HKQuantitySample::quantitySampleWithType(
           quantityType, HKQuantity::quantityWithUnit(unit, *value), *start, *end, device, metadata);
     } else {
       long value = HKCategoryValueNotApplicable;
-      if (has(attributes, "value")) {
-        const std::string& text = attribute(attributes, "value");
+      if (attributes.has("value")) {
+        const std::string_view text = attributes.value("value");
         auto named = categoryValueNamed(text);
         auto number = named ? std::nullopt : parseExportNumber(text);
         if (!named && !number) return skip("unknown category value"), built;
@@ -187,12 +107,12 @@ ExportDocument::BuiltSample ExportDocument::buildRecord(const Draft& record) {
                                                               device, metadata);
     }
   } catch (const std::invalid_argument&) {
-    skip("refused by HealthKit (" + built.typeIdentifier + ")");
+    skip("refused by HealthKit (" + std::string(built.typeIdentifier) + ")");
   }
   return built;
 }
 
-void ExportDocument::finishRecord(Draft record) {
+void ExportDocument::finishRecord(const Draft& record) {
   auto built = buildRecord(record);
   if (!built.sample) return;
   if (saver_.seen(built.contentUUID)) {
@@ -200,11 +120,12 @@ void ExportDocument::finishRecord(Draft record) {
     return skip("duplicate record");
   }
   auto sample = platform::objectWithUUID(*built.sample, built.contentUUID);
-  const std::string source = attribute(record.attributes, "sourceName");
-  saver_.add(revisionFor(record.attributes, sample->device().get()), sample,
-             [type = built.typeIdentifier, source](AppleHealthExportSummary& summary) {
-               ++summary.samplesByType[type];
-               ++summary.objectsBySource[source];
+  const std::string* type = interned(built.typeIdentifier);
+  const std::string* source = interned(record.attributes.value("sourceName"));
+  saver_.add(sources_.revisionFor(record.attributes, sample->device().get()), sample,
+             [type, source](AppleHealthExportSummary& summary) {
+               ++summary.samplesByType[*type];
+               ++summary.objectsBySource[*source];
              });
 }
 
@@ -214,7 +135,7 @@ void ExportDocument::finishCorrelation() {
   auto records = std::move(correlationRecords_);
   correlationRecords_.clear();
   const auto& attributes = correlation.attributes;
-  const std::string typeIdentifier = attribute(attributes, "type");
+  const std::string typeIdentifier(attributes.value("type"));
   auto type = HKObjectType::correlationTypeForIdentifier(typeIdentifier);
   if (!type) return void(++summary_.unknownTypes[typeIdentifier]);
 
@@ -232,17 +153,17 @@ void ExportDocument::finishCorrelation() {
     // seen (and would refuse again even after it is removed).
     objects.push_back(platform::objectWithUUID(
         *built.sample, ContentUUID("correlated record").add(built.contentUUID).uuid()));
-    memberTypes.push_back(built.typeIdentifier);
+    memberTypes.emplace_back(built.typeIdentifier);
     if (saver_.seen(built.contentUUID)) twins.push_back(built);
   }
   const NSUUID uuid = id.uuid();
   if (saver_.seen(uuid)) return skip("duplicate correlation");
-  auto start = parseExportDate(attribute(attributes, "startDate"));
-  auto end = parseExportDate(attribute(attributes, "endDate"));
+  auto start = dates_.dateFor(attributes.value("startDate"));
+  auto end = dates_.dateFor(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date");
   if (*end < *start) return skip("end before start");
   HKDevice::Pointer device;
-  if (has(attributes, "device")) device = parseExportDevice(attribute(attributes, "device"));
+  if (attributes.has("device")) device = devices_.deviceFor(attributes.value("device"));
   std::shared_ptr<const HKCorrelation> built;
   try {
     built = HKCorrelation::correlationWithType(type, *start, *end, objects, device,
@@ -250,24 +171,25 @@ void ExportDocument::finishCorrelation() {
   } catch (const std::invalid_argument&) {
     return skip("refused by HealthKit (" + typeIdentifier + ")");
   }
-  const std::string source = attribute(attributes, "sourceName");
+  const std::string source(attributes.value("sourceName"));
   for (const auto& twin : twins) {
     // The export lists a correlation's records at the top level too; the app saved them once,
     // inside the correlation.
     auto saved = platform::objectWithUUID(*twin.sample, twin.contentUUID);
-    if (saver_.remove(revisionFor(records.front().attributes, saved->device().get()), saved,
-                      [type = twin.typeIdentifier, source](AppleHealthExportSummary& summary) {
-                        --summary.samplesByType[type];
-                        --summary.objectsBySource[source];
-                        ++summary.correlationTwinsReplaced;
-                      })) {
+    if (saver_.remove(
+            sources_.revisionFor(records.front().attributes, saved->device().get()), saved,
+            [type = std::string(twin.typeIdentifier), source](AppleHealthExportSummary& summary) {
+              --summary.samplesByType[type];
+              --summary.objectsBySource[source];
+              ++summary.correlationTwinsReplaced;
+            })) {
     }
   }
   for (const auto& record : records) {
     // A top-level twin read later is the same record again.
     saver_.markSeen(buildRecord(record).contentUUID);
   }
-  saver_.add(revisionFor(attributes, device.get()), platform::objectWithUUID(*built, uuid),
+  saver_.add(sources_.revisionFor(attributes, device.get()), platform::objectWithUUID(*built, uuid),
              [typeIdentifier, memberTypes, source](AppleHealthExportSummary& summary) {
                ++summary.correlationsByType[typeIdentifier];
                ++summary.objectsBySource[source];
@@ -283,11 +205,11 @@ void ExportDocument::finishWorkout() {
   workoutEvents_.clear();
   workoutStatistics_.clear();
   const auto& attributes = workout.attributes;
-  const std::string activityName = attribute(attributes, "workoutActivityType");
+  const std::string activityName(attributes.value("workoutActivityType"));
   auto activity = workoutActivityTypeNamed(activityName);
   if (!activity) return void(++summary_.unknownTypes[activityName]);
-  auto start = parseExportDate(attribute(attributes, "startDate"));
-  auto end = parseExportDate(attribute(attributes, "endDate"));
+  auto start = dates_.dateFor(attributes.value("startDate"));
+  auto end = dates_.dateFor(attributes.value("endDate"));
   if (!start || !end) return skip("unreadable date");
   if (*end < *start) return skip("end before start");
 
@@ -295,7 +217,7 @@ void ExportDocument::finishWorkout() {
   id.add(activityName);
   for (const char* name : {"duration", "durationUnit", "totalDistance", "totalDistanceUnit",
                            "totalEnergyBurned", "totalEnergyBurnedUnit"}) {
-    id.add(attribute(attributes, name));
+    id.add(attributes.value(name));
   }
   addCommon(id, attributes, workout.metadata);
 
@@ -303,11 +225,11 @@ void ExportDocument::finishWorkout() {
   for (const auto& event : events) {
     const auto& eventAttributes = event.attributes;
     for (const char* name : {"type", "date", "duration", "durationUnit"}) {
-      id.add(attribute(eventAttributes, name));
+      id.add(eventAttributes.value(name));
     }
     for (const auto& [key, value] : event.metadata) id.add(key).add(value);
-    auto type = workoutEventTypeNamed(attribute(eventAttributes, "type"));
-    auto date = parseExportDate(attribute(eventAttributes, "date"));
+    auto type = workoutEventTypeNamed(eventAttributes.value("type"));
+    auto date = parseExportDate(eventAttributes.value("date"));
     if (!type) {
       skip("unknown workout event type");
       continue;
@@ -317,10 +239,10 @@ void ExportDocument::finishWorkout() {
       continue;
     }
     double seconds = 0;
-    if (has(eventAttributes, "duration")) {
-      auto value = parseExportNumber(attribute(eventAttributes, "duration"));
+    if (eventAttributes.has("duration")) {
+      auto value = parseExportNumber(eventAttributes.value("duration"));
       auto inSeconds =
-          value ? secondsIn(*value, attribute(eventAttributes, "durationUnit")) : std::nullopt;
+          value ? secondsIn(*value, eventAttributes.value("durationUnit")) : std::nullopt;
       if (!inSeconds) {
         skip("unreadable workout event duration");
         continue;
@@ -340,42 +262,40 @@ void ExportDocument::finishWorkout() {
     }
   }
 
-  auto quantity = [&](const std::string& value,
-                      const std::string& unitText) -> HKQuantity::Pointer {
+  auto quantity = [&](std::string_view value, std::string_view unitText) -> HKQuantity::Pointer {
     auto number = parseExportNumber(value);
     if (!number) return nullptr;
-    auto unit = unitNamed(unitText, summary_);
+    auto unit = types_.unit(unitText, summary_);
     return unit ? HKQuantity::quantityWithUnit(unit, *number) : nullptr;
   };
   HKQuantity::Pointer energy, distance, strokes;
-  if (has(attributes, "totalEnergyBurned")) {
-    energy = quantity(attribute(attributes, "totalEnergyBurned"),
-                      attribute(attributes, "totalEnergyBurnedUnit"));
+  if (attributes.has("totalEnergyBurned")) {
+    energy =
+        quantity(attributes.value("totalEnergyBurned"), attributes.value("totalEnergyBurnedUnit"));
   }
-  if (has(attributes, "totalDistance")) {
-    distance = quantity(attribute(attributes, "totalDistance"),
-                        attribute(attributes, "totalDistanceUnit"));
+  if (attributes.has("totalDistance")) {
+    distance = quantity(attributes.value("totalDistance"), attributes.value("totalDistanceUnit"));
   }
   for (const auto& statistic : statistics) {
     for (const char* name :
          {"type", "startDate", "endDate", "sum", "average", "minimum", "maximum", "unit"}) {
-      id.add(attribute(statistic, name));
+      id.add(statistic.value(name));
     }
-    const std::string& type = attribute(statistic, "type");
-    if (!has(statistic, "sum")) continue;
+    const std::string_view type = statistic.value("type");
+    if (!statistic.has("sum")) continue;
     // The newer exports give a workout's totals only as statistics.
     if (type == HKQuantityTypeIdentifierActiveEnergyBurned && !energy) {
-      energy = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+      energy = quantity(statistic.value("sum"), statistic.value("unit"));
     } else if (isDistance(type) && !distance) {
-      distance = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+      distance = quantity(statistic.value("sum"), statistic.value("unit"));
     } else if (type == HKQuantityTypeIdentifierSwimmingStrokeCount && !strokes) {
-      strokes = quantity(attribute(statistic, "sum"), attribute(statistic, "unit"));
+      strokes = quantity(statistic.value("sum"), statistic.value("unit"));
     }
   }
   const NSUUID uuid = id.uuid();
   if (saver_.seen(uuid)) return skip("duplicate workout");
   HKDevice::Pointer device;
-  if (has(attributes, "device")) device = parseExportDevice(attribute(attributes, "device"));
+  if (attributes.has("device")) device = devices_.deviceFor(attributes.value("device"));
   std::shared_ptr<const HKWorkout> saved;
   try {
     saved = HKWorkout::workoutWithActivityType(*activity, *start, *end, built, energy, distance,
@@ -383,10 +303,10 @@ void ExportDocument::finishWorkout() {
   } catch (const std::invalid_argument&) {
     return skip("refused by HealthKit (workout)");
   }
-  const std::string source = attribute(attributes, "sourceName");
+  const std::string source(attributes.value("sourceName"));
   const std::size_t eventCount = built.size();
   const std::size_t statisticCount = statistics.size();
-  saver_.add(revisionFor(attributes, device.get()), platform::objectWithUUID(*saved, uuid),
+  saver_.add(sources_.revisionFor(attributes, device.get()), platform::objectWithUUID(*saved, uuid),
              [activityName, source, eventCount, statisticCount](AppleHealthExportSummary& summary) {
                ++summary.workoutsByActivityType[activityName];
                ++summary.objectsBySource[source];
@@ -396,10 +316,10 @@ void ExportDocument::finishWorkout() {
 }
 
 void ExportDocument::noteWrittenOffset(const Attributes& attributes) {
-  const std::string& text = attribute(attributes, "endDate");
+  const std::string_view text = attributes.value("endDate");
   const auto offset = exportDateOffset(text);
   if (!offset) return;
-  const NSDate date = *parseExportDate(text);
+  const NSDate date = *dates_.dateFor(text);
   const auto day = static_cast<std::int64_t>(date.timeIntervalSince1970() / 86400);
   auto [last, inserted] = lastOffsetDay_.try_emplace(*offset, day);
   if (!inserted && last->second == day) return;
@@ -407,41 +327,66 @@ void ExportDocument::noteWrittenOffset(const Attributes& attributes) {
   summary_.writtenOffsets[*offset].push_back(date);
 }
 
+ExportDocument::Draft ExportDocument::takeDraft(const char** attributes) {
+  Draft draft;
+  if (!spareDrafts_.empty()) {
+    draft = std::move(spareDrafts_.back());
+    spareDrafts_.pop_back();
+  }
+  draft.attributes.assign(attributes);
+  draft.metadata.clear();
+  return draft;
+}
+
+void ExportDocument::recycle(Draft&& draft) {
+  // A draft moved into the element being read is empty: nothing to reuse.
+  if (!draft.attributes.empty() && spareDrafts_.size() < kSpareDrafts) {
+    spareDrafts_.push_back(std::move(draft));
+  }
+}
+
+const std::string* ExportDocument::interned(std::string_view name) {
+  auto found = names_.find(name);
+  if (found == names_.end()) found = names_.emplace(name).first;
+  return &*found;
+}
+
 std::string ExportDocument::startElement(const char* name, const char** attributes) {
-  const std::string element = name;
-  path_.push_back(element);
-  Attributes values;
-  for (const char** a = attributes; *a != nullptr; a += 2) values[a[0]] = a[1];
-  const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
+  path_.emplace_back(name);
+  const std::string_view element = path_.back();
+  Draft draft = takeDraft(attributes);
+  const Attributes& values = draft.attributes;
+  const std::string_view parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string_view();
 
   if (element == "HealthData") {
     if (path_.size() != 1) return "HealthData inside another element";
-    summary_.locale = attribute(values, "locale");
+    summary_.locale = values.value("locale");
   } else if (path_.size() == 1) {
-    return "the root element is <" + element + ">, not <HealthData>: not a Health export";
+    return "the root element is <" + std::string(element) +
+           ">, not <HealthData>: not a Health export";
   } else if (element == "ExportDate") {
-    summary_.exportDate = attribute(values, "value");
+    summary_.exportDate = values.value("value");
     summary_.exportedAt = parseExportDate(*summary_.exportDate);
   } else if (element == "Record" && (parent == "HealthData" || parent == "Correlation")) {
     noteWrittenOffset(values);
-    record_ = Draft{std::move(values), {}};
+    record_ = std::move(draft);
   } else if (element == "Correlation" && parent == "HealthData") {
-    correlation_ = Draft{std::move(values), {}};
+    correlation_ = std::move(draft);
   } else if (element == "Workout" && parent == "HealthData") {
     noteWrittenOffset(values);
-    workout_ = Draft{std::move(values), {}};
+    workout_ = std::move(draft);
   } else if (element == "WorkoutActivity" && workout_) {
     ++activityDepth_;
-    ++summary_.elementsNotStored[element];
+    ++summary_.elementsNotStored[std::string(element)];
   } else if (element == "WorkoutRoute" && workout_) {
     ++routeDepth_;
-    ++summary_.elementsNotStored[element];
+    ++summary_.elementsNotStored[std::string(element)];
   } else if (element == "WorkoutEvent" && workout_ && activityDepth_ == 0 && routeDepth_ == 0) {
     if (workoutEvents_.size() >= kMaxChildren) return "a workout with too many events";
-    event_ = Draft{std::move(values), {}};
+    event_ = std::move(draft);
   } else if (element == "WorkoutStatistics" && workout_ && activityDepth_ == 0) {
     if (workoutStatistics_.size() >= kMaxChildren) return "a workout with too many statistics";
-    workoutStatistics_.push_back(std::move(values));
+    workoutStatistics_.push_back(std::move(draft.attributes));
   } else if (element == "MetadataEntry") {
     Draft* owner = event_                                    ? &*event_
                    : (activityDepth_ > 0 || routeDepth_ > 0) ? nullptr
@@ -450,36 +395,40 @@ std::string ExportDocument::startElement(const char* name, const char** attribut
                    : workout_                                ? &*workout_
                                                              : nullptr;
     if (owner == nullptr) {
-      ++summary_.elementsNotStored["MetadataEntry in " + parent];
+      ++summary_.elementsNotStored["MetadataEntry in " + std::string(parent)];
     } else {
       if (owner->metadata.size() >= kMaxChildren) return "an element with too much metadata";
-      if (attribute(values, "key") == "HKTimeZone")
-        ++summary_.timeZoneNames[attribute(values, "value")];
-      owner->metadata.emplace_back(attribute(values, "key"), attribute(values, "value"));
+      if (values.value("key") == "HKTimeZone")
+        ++summary_.timeZoneNames[std::string(values.value("value"))];
+      owner->metadata.emplace_back(values.value("key"), values.value("value"));
     }
   } else if (element == "InstantaneousBeatsPerMinute") {
     // HealthKit keeps these as a heartbeat series, which the simulator does not have.
-    ++summary_.elementsNotStored[element];
-    if (!parseTimeOfDay(attribute(values, "time")) ||
-        !parseExportNumber(attribute(values, "bpm"))) {
+    ++summary_.elementsNotStored[std::string(element)];
+    if (!parseTimeOfDay(values.value("time")) || !parseExportNumber(values.value("bpm"))) {
       skip("unreadable heartbeat");
     }
   } else if (element != "HeartRateVariabilityMetadataList") {
-    ++summary_.elementsNotStored[parent == "HealthData" ? element : element + " in " + parent];
+    std::string counted(element);
+    if (parent != "HealthData") counted += " in " + std::string(parent);
+    ++summary_.elementsNotStored[counted];
   }
+  recycle(std::move(draft));
   return {};
 }
 
 std::string ExportDocument::endElement(const char* name) {
-  const std::string element = name;
-  const std::string parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string();
+  const std::string_view element = name;
+  // Still valid once the element is popped: popping moves no other string.
+  const std::string_view parent = path_.size() >= 2 ? path_[path_.size() - 2] : std::string_view();
   path_.pop_back();
   if (element == "Record" && record_) {
     if (parent == "Correlation" && correlation_) {
       if (correlationRecords_.size() >= kMaxChildren) return "a correlation with too many records";
       correlationRecords_.push_back(std::move(*record_));
     } else {
-      finishRecord(std::move(*record_));
+      finishRecord(*record_);
+      recycle(std::move(*record_));
     }
     record_.reset();
   } else if (element == "Correlation" && correlation_) {

@@ -12,11 +12,18 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "AppleHealthExport/AppleHealthExportSummary.h"
+#include "AppleHealthExport/internal/ExportAttributes.h"
+#include "AppleHealthExport/internal/ExportDates.h"
+#include "AppleHealthExport/internal/ExportDevices.h"
 #include "AppleHealthExport/internal/ExportMetadata.h"
+#include "AppleHealthExport/internal/ExportSources.h"
+#include "AppleHealthExport/internal/ExportTypeCache.h"
 #include "AppleHealthExport/internal/SampleSaver.h"
 #include "HealthKit/HKSample.h"
 
@@ -36,7 +43,7 @@ class ExportDocument {
   std::string currentElement() const { return path_.empty() ? std::string() : path_.back(); }
 
  private:
-  using Attributes = std::map<std::string, std::string>;
+  using Attributes = ExportAttributes;
   struct Draft {  // a Record, Correlation, Workout or WorkoutEvent being read
     Attributes attributes;
     MetadataEntries metadata;
@@ -44,16 +51,18 @@ class ExportDocument {
   struct BuiltSample {
     std::shared_ptr<const HKSample> sample;  // nullptr: not built (counted)
     NSUUID contentUUID;                      // of the record's content alone
-    std::string typeIdentifier;
+    std::string_view typeIdentifier;         // in the record's attributes
   };
 
+  // A draft holding `attributes`, made from one read before when there is one.
+  Draft takeDraft(const char** attributes);
+  void recycle(Draft&& draft);
+  // The one copy of a type or source name, for what counts objects when they are saved.
+  const std::string* interned(std::string_view name);
   BuiltSample buildRecord(const Draft& record);
-  void finishRecord(Draft record);
+  void finishRecord(const Draft& record);
   void finishCorrelation();
   void finishWorkout();
-  HKSourceRevision::Pointer revisionFor(const Attributes& attributes, const HKDevice* device);
-  // The bundle identifier a source is given, decided when it is first seen (see the .cpp).
-  const std::string& bundleFor(const Attributes& attributes, const HKDevice* device);
   std::shared_ptr<const NSDictionary> metadataFor(const MetadataEntries& entries);
   void skip(const std::string& reason) { ++summary_.skipped[reason]; }
   // Counts the offset of the element's end date into the summary's zone evidence.
@@ -71,8 +80,13 @@ class ExportDocument {
   std::optional<Draft> event_;
   int activityDepth_ = 0;  // inside a WorkoutActivity, whose events and statistics are copies
   int routeDepth_ = 0;
-  std::map<std::string, std::string> bundles_;  // by source name
-  std::map<int, std::int64_t> lastOffsetDay_;   // by offset: the UTC day last noted
+  ExportSources sources_;
+  ExportDevices devices_;
+  ExportDates dates_;
+  ExportTypeCache types_;
+  std::vector<Draft> spareDrafts_;
+  std::set<std::string, std::less<>> names_;
+  std::map<int, std::int64_t> lastOffsetDay_;  // by offset: the UTC day last noted
 };
 
 }  // namespace apple_health_export

@@ -128,17 +128,16 @@ std::optional<double> parseTimeOfDay(std::string_view text) {
   return hour * 3600 + *minutes * 60 + *seconds;
 }
 
-HKDevice::Pointer parseExportDevice(std::string_view text) {
+std::optional<std::string_view> exportDeviceProperties(std::string_view text) {
   // <<HKDevice: 0x...>, name:Apple Watch, manufacturer:Apple Inc., hardware:Watch5,3, ...>
   static constexpr std::string_view kHead = "<<HKDevice:";
-  if (text.substr(0, kHead.size()) != kHead || text.back() != '>') return nullptr;
+  if (text.substr(0, kHead.size()) != kHead || text.back() != '>') return std::nullopt;
   auto start = text.find(">, ");
-  if (start == std::string_view::npos) {
-    // A device with no property set.
-    return HKDevice::deviceWithName(std::nullopt, std::nullopt, std::nullopt, std::nullopt,
-                                    std::nullopt, std::nullopt, std::nullopt, std::nullopt);
-  }
-  std::string_view body = text.substr(start + 3, text.size() - start - 4);
+  if (start == std::string_view::npos) return std::string_view();  // no property set
+  return text.substr(start + 3, text.size() - start - 4);
+}
+
+HKDevice::Pointer exportDeviceWithProperties(std::string_view body) {
   static constexpr std::array<std::string_view, 9> kKeys = {
       "name",         "manufacturer", "model",           "hardware",
       "firmware",     "software",     "localIdentifier", "UDIDeviceIdentifier",

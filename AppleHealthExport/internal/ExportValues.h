@@ -26,8 +26,12 @@ std::optional<double> parseExportNumber(std::string_view text);
 // Seconds since midnight of a locale-formatted time of day: "23:47:49,20", "4:17:18.57 pm".
 std::optional<double> parseTimeOfDay(std::string_view text);
 
-// The device an export describes with HKDevice's description; nullptr when the text is not one.
-HKDevice::Pointer parseExportDevice(std::string_view text);
+// A device an export describes with HKDevice's description, read in two steps: the properties
+// the device is made from (what follows the object's address: "name:Apple Watch, manufacturer:
+// Apple Inc., ...", empty when none is set), nullopt when the text is not a device description;
+// then the device they describe (nullptr when they cannot be read). ExportDevices keeps them.
+std::optional<std::string_view> exportDeviceProperties(std::string_view text);
+HKDevice::Pointer exportDeviceWithProperties(std::string_view properties);
 
 // "<number> <unit string>" split in two; nullopt without a space or a number.
 struct NumberAndUnit {

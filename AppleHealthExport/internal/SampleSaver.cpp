@@ -23,15 +23,22 @@ std::shared_ptr<const NSError> SampleSaver::wait(
 }
 
 SampleSaver::Source& SampleSaver::sourceFor(const HKSourceRevision::Pointer& revision) {
-  auto& source = sources_[revision->description()];
-  if (!source.revision) source.revision = revision;
-  if (!source.store && !sink_) source.store = device_->storeForSource(revision);
-  return source;
+  Source* source = nullptr;
+  if (auto known = byRevision_.find(revision.get()); known != byRevision_.end()) {
+    source = known->second.second;
+  } else {
+    if (byRevision_.size() >= kMaxRevisionsKept) byRevision_.clear();
+    source = &sources_[revision->description()];
+    byRevision_.emplace(revision.get(), std::make_pair(revision, source));
+  }
+  if (!source->revision) source->revision = revision;
+  if (!source->store && !sink_) source->store = device_->storeForSource(revision);
+  return *source;
 }
 
 bool SampleSaver::add(const HKSourceRevision::Pointer& revision,
                       std::shared_ptr<const HKObject> object, Count count) {
-  if (!seen_.insert(object->UUID()).second) return false;
+  if (!seen_.insert(object->UUID())) return false;
   sourceFor(revision).pending.push_back({std::move(object), std::move(count)});
   if (++pendingCount_ >= batchSize_) flush();
   return true;

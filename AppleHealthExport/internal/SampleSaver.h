@@ -14,11 +14,13 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "AppleHealthExport/AppleHealthExportSink.h"
 #include "AppleHealthExport/AppleHealthExportSummary.h"
+#include "AppleHealthExport/internal/UUIDSet.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/HKSample.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
@@ -37,7 +39,9 @@ class SampleSaver {
   // `count` runs once the object is saved.
   bool add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
            Count count);
-  bool seen(const NSUUID& uuid) const { return seen_.count(uuid) != 0; }
+  bool seen(const NSUUID& uuid) const { return seen_.contains(uuid); }
+  // Starts loading what seen(uuid) reads, for a call a little later not to wait for memory.
+  void prefetchSeen(const NSUUID& uuid) const { seen_.prefetch(uuid); }
   void markSeen(const NSUUID& uuid) { seen_.insert(uuid); }
 
   // Removes a saved object again (by UUID, through the revision's store); `uncount` runs when it
@@ -69,9 +73,14 @@ class SampleSaver {
   std::size_t batchSize_;
   AppleHealthExportSummary& summary_;
   AppleHealthExportSink* sink_;
+  static constexpr std::size_t kMaxRevisionsKept = 4096;
+
   std::map<std::string, Source> sources_;  // by the revision's description
+  // The source of each revision object seen, which is kept alive so its address stays its own.
+  std::unordered_map<const HKSourceRevision*, std::pair<HKSourceRevision::Pointer, Source*>>
+      byRevision_;
   std::size_t pendingCount_ = 0;
-  std::unordered_set<NSUUID> seen_;
+  UUIDSet seen_;
 };
 
 }  // namespace apple_health_export

@@ -103,7 +103,9 @@ const OSTPropertyInfo* OSTRecord::propertyNamed(std::string_view name) const {
 
 std::size_t OSTRecord::slotOf(const OSTPropertyInfo& property) const {
   const std::span<const OSTPropertyInfo> common = kCommonProperties;
-  if (&property >= common.data() && &property < common.data() + common.size()) {
+  // std::less orders pointers into different arrays too, which < does not promise.
+  const std::less<const OSTPropertyInfo*> before;
+  if (!before(&property, common.data()) && before(&property, common.data() + common.size())) {
     return static_cast<std::size_t>(&property - common.data());
   }
   return common.size() + static_cast<std::size_t>(&property - ownProperties().data());

@@ -35,16 +35,13 @@ class ExportSync {
   int run(std::ostream& out, std::ostream& err);
 
  private:
+  // Reads the export into the phone and sets the phone to the person's zone.
   bool readExport(std::ostream& out, std::ostream& err);
-  bool chooseTimeZone(std::ostream& out, std::ostream& err);
   bool syncAsTheApp(std::ostream& out, std::ostream& err);
 
   ExportSyncOptions options_;
   std::unique_ptr<SimulatedPhone> phone_;
   AppleHealthExportSummary summary_;
 };
-
-// The reader's summary for a person: stored, skipped and unknown counts.
-void printExportSummary(std::ostream& out, const AppleHealthExportSummary& summary);
 
 }  // namespace ostrand_tools

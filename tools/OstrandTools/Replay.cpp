@@ -5,10 +5,9 @@
 #include <filesystem>
 #include <regex>
 
-#include "AppleHealthExport/AppleHealthExportReader.h"
 #include "HealthKit/UIKit/UIApplication.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
-#include "tools/OstrandTools/ExportSync.h"
+#include "tools/OstrandTools/ExportLoading.h"
 #include "tools/OstrandTools/ExportTimeZone.h"
 #include "tools/OstrandTools/ReplayRecordOrigins.h"
 #include "tools/OstrandTools/ReplayReport.h"
@@ -58,35 +57,12 @@ int Replay::checkOptions(std::ostream& err) {
 }
 
 bool Replay::readExport(std::ostream& out, std::ostream& err) {
-  AppleHealthExportReader reader;
-  Progress progress(out, options_.terminal);
-  bool started = false;
-  reader.setProgressHandler([&](std::uint64_t done, std::uint64_t all) {
-    if (!started) progress.start("Reading " + options_.exportPath, all);
-    started = true;
-    progress.update(done);
-  });
-  summary_ = reader.read(options_.exportPath, timeline_);
-  if (started) progress.finish();
-  if (summary_.error) {
-    err << "error: " << summary_.error->description() << "\n";
-    return false;
-  }
-  if (!summary_.exportedAt) {
-    err << "error: " << options_.exportPath
-        << ": the export does not say when it was made (no readable <ExportDate>)\n";
-    return false;
-  }
-  printExportSummary(out, summary_);
+  auto summary = loadExport(options_.exportPath, options_.terminal, timeline_, out, err);
+  if (!summary) return false;
+  summary_ = std::move(*summary);
   timeline_.finish();
-  const auto chosen = chooseExportTimeZone(summary_, options_.timeZone, options_.processTimeZone);
-  if (!chosen.zone) {
-    err << "error: " << chosen.error << "\n";
-    return false;
-  }
-  phone_->setTimeZone(chosen.zone);
-  out << "Time zone: " << chosen.zone->name() << " (" << chosen.source << ")\n";
-  return true;
+  return useExportTimeZone(*phone_, summary_, options_.timeZone, options_.processTimeZone, out,
+                           err);
 }
 
 std::optional<NSDate> Replay::dayOption(const std::string& text) const {

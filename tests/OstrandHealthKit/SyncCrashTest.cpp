@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -37,6 +36,7 @@
 #include "OstrandHealthKit/OSTCachedValue.h"
 #include "OstrandHealthKit/OSTHealthKitManager.h"
 #include "support/HealthKitFixture.h"
+#include "support/KilledChild.h"
 #include "support/TemporaryDirectory.h"
 
 namespace {
@@ -204,18 +204,8 @@ TEST_F(SyncCrashTest, ChildSyncsUntilKilled) {
 
 // Runs one child; the kind of write it was killed at, or 0 when it ran to the end.
 char runChild(const std::string& database, long killAt) {
-  const std::string command = "exec env " + std::string(kChildVariable) + "='" +
-                              std::to_string(killAt) + " " + database + "' '" +
-                              std::filesystem::read_symlink("/proc/self/exe").string() +
-                              "' --gtest_filter=SyncCrashTest.ChildSyncsUntilKilled >/dev/null";
-  std::filesystem::remove(database + ".kill");
-  const int status = std::system(command.c_str());
-  char point = 0;
-  std::ifstream(database + ".kill") >> point;
-  EXPECT_TRUE(point ? WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL
-                    : WIFEXITED(status) && WEXITSTATUS(status) == 0)
-      << "child killed at '" << point << "' ended with status " << status;
-  return point;
+  return runKilledChild("SyncCrashTest.ChildSyncsUntilKilled", kChildVariable,
+                        std::to_string(killAt) + " " + database, database);
 }
 
 // What a fresh process finds in the database, after its integrity check.

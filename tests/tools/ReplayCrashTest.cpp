@@ -14,7 +14,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -31,6 +30,7 @@
 #include "OstrandCore/OSTSQLiteStore.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "ReplayTestExport.h"
+#include "support/KilledChild.h"
 #include "support/TemporaryDirectory.h"
 #include "tools/OstrandTools/Replay.h"
 
@@ -112,18 +112,8 @@ TEST(ReplayCrash, ChildReplaysUntilKilled) {
 
 // Runs one child; the kind of write it was killed at, or 0 when it ran to the end.
 char runChild(const std::string& database, const std::string& exportPath, long killAt) {
-  const std::string command =
-      "exec env " + std::string(kChildVariable) + "='" + std::to_string(killAt) + " " + database +
-      " " + exportPath + "' '" + std::filesystem::read_symlink("/proc/self/exe").string() +
-      "' --gtest_filter=ReplayCrash.ChildReplaysUntilKilled >/dev/null 2>&1";
-  std::filesystem::remove(database + ".kill");
-  const int status = std::system(command.c_str());
-  char point = 0;
-  std::ifstream(database + ".kill") >> point;
-  EXPECT_TRUE(point ? WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL
-                    : WIFEXITED(status) && WEXITSTATUS(status) == 0)
-      << "child killed at '" << point << "' ended with status " << status;
-  return point;
+  return runKilledChild("ReplayCrash.ChildReplaysUntilKilled", kChildVariable,
+                        std::to_string(killAt) + " " + database + " " + exportPath, database);
 }
 
 // What a fresh process finds in the outbox: each record by its kind and activity identifier, how

@@ -133,31 +133,24 @@ bool OSTSQLiteStore::execute(const char* sql) {
 
 bool OSTSQLiteStore::runCached(const char* sql) { return statement(sql).run(); }
 
-// While it lives, the connection's commits do not wait for the disk (synchronous=NORMAL); at its
-// end they wait again (FULL). In WAL mode such a commit survives a crash of the process, and
-// after a power cut the database comes back as some earlier state of its commits in order.
-class OSTSQLiteStore::CommitsWithoutWaitingForDisk {
- public:
+bool OSTSQLiteStore::waitForDisk(bool wait) {
+  if (wait == waitsForDisk_) return true;
   // The setting takes effect when the PRAGMA is compiled, so it is not a cached statement.
-  explicit CommitsWithoutWaitingForDisk(OSTSQLiteStore& store) : store_(store) {
-    store_.execute("PRAGMA synchronous = NORMAL");
-  }
-  ~CommitsWithoutWaitingForDisk() { store_.execute("PRAGMA synchronous = FULL"); }
-  CommitsWithoutWaitingForDisk(const CommitsWithoutWaitingForDisk&) = delete;
-  CommitsWithoutWaitingForDisk& operator=(const CommitsWithoutWaitingForDisk&) = delete;
-
- private:
-  OSTSQLiteStore& store_;
-};
+  if (!execute(wait ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL")) return false;
+  waitsForDisk_ = wait;
+  return true;
+}
 
 template <class Body>
-OSTStatus OSTSQLiteStore::transaction(const char* action, Body body) {
+OSTStatus OSTSQLiteStore::transaction(const char* action, Body body, bool durable) {
   if (db_ == nullptr) {
     return OSTCoreError(
         OSTCoreErrorStorageFailed,
         std::string("cannot ") + action + " the database at " + path_ + ": it is not open");
   }
-  if (!runCached("BEGIN IMMEDIATE")) return failure(OSTCoreErrorStorageFailed, action);
+  if (!waitForDisk(durable) || !runCached("BEGIN IMMEDIATE")) {
+    return failure(OSTCoreErrorStorageFailed, action);
+  }
   if (!body() || !runCached("COMMIT")) {
     // The reason is read before the rollback replaces it.
     OSTStatus error = failure(OSTCoreErrorStorageFailed, action);
@@ -225,6 +218,7 @@ OSTStatus OSTSQLiteStore::open() {
     close();
     return error;
   }
+  waitsForDisk_ = true;
   if (version == 0) {
     OSTStatus error = transaction("create the tables of", [this] {
       for (const char* sql : kSchema) {
@@ -321,17 +315,19 @@ OSTStatus OSTSQLiteStore::saveSessionData(OSTStoredSessionData data) {
   // disk: it can only be lost together with every later commit, so after a power cut an anchor
   // is never ahead of the records it covers, and the next fetch reads again what it lost. What
   // is subscribed (and ending a session) waits for the disk, like every outbox commit.
-  std::optional<CommitsWithoutWaitingForDisk> unsynced;
-  if (!whole && onlyMovesBookkeeping(before, data)) unsynced.emplace(*this);
-  OSTStatus error = transaction("save session data in", [&] {
-    if (whole &&
-        (!statement("DELETE FROM anchor").run() || !statement("DELETE FROM query_date").run())) {
-      return false;
-    }
-    return writeAnchors(before.anchors, data.anchors) &&
-           writeQueryDates(before.queryDates, data.queryDates) &&
-           writeTimestamps(before, data, whole);
-  });
+  const bool durable = whole || !onlyMovesBookkeeping(before, data);
+  OSTStatus error = transaction(
+      "save session data in",
+      [&] {
+        if (whole && (!statement("DELETE FROM anchor").run() ||
+                      !statement("DELETE FROM query_date").run())) {
+          return false;
+        }
+        return writeAnchors(before.anchors, data.anchors) &&
+               writeQueryDates(before.queryDates, data.queryDates) &&
+               writeTimestamps(before, data, whole);
+      },
+      durable);
   if (error) {
     written_.reset();
   } else {

@@ -53,7 +53,6 @@ class OSTSQLiteStore final : public OSTStore {
 
  private:
   class Statement;
-  class CommitsWithoutWaitingForDisk;
 
   // The cached statement for `sql` (a string literal), reset and with its bindings cleared.
   Statement statement(const char* sql);
@@ -61,9 +60,12 @@ class OSTSQLiteStore final : public OSTStore {
   // Runs `sql` (a string literal) through its cached statement: for what runs at every operation.
   bool runCached(const char* sql);
   // Runs `body` in an IMMEDIATE transaction; on failure rolls back and returns the error
-  // "cannot <action> the database at <path>: <SQLite's reason>".
+  // "cannot <action> the database at <path>: <SQLite's reason>". Its commit waits for the disk
+  // unless `durable` is false.
   template <class Body>
-  OSTStatus transaction(const char* action, Body body);
+  OSTStatus transaction(const char* action, Body body, bool durable = true);
+  // Sets whether commits wait for the disk (synchronous FULL or NORMAL), when that changes.
+  bool waitForDisk(bool wait);
   OSTStatus failure(OSTCoreErrorCode code, const std::string& action) const;
   void close();
 
@@ -81,6 +83,7 @@ class OSTSQLiteStore final : public OSTStore {
   std::string path_;
   std::chrono::milliseconds busyTimeout_;
   sqlite3* db_ = nullptr;
+  bool waitsForDisk_ = true;  // what the connection's synchronous setting is now
   std::vector<std::pair<const char*, sqlite3_stmt*>> statements_;
   // The session data the database holds, as this store last read or wrote it; none before the
   // first read and after a failed write, when the next save writes everything.

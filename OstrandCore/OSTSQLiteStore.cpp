@@ -279,12 +279,19 @@ namespace {
 // `erase(key)` for each key of `before` that `after` lacks; stops at the first that fails.
 template <class Map, class Write, class Erase>
 bool forEachChange(const Map& before, const Map& after, Write write, Erase erase) {
+  // Both are ordered by key: one walk through the two finds every change.
+  auto old = before.begin();
   for (const auto& [key, value] : after) {
-    const auto old = before.find(key);
-    if ((old == before.end() || !(old->second == value)) && !write(key, value)) return false;
+    for (; old != before.end() && old->first < key; ++old) {
+      if (!erase(old->first)) return false;
+    }
+    const bool present = old != before.end() && old->first == key;
+    const bool same = present && old->second == value;
+    if (present) ++old;
+    if (!same && !write(key, value)) return false;
   }
-  for (const auto& [key, value] : before) {
-    if (!after.contains(key) && !erase(key)) return false;
+  for (; old != before.end(); ++old) {
+    if (!erase(old->first)) return false;
   }
   return true;
 }

@@ -148,7 +148,8 @@ OSTStatus OSTSQLiteStore::transaction(const char* action, Body body, bool durabl
         OSTCoreErrorStorageFailed,
         std::string("cannot ") + action + " the database at " + path_ + ": it is not open");
   }
-  if (!waitForDisk(durable) || !runCached("BEGIN IMMEDIATE")) {
+  // Not waiting is only a saving: when the switch to it fails, the commit waits as before.
+  if ((!waitForDisk(durable) && durable) || !runCached("BEGIN IMMEDIATE")) {
     return failure(OSTCoreErrorStorageFailed, action);
   }
   if (!body() || !runCached("COMMIT")) {

@@ -229,8 +229,7 @@ void OSTRecord::setDateValue(std::string_view name, std::optional<NSDate> value)
 
 namespace {
 
-template <class Entries>
-bool sameEntries(const Entries& a, const Entries& b) {
+bool sameExtras(const OSTRecord::Extras& a, const OSTRecord::Extras& b) {
   if (a.size() != b.size()) return false;
   for (auto ia = a.begin(), ib = b.begin(); ia != a.end(); ++ia, ++ib) {
     if (ia->first != ib->first || !OSTValuesIdentical(ia->second, ib->second)) return false;
@@ -254,7 +253,7 @@ bool sameSlots(const std::vector<NSAny>& a, const std::vector<NSAny>& b) {
 bool OSTRecord::isEqual(const NSObject& other) const {
   const auto* record = dynamic_cast<const OSTRecord*>(&other);
   return record != nullptr && record->className() == className() &&
-         sameSlots(slots_, record->slots_) && sameEntries(extras_, record->extras_);
+         sameSlots(slots_, record->slots_) && sameExtras(extras_, record->extras_);
 }
 
 std::size_t OSTRecord::hash() const {

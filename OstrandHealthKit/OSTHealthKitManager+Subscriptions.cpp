@@ -157,6 +157,13 @@ OSTQueryDateDictionary OSTHealthKitManager::queryDatesForSubscriptions(
   for (const auto& type : types) {
     if (const auto found = old.find(type); found != old.end()) {
       dates[type] = found->second;  // its anchor stays too
+      // Asking for steps again cleared the minute-step timestamps so that they restart from
+      // their first defaults; a type that stays subscribed gets no first defaults below, so it
+      // gets them here. Left empty, the intraday fetch would never run again.
+      if (isStepCountType(type) && !intradayStepsQueryTimestamp(*session_) &&
+          !intradayStepsFetchTimestamp(*session_)) {
+        restartIntradaySteps(startOfDay(ost_yesterday()));
+      }
       continue;
     }
     // New: its first fetch starts from a date, not from an anchor left by an earlier
@@ -168,10 +175,7 @@ OSTQueryDateDictionary OSTHealthKitManager::queryDatesForSubscriptions(
       const NSDate yesterday = startOfDay(ost_yesterday());
       setRoutineQueryTimestamp(*session_, yesterday);
       setRoutineFetchTimestamp(*session_, yesterday);
-      if (isStepCountType(type)) {
-        setIntradayStepsQueryTimestamp(*session_, yesterday);
-        setIntradayStepsFetchTimestamp(*session_, yesterday);
-      }
+      if (isStepCountType(type)) restartIntradaySteps(yesterday);
       dates[type] = NSDate::date();
     } else if (type->identifier() == HKQuantityTypeIdentifierHeartRate) {
       dates[type] = startOfDay(ost_yesterday());
@@ -180,6 +184,11 @@ OSTQueryDateDictionary OSTHealthKitManager::queryDatesForSubscriptions(
     }
   }
   return dates;
+}
+
+void OSTHealthKitManager::restartIntradaySteps(NSDate from) {
+  setIntradayStepsQueryTimestamp(*session_, from);
+  setIntradayStepsFetchTimestamp(*session_, from);
 }
 
 // --- Authorization and background delivery ---

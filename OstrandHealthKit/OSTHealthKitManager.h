@@ -326,6 +326,8 @@ class OSTHealthKitManager : public NSObject {
   // The query dates after subscribing to `types`: kept for known types, first dates for new
   // ones (whose anchors are dropped and whose routine timestamps are set).
   OSTQueryDateDictionary queryDatesForSubscriptions(const HKSampleTypeSet& types);
+  // Both minute-step timestamps to `from`: the intraday fetch starts over from there.
+  void restartIntradaySteps(NSDate from);
   // Stops every query of the three collections and empties them.
   void stopAllQueries();
   // A new observer query for the type, whose handler starts the type's fetch.

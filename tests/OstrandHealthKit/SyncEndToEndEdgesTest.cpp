@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "HealthKit/HKWorkout.h"
+#include "OstrandCore/OSTIntraDay.h"
 #include "HealthKit/UIKit/UIApplication.h"
 #include "SyncEndToEndSupport.h"
 
@@ -119,6 +120,27 @@ TEST_F(SyncEndToEndEdgesTest, DaysAcrossTheDaylightSavingChangeKeepTheirOwnData)
   const auto records = biometrics();
   ASSERT_EQ(records.size(), 1U);
   expectHeartRate(*records.at(heartRateKey(kWatch, local(2024, 3, 10))), 50, 70, 60);
+}
+
+
+// The host sends its whole list again when the user adds weight: steps stay subscribed, and the
+// minute steps walked after that still reach the outbox.
+TEST_F(SyncEndToEndEdgesTest, MinuteStepsGoOnAfterTheListIsSentAgain) {
+  clock().set(at(0, 9));
+  engine->setProcessIntraday(true);
+  ASSERT_TRUE(subscribe({steps}));
+  clock().set(at(0, 10));
+  ASSERT_TRUE(subscribe({steps, weight}));
+  saveAt(at(0, 11, 5), iPhone, {phoneSteps(30, at(0, 11), at(0, 11, 1))});
+  runUntilIdle();
+
+  double walked = 0;
+  for (const auto& record : outboxOf(OSTRecordTypeIntraday)) {
+    for (const auto& [start, value] : dynamic_cast<const OSTIntraDay&>(*record).values()) {
+      if (start >= at(0, 11) && start < at(0, 11, 1)) walked += value.value;
+    }
+  }
+  EXPECT_EQ(walked, 30);
 }
 
 }  // namespace

@@ -15,4 +15,6 @@ std::size_t DispatchRuntime::drainMainQueue() {
 
 void DispatchRuntime::runUntilIdle() { internal::DispatchScheduler::shared().runUntilIdle(); }
 
+void DispatchRuntime::waitForWorkers() { internal::DispatchScheduler::shared().waitForWorkers(); }
+
 }  // namespace platform

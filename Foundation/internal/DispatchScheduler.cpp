@@ -175,6 +175,12 @@ void DispatchScheduler::runUntilIdle() {
   }
 }
 
+void DispatchScheduler::waitForWorkers() {
+  requireMainThread("waitForWorkers");
+  std::unique_lock lock(mutex_);
+  progress_.wait(lock, [this] { return outstanding_ == 0; });
+}
+
 bool DispatchScheduler::isRunningOn(const dispatch_queue_s* queue) {
   return std::find(tRunningQueues.begin(), tRunningQueues.end(), queue) != tRunningQueues.end();
 }

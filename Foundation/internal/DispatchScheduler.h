@@ -45,6 +45,7 @@ class DispatchScheduler {
 
   std::size_t drainMainQueue();
   void runUntilIdle();
+  void waitForWorkers();
 
   // Whether the calling thread is running a block of the queue (possibly further out, when
   // blocks wait in dispatch_sync).
@@ -71,7 +72,7 @@ class DispatchScheduler {
   // and workers_
   std::mutex mutex_;
   std::condition_variable workAvailable_;  // workers wait for ready_ or shutdown_
-  std::condition_variable progress_;       // runUntilIdle waits for main work or idle workers
+  std::condition_variable progress_;       // the main thread waits for main work or idle workers
   std::deque<dispatch_queue_t> ready_;     // worker queues with a block to start
   std::size_t outstanding_ = 0;            // worker-queue blocks submitted and not finished
   std::size_t idleWorkers_ = 0;

@@ -139,6 +139,9 @@ TEST_F(DispatchTest, RunUntilIdleFinishesAChainThatCrossesBetweenWorkersAndMain)
       });
     });
   });
+  // Waiting for the workers alone leaves what they put on the main queue there.
+  platform::DispatchRuntime::shared().waitForWorkers();
+  EXPECT_EQ(steps, (std::vector<std::string>{"worker"}));
   runUntilIdle();
   EXPECT_EQ(steps, (std::vector<std::string>{"worker", "main", "worker", "main"}));
 }

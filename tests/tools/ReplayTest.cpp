@@ -1,12 +1,16 @@
 // The replay as a developer relies on it: it makes the records that the same objects saved live
 // make (same engine, same clock steps), it refuses bad options and exports with a clear message
-// and leaves an existing database alone, and it counts days in the person's zone.
+// and leaves an existing database alone, it counts days in the person's zone, and the app finds
+// everything that reaches HealthKit at one moment when it wakes.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
@@ -110,6 +114,47 @@ TEST(Replay, MakesTheRecordsTheSameObjectsSavedLiveMake) {
       return line.find(kind) != std::string::npos;
     })) << kind;
   }
+}
+
+// Steps of a watch and a phone, each with a walk that began before 10:00 (Lord Howe) and ended
+// after it, so both walks reach HealthKit at 11:00. Were the app woken between the two apps'
+// saves, its 11:00 fetch would hold only the first app's walk, and the next fetch, which reaches
+// back only to 10:00, would miss the other's minutes before 10:00.
+constexpr char kTwoDevicesExport[] = R"(<HealthData locale="en_US">
+ <ExportDate value="2026-04-16 14:00:00 +1030"/>
+ <Record type="HKQuantityTypeIdentifierStepCount" sourceName="Watch" unit="count" startDate="2026-04-16 09:30:00 +1030" endDate="2026-04-16 09:40:00 +1030" value="400"/>
+ <Record type="HKQuantityTypeIdentifierStepCount" sourceName="Watch" unit="count" startDate="2026-04-16 09:59:00 +1030" endDate="2026-04-16 10:04:00 +1030" value="500"/>
+ <Record type="HKQuantityTypeIdentifierStepCount" sourceName="Phone" unit="count" startDate="2026-04-16 09:58:00 +1030" endDate="2026-04-16 10:01:00 +1030" value="300">
+  <MetadataEntry key="HKTimeZone" value="Australia/Lord_Howe"/>
+ </Record>
+ <Record type="HKQuantityTypeIdentifierStepCount" sourceName="Phone" unit="count" startDate="2026-04-16 11:10:00 +1030" endDate="2026-04-16 11:20:00 +1030" value="200"/>
+</HealthData>
+)";
+
+TEST(Replay, EverySourcesStepsReachTheIntradayMinutes) {
+  TemporaryDirectory directory;
+  const std::string exportPath = directory.file("export.xml");
+  std::ofstream(exportPath) << kTwoDevicesExport;
+  std::ostringstream out, err;
+  ostrand_tools::Replay replay({.exportPath = exportPath,
+                                .databasePath = directory.file("replay.sqlite"),
+                                .since = "2026-04-16"});
+  ASSERT_EQ(replay.run(out, err), 0) << err.str();
+  // Per source, the latest value of each minute adds up to all the steps the source wrote.
+  std::map<std::pair<std::string, std::string>, std::pair<std::string, double>> latest;
+  for (const auto& line : testing_support::outboxJSONLines(directory.file("replay.sqlite"))) {
+    const auto record = nlohmann::json::parse(line);
+    if (record["kind"] != "intraday") continue;
+    const auto timestamp = record["timestamp"].get<std::string>();
+    for (const auto& minute : record["values"]) {
+      auto& value = latest[{record["deviceSource"], minute["start"]}];
+      if (value.first <= timestamp) value = {timestamp, minute["value"].get<double>()};
+    }
+  }
+  std::map<std::string, double> steps;
+  for (const auto& [minute, value] : latest) steps[minute.first] += value.second;
+  EXPECT_THAT(steps, ::testing::UnorderedElementsAre(::testing::Pair(::testing::_, 900.0),
+                                                     ::testing::Pair(::testing::_, 500.0)));
 }
 
 struct BadReplay {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Foundation/Platform/DispatchRuntime.h"
 #include "tools/OstrandTools/SimulatedPhone.h"
 
 namespace ostrand_tools {
@@ -47,17 +48,29 @@ bool ReplayTimeline::releaseUntil(NSDate end, platform::SimulatedHealthDevice& d
     ++released[entry.sample->sampleType()->identifier()];
     bySource[entry.source].push_back(std::move(entry.sample));
   }
+  if (bySource.empty()) return true;
+  // Everything released here reaches HealthKit at the same moment, so the app must find all of
+  // it when it wakes: it runs only once HealthKit has saved and announced every app's objects.
+  // Were it let in between, its fetch after one app's save would count as made after the
+  // others' too, and the next fetch, which reaches back only an hour before that one, would miss
+  // the start of another app's sample that began before that hour.
+  std::vector<std::shared_ptr<const NSError>> refused(bySource.size());
+  std::size_t position = 0;
   for (auto& [index, objects] : bySource) {
     auto& source = sources_[index];
     if (!source.store) source.store = device.storeForSource(source.revision);
-    std::shared_ptr<const NSError> refused;
-    source.store->saveObjects(objects, [&refused](bool, std::shared_ptr<const NSError> failure) {
-      refused = std::move(failure);
+    source.store->saveObjects(objects, [&refused, position](bool, auto failure) {
+      refused[position] = std::move(failure);
     });
-    SimulatedPhone::runUntilIdle();
-    if (refused) {
-      error =
-          source.revision->description() + " could not save: " + refused->localizedDescription();
+    ++position;
+  }
+  platform::DispatchRuntime::shared().waitForWorkers();
+  SimulatedPhone::runUntilIdle();
+  position = 0;
+  for (const auto& [index, objects] : bySource) {
+    if (const auto& failure = refused[position++]) {
+      error = sources_[index].revision->description() +
+              " could not save: " + failure->localizedDescription();
       return false;
     }
   }

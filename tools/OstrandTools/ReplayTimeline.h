@@ -46,8 +46,9 @@ class ReplayTimeline final : public AppleHealthExportSink {
   std::optional<NSDate> nextEndDate() const;
 
   // Saves every object not yet released that ends at or before `end` into `device`, each app's
-  // objects through that app's store, and counts them into `released`. False when a store
-  // refused them (`error` says why).
+  // objects through that app's store, and counts them into `released`. The app runs only
+  // once HealthKit has saved and announced all of them, however many of the saves wake it. False
+  // when a store refused them (`error` says why).
   bool releaseUntil(NSDate end, platform::SimulatedHealthDevice& device, Counts& released,
                     std::string& error);
 

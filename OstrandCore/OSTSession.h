@@ -7,8 +7,16 @@
 //
 // Durability: submitRecords() commits the whole batch to the outbox in one transaction before it
 // returns, so after a crash either every record of a batch is there or none is. A record with
-// the kind and activity identifier of one already in the outbox replaces it. saveSessionData()
-// writes the session data whole, in one transaction.
+// the kind and activity identifier of one already in the outbox updates it member by member (see
+// OSTRecord::updateWith): what the newer record has replaces the stored value, what it lacks
+// keeps it, extras key by key; so a later, partial view of a day (a heart-rate day fetched again
+// with only its resting rate) never erases what an earlier one held. The updated record takes a
+// new identifier. Once a record has been uploaded and removed, the outbox no longer has it: a
+// later version is stored, and uploaded, with only its own members, and the receiver applies it
+// to what it holds under the same kind and activity identifier in the same way. Records without
+// an activity identifier never update one another.
+//
+// saveSessionData() writes the session data whole, in one transaction.
 //
 // Failure: a database that is missing, locked, corrupt or of a newer version is reported in the
 // log at level 0 (the message names the path and SQLite's reason) and as the error value of the
@@ -81,7 +89,7 @@ class OSTSession : public OSTModel {
   [[nodiscard]] OSTStatus submitRecords(const std::vector<std::shared_ptr<OSTRecord>>& records);
   // The oldest `limit` records of the outbox, oldest first.
   [[nodiscard]] OSTResult<std::vector<OSTOutboxRecord>> outboxRecords(std::size_t limit);
-  // Removes uploaded records. A record replaced since it was read has a new identifier and stays.
+  // Removes uploaded records. A record updated since it was read has a new identifier and stays.
   [[nodiscard]] OSTStatus removeOutboxRecords(const std::vector<std::int64_t>& identifiers);
 
   std::string className() const override { return "OSTSession"; }

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "HealthKit/HKTypeIdentifiers.h"
+#include "HealthKit/UIKit/UIApplication.h"
 #include "OstrandCore/OSTBiometrics.h"
 #include "OstrandCore/OSTFitness.h"
 #include "OstrandCore/OSTSQLiteStore.h"
@@ -206,6 +207,45 @@ TEST_F(SessionTest, SameKindAndActivityIDUpdatesMemberByMemberAndUploadedRecords
   EXPECT_TRUE(records.back()->isEqual(*restingOnly));
 }
 
+TEST_F(SessionTest, ChangedSessionDataIsWrittenWithoutBeingAsked) {
+  // What a new process would read from the file now.
+  const auto stored = [this] {
+    OSTSQLiteStore store(path_);
+    EXPECT_EQ(store.open(), nullptr);
+    return store.loadSessionData().value.routineFetchTimestamp;
+  };
+  const auto minute = [](int n) { return kStart.dateByAddingTimeInterval(60.0 * n); };
+  const auto app = UIApplication::sharedApplication();
+  OSTSession session;
+  ASSERT_EQ(session.startSession("u", path_), nullptr);
+  auto data = session.sessionData();
+
+  // At the main queue's next turn, once for both changes, under a background task until then.
+  data->setRoutineFetchTimestamp(minute(1));
+  data->setRoutineFetchTimestamp(minute(2));
+  EXPECT_EQ(stored(), std::nullopt);
+  EXPECT_EQ(app->openBackgroundTaskCount(), 1u);
+  runUntilIdle();
+  EXPECT_EQ(stored(), minute(2));
+  EXPECT_EQ(app->openBackgroundTaskCount(), 0u);
+
+  // With the next outbox commit, and when the application enters the background.
+  data->setRoutineFetchTimestamp(minute(3));
+  ASSERT_EQ(session.submitRecords({weightRecord("A", 70)}), nullptr);
+  EXPECT_EQ(stored(), minute(3));
+  data->setRoutineFetchTimestamp(minute(4));
+  app->setApplicationState(UIApplicationStateBackground);
+  EXPECT_EQ(stored(), minute(4));
+
+  // Not when the session ends first, as a killed process would not: the queued turn does nothing.
+  data->setRoutineFetchTimestamp(minute(5));
+  session.endSession();
+  EXPECT_EQ(app->openBackgroundTaskCount(), 0u);
+  data->setRoutineFetchTimestamp(minute(6));
+  runUntilIdle();
+  EXPECT_EQ(stored(), minute(4));
+}
+
 TEST_F(SessionTest, SubmissionsFromSeveralThreadsAreAllStoredOnce) {
   OSTSession session;
   ASSERT_EQ(session.startSession("u", path_), nullptr);
@@ -319,7 +359,7 @@ TEST_F(SessionTest, InjectedFaultsAreReportedAndNothingIsLost) {
   ASSERT_NE(saved, nullptr);
   EXPECT_EQ(saved->localizedDescription(),
             FaultInjectingStore::message("save session data in", path_));
-  ASSERT_EQ(session.saveSessionData(), nullptr);
+  // The change stays unwritten until the first outbox commit that succeeds (below).
 
   faults->failAddToOutbox = 2;
   EXPECT_NE(session.submitRecords({weightRecord("A", 70)}), nullptr);

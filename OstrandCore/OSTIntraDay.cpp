@@ -17,6 +17,13 @@ void OSTIntraDay::addValue(double value, NSDate startDate, NSDate endDate) {
   values_.insert_or_assign(startDate, Value{startDate, endDate, value});
 }
 
+void OSTIntraDay::updateWith(const OSTRecord& newer) {
+  OSTRecord::updateWith(newer);
+  for (const auto& [start, value] : static_cast<const OSTIntraDay&>(newer).values_) {
+    values_.insert_or_assign(start, value);
+  }
+}
+
 bool OSTIntraDay::isEqual(const NSObject& other) const {
   const auto* series = dynamic_cast<const OSTIntraDay*>(&other);
   return series != nullptr && OSTRecord::isEqual(other) && series->values_ == values_;

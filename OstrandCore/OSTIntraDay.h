@@ -44,6 +44,10 @@ class OSTIntraDay : public OSTRecord {
   // The values in order of their start dates.
   const std::map<NSDate, Value>& values() const { return values_; }
 
+  // Also takes newer's values, minute by minute as addValue() does: a minute both have takes
+  // newer's value, the others are kept.
+  void updateWith(const OSTRecord& newer) override;
+
   OSTRecordType recordType() const override { return OSTRecordTypeIntraday; }
   std::string className() const override { return "OSTIntraDay"; }
   std::span<const OSTPropertyInfo> ownProperties() const override { return kProperties; }

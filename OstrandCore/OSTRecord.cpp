@@ -227,6 +227,20 @@ void OSTRecord::setDateValue(std::string_view name, std::optional<NSDate> value)
   setValue(NSAny(value), name);
 }
 
+void OSTRecord::updateWith(const OSTRecord& newer) {
+  if (newer.className() != className()) {
+    throw std::invalid_argument("updateWith: an " + className() + " cannot be updated from an " +
+                                newer.className());
+  }
+  // The same class has the same slots, so a slot of `newer` is the same property here.
+  for (std::size_t slot = 0; slot < newer.slots_.size(); ++slot) {
+    if (newer.slots_[slot].isNil()) continue;
+    if (slots_.empty()) slots_.resize(newer.slots_.size());
+    slots_[slot] = newer.slots_[slot];
+  }
+  for (const auto& [key, value] : newer.extras_) extras_.insert_or_assign(key, value);
+}
+
 namespace {
 
 bool sameExtras(const OSTRecord::Extras& a, const OSTRecord::Extras& b) {

@@ -24,6 +24,11 @@
 //
 // Extras are string-keyed numbers, booleans and strings; setting nil removes the entry.
 //
+// Updating (updateWith): a newer version of a record (the same kind of data under the same
+// activity identifier, built again later, perhaps from only part of the data) updates an older
+// one member by member: each property and extra the newer one has replaces the older value, and
+// what it lacks keeps the older value. A member is never removed this way.
+//
 // Equality (isEqual): same class, same properties and same extras, where numbers must also be
 // boxed the same way (YES, 1 and 1.0 are three different values on the wire) and dates must be
 // the same instant exactly. This is the equality a JSON round trip preserves.
@@ -112,6 +117,10 @@ class OSTRecord : public OSTModel {
   PropertyValues propertyValues() const;
   // The value of the property of that name; nil when unset or when there is none.
   const NSAny& propertyValue(std::string_view name) const;
+
+  // Takes every property and extra that `newer` has (see above); throws std::invalid_argument
+  // when `newer` is of another class.
+  virtual void updateWith(const OSTRecord& newer);
 
   bool isEqual(const NSObject& other) const override;
   std::size_t hash() const override;

@@ -212,3 +212,18 @@ OSTResult<std::shared_ptr<OSTRecord>> OSTRecordCoder::recordFromJSON(std::string
             OSTCoreError(OSTCoreErrorInvalidRecord, std::string("record JSON: ") + error.what())};
   }
 }
+
+OSTResult<std::string> OSTRecordCoder::updatedJSON(std::string_view stored,
+                                                   std::string_view newer) {
+  auto older = recordFromJSON(stored);
+  if (!older.ok()) return {{}, older.error};
+  auto update = recordFromJSON(newer);
+  if (!update.ok()) return {{}, update.error};
+  try {
+    older.value->updateWith(*update.value);
+  } catch (const std::invalid_argument& error) {  // records of two kinds
+    return {{},
+            OSTCoreError(OSTCoreErrorInvalidRecord, std::string("record JSON: ") + error.what())};
+  }
+  return {JSONFromRecord(*older.value), nullptr};
+}

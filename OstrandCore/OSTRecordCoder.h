@@ -15,6 +15,11 @@
 // kOSTCoreErrorDomain code OSTCoreErrorInvalidRecord that says what was wrong and where, e.g.
 // "record JSON at /timestamp: not an ISO 8601 date-time: \"yesterday\"". It never throws.
 //
+// updatedJSON() is the outbox's update of a stored record by a newer version of it (see
+// OSTRecord::updateWith): both texts are decoded, the stored record is updated from the newer
+// one and encoded again. A text that cannot be decoded is an error as above, and nothing is
+// merged.
+//
 // Stateless; safe from any thread (a record must not be changed while it is encoded).
 //
 //   std::string json = OSTRecordCoder::JSONFromRecord(*record);
@@ -31,4 +36,6 @@ class OSTRecordCoder {
  public:
   static std::string JSONFromRecord(const OSTRecord& record);
   static OSTResult<std::shared_ptr<OSTRecord>> recordFromJSON(std::string_view json);
+  // The JSON of the record `stored` updated member by member from `newer` (same kind).
+  static OSTResult<std::string> updatedJSON(std::string_view stored, std::string_view newer);
 };

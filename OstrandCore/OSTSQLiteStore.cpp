@@ -6,6 +6,8 @@
 #include <cstring>
 #include <optional>
 
+#include "OstrandCore/OSTRecordCoder.h"
+
 // A cached prepared statement in use: binds by position (from 1), steps, reads columns (from
 // 0). Resets itself when it goes out of scope so it holds no read lock afterwards.
 class OSTSQLiteStore::Statement {
@@ -407,24 +409,53 @@ bool OSTSQLiteStore::writeTimestamps(const OSTStoredSessionData& before,
 
 OSTStatus OSTSQLiteStore::addToOutbox(const std::vector<OSTOutboxRow>& rows) {
   return transaction("add records to the outbox of", [&] {
-    for (const auto& row : rows) {
-      // OR REPLACE deletes the row with the same kind and activity identifier and inserts anew,
-      // so the newer version gets a new, higher identifier.
-      Statement insert =
-          statement("INSERT OR REPLACE INTO outbox(kind, activity_id, body) VALUES (?, ?, ?)");
-      if (!insert.valid()) return false;
-      // The rows outlive the statement's use here: their texts need no copy.
-      insert.bind(1, static_cast<std::int64_t>(row.recordType));
-      if (row.activityID) {
-        insert.bindUncopied(2, *row.activityID);
-      } else {
-        insert.bindNull(2);
-      }
-      insert.bindUncopied(3, row.json);
-      if (!insert.run()) return false;
-    }
-    return true;
+    return std::all_of(rows.begin(), rows.end(), [this](const auto& row) { return addRow(row); });
   });
+}
+
+bool OSTSQLiteStore::addRow(const OSTOutboxRow& row) {
+  {
+    // Most rows have no earlier version: one statement, and no JSON is read.
+    Statement insert = statement(
+        "INSERT INTO outbox(kind, activity_id, body) VALUES (?, ?, ?)"
+        " ON CONFLICT(kind, activity_id) DO NOTHING");
+    if (!insert.valid()) return false;
+    // The row outlives the statement's use here: its texts need no copy.
+    insert.bind(1, static_cast<std::int64_t>(row.recordType));
+    if (row.activityID) {
+      insert.bindUncopied(2, *row.activityID);
+    } else {
+      insert.bindNull(2);
+    }
+    insert.bindUncopied(3, row.json);
+    if (!insert.run()) return false;
+    if (sqlite3_changes(db_) > 0) return true;
+  }
+  // An earlier version is stored: it is updated member by member. A stored text this version
+  // cannot read is replaced by the newer one, as nothing of it could be kept.
+  std::string body = row.json;
+  {
+    Statement select = statement("SELECT body FROM outbox WHERE kind = ? AND activity_id = ?");
+    if (!select.valid()) return false;
+    select.bind(1, static_cast<std::int64_t>(row.recordType));
+    select.bindUncopied(2, *row.activityID);
+    const int step = select.step();
+    if (step == SQLITE_ROW) {
+      auto updated = OSTRecordCoder::updatedJSON(select.text(0), row.json);
+      if (updated.ok()) body = std::move(updated.value);
+    } else if (step != SQLITE_DONE) {
+      return false;
+    }
+  }
+  // OR REPLACE deletes the earlier row and inserts anew, so the update gets a new, higher
+  // identifier.
+  Statement replace =
+      statement("INSERT OR REPLACE INTO outbox(kind, activity_id, body) VALUES (?, ?, ?)");
+  if (!replace.valid()) return false;
+  replace.bind(1, static_cast<std::int64_t>(row.recordType));
+  replace.bindUncopied(2, *row.activityID);
+  replace.bindUncopied(3, body);
+  return replace.run();
 }
 
 OSTResult<std::vector<OSTOutboxRow>> OSTSQLiteStore::outbox(std::size_t limit) {

@@ -77,6 +77,8 @@ class OSTSQLiteStore final : public OSTStore {
   bool writeQueryDates(const QueryDateMap& before, const QueryDateMap& after);
   // Runs `sql`, a DELETE of the rows of one sample type (its one parameter).
   bool deleteRow(const char* sql, const std::string& type);
+  // Within a transaction: adds one outbox row, updating an earlier version of it.
+  bool addRow(const OSTOutboxRow& row);
   bool writeTimestamps(const OSTStoredSessionData& before, const OSTStoredSessionData& after,
                        bool all);
 

@@ -5,6 +5,7 @@
 #include "OstrandCore/OSTLog.h"
 #include "OstrandCore/OSTRecordCoder.h"
 #include "OstrandCore/OSTSQLiteStore.h"
+#include "OstrandCore/internal/OSTAutosave.h"
 
 namespace {
 
@@ -106,6 +107,7 @@ OSTStatus OSTSession::startSession(std::string ostrandUserID, const std::string&
 
 OSTStatus OSTSession::startSession(std::string ostrandUserID, std::unique_ptr<OSTStore> store) {
   if (!store) throw std::invalid_argument("startSession: store must not be null");
+  stopAutosave();
   std::lock_guard lock(mutex_);
   endSessionLocked();
   user_ = std::make_shared<const OSTUser>(std::move(ostrandUserID));
@@ -124,18 +126,44 @@ OSTStatus OSTSession::startSession(std::string ostrandUserID, std::unique_ptr<OS
     unavailable_ = error;
     sessionData_ = std::make_shared<OSTSessionData>();
     store_ = std::move(store);
+    startAutosaveLocked();
     return error;
   }
   Loaded loaded = fromStored(stored.value, path);
   sessionData_ = std::move(loaded.data);
   unreadable_ = std::move(loaded.unreadable);
   store_ = std::move(store);
+  startAutosaveLocked();
   return nullptr;
 }
 
 void OSTSession::endSession() {
+  stopAutosave();
   std::lock_guard lock(mutex_);
   endSessionLocked();
+}
+
+void OSTSession::startAutosaveLocked() {
+  autosave_ = OSTAutosave::start([this] {
+    std::lock_guard lock(mutex_);
+    return !store_ || writeSessionDataLocked() == nullptr;
+  });
+  // The data may outlive the session (a caller may hold it): its handler holds the autosave
+  // weakly, and a detached autosave writes nothing.
+  sessionData_->setChangeHandler([weak = std::weak_ptr<OSTAutosave>(autosave_)] {
+    if (auto autosave = weak.lock()) autosave->changed();
+  });
+}
+
+void OSTSession::stopAutosave() {
+  std::shared_ptr<OSTAutosave> autosave;
+  {
+    std::lock_guard lock(mutex_);
+    autosave = std::move(autosave_);
+    sessionData_->setChangeHandler(nullptr);
+  }
+  // Outside mutex_: a write that is running takes it, and detach() waits for that write.
+  if (autosave) autosave->detach();
 }
 
 void OSTSession::endSessionLocked() {
@@ -176,18 +204,27 @@ OSTStatus OSTSession::flushPendingLocked() {
   return error;
 }
 
-OSTStatus OSTSession::saveSessionData() {
+OSTStatus OSTSession::writeSessionDataLocked() {
   // The snapshot is taken under mutex_ so that two saves at once write in the order they read:
   // an older snapshot never overwrites a newer one. The session data's own lock is only ever
-  // taken inside mutex_, never the other way round.
+  // taken inside mutex_, never the other way round. The changes are taken before the snapshot,
+  // so one made meanwhile is written again later rather than not at all.
+  if (autosave_) autosave_->takeChanges();
+  OSTStatus error = store_->saveSessionData(toStored(*sessionData_, unreadable_));
+  if (error) {
+    if (autosave_) autosave_->keepChanges();
+    report(error);
+  }
+  return error;
+}
+
+OSTStatus OSTSession::saveSessionData() {
   std::lock_guard lock(mutex_);
   if (!store_) {
     return report(
         OSTCoreError(OSTCoreErrorNoSession, "cannot save session data: no session is running"));
   }
-  if (OSTStatus error = store_->saveSessionData(toStored(*sessionData_, unreadable_))) {
-    return report(error);
-  }
+  if (OSTStatus error = writeSessionDataLocked()) return error;
   return inMemoryResultLocked("session data saved");
 }
 
@@ -215,6 +252,10 @@ OSTStatus OSTSession::submitRecords(const std::vector<std::shared_ptr<OSTRecord>
   pending_.insert(pending_.end(), std::make_move_iterator(rows.begin()),
                   std::make_move_iterator(rows.end()));
   if (OSTStatus error = flushPendingLocked()) return report(error);
+  // Session data changed since it was last written goes right after the records: a position
+  // never reaches the disk ahead of the records committed before it. Its failure is logged and
+  // leaves the change to the next occasion; the records are stored either way.
+  if (autosave_ && autosave_->hasChanges()) (void)writeSessionDataLocked();
   return inMemoryResultLocked("records stored");
 }
 

@@ -7,8 +7,22 @@
 //
 // Durability: submitRecords() commits the whole batch to the outbox in one transaction before it
 // returns, so after a crash either every record of a batch is there or none is. A record with
-// the kind and activity identifier of one already in the outbox replaces it. saveSessionData()
-// writes the session data whole, in one transaction.
+// the kind and activity identifier of one already in the outbox updates it member by member (see
+// OSTRecord::updateWith): what the newer record has replaces the stored value, what it lacks
+// keeps it, extras key by key; so a later, partial view of a day (a heart-rate day fetched again
+// with only its resting rate) never erases what an earlier one held. The updated record takes a
+// new identifier. Once a record has been uploaded and removed, the outbox no longer has it: a
+// later version is stored, and uploaded, with only its own members, and the receiver applies it
+// to what it holds under the same kind and activity identifier in the same way. Records without
+// an activity identifier never update one another.
+//
+// Session data is written by saveSessionData(), whole, in one transaction; and the session writes
+// it without being asked when it changed (the engine's timestamp setters do not ask): with the
+// next outbox commit (right after the records), at the main queue's next turn after the change
+// (holding a background task until then, so the application is not suspended in between), and
+// when the application enters the background. A write that only moves positions does not wait
+// for the disk (see OSTSQLiteStore). So a change is lost only by a crash before that next turn,
+// or when the session ends first: endSession() writes nothing more, as a killed process would not.
 //
 // Failure: a database that is missing, locked, corrupt or of a newer version is reported in the
 // log at level 0 (the message names the path and SQLite's reason) and as the error value of the
@@ -43,6 +57,8 @@
 #include "OstrandCore/OSTStore.h"
 #include "OstrandCore/OSTUser.h"
 
+class OSTAutosave;
+
 // A record read back from the outbox.
 struct OSTOutboxRecord {
   // Pass to removeOutboxRecords() once uploaded.
@@ -74,14 +90,14 @@ class OSTSession : public OSTModel {
   // Never nullptr. Without a running session, an empty object that no save reaches.
   std::shared_ptr<OSTSessionData> sessionData() const;
 
-  // Writes the session data to the database.
+  // Writes the session data to the database now.
   [[nodiscard]] OSTStatus saveSessionData();
   // Commits the records to the outbox (see above). Null entries are skipped; a record of no kind
   // (a plain OSTRecord) fails the whole batch with OSTCoreErrorInvalidRecord.
   [[nodiscard]] OSTStatus submitRecords(const std::vector<std::shared_ptr<OSTRecord>>& records);
   // The oldest `limit` records of the outbox, oldest first.
   [[nodiscard]] OSTResult<std::vector<OSTOutboxRecord>> outboxRecords(std::size_t limit);
-  // Removes uploaded records. A record replaced since it was read has a new identifier and stays.
+  // Removes uploaded records. A record updated since it was read has a new identifier and stays.
   [[nodiscard]] OSTStatus removeOutboxRecords(const std::vector<std::int64_t>& identifiers);
 
   std::string className() const override { return "OSTSession"; }
@@ -94,6 +110,13 @@ class OSTSession : public OSTModel {
   // What a successful operation returns while the database is unavailable.
   OSTStatus inMemoryResultLocked(const std::string& what) const;
   void endSessionLocked();
+  // Starts writing the session data's changes without being asked; call with mutex_ held.
+  void startAutosaveLocked();
+  // Stops it; call without mutex_ held (a running write takes mutex_).
+  void stopAutosave();
+  // Writes the session data (the snapshot is taken under mutex_, so saves write in the order
+  // they read); call with mutex_ held.
+  OSTStatus writeSessionDataLocked();
 
   mutable std::mutex mutex_;  // guards every field below
   std::shared_ptr<const OSTUser> user_;
@@ -106,4 +129,6 @@ class OSTSession : public OSTModel {
   OSTStoredSessionData unreadable_;
   // Rows of submissions that failed on an open database, written before the next one.
   std::vector<OSTOutboxRow> pending_;
+  // Writes the session data's changes while a session runs; nullptr otherwise.
+  std::shared_ptr<OSTAutosave> autosave_;
 };

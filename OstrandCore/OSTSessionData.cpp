@@ -1,13 +1,29 @@
 #include "OstrandCore/OSTSessionData.h"
 
+template <class T>
+void OSTSessionData::change(T& field, T value) {
+  std::shared_ptr<const std::function<void()>> handler;
+  {
+    std::lock_guard lock(mutex_);
+    field = std::move(value);
+    handler = changeHandler_;
+  }
+  if (handler) (*handler)();
+}
+
+void OSTSessionData::setChangeHandler(std::function<void()> handler) {
+  std::lock_guard lock(mutex_);
+  changeHandler_ =
+      handler ? std::make_shared<const std::function<void()>>(std::move(handler)) : nullptr;
+}
+
 OSTAnchorDictionary OSTSessionData::anchors() const {
   std::lock_guard lock(mutex_);
   return anchors_;
 }
 
 void OSTSessionData::setAnchors(OSTAnchorDictionary anchors) {
-  std::lock_guard lock(mutex_);
-  anchors_ = std::move(anchors);
+  change(anchors_, std::move(anchors));
 }
 
 OSTQueryDateDictionary OSTSessionData::queryDates() const {
@@ -16,8 +32,7 @@ OSTQueryDateDictionary OSTSessionData::queryDates() const {
 }
 
 void OSTSessionData::setQueryDates(OSTQueryDateDictionary queryDates) {
-  std::lock_guard lock(mutex_);
-  queryDates_ = std::move(queryDates);
+  change(queryDates_, std::move(queryDates));
 }
 
 std::optional<NSDate> OSTSessionData::routineQueryTimestamp() const {
@@ -26,8 +41,7 @@ std::optional<NSDate> OSTSessionData::routineQueryTimestamp() const {
 }
 
 void OSTSessionData::setRoutineQueryTimestamp(std::optional<NSDate> date) {
-  std::lock_guard lock(mutex_);
-  routineQueryTimestamp_ = date;
+  change(routineQueryTimestamp_, date);
 }
 
 std::optional<NSDate> OSTSessionData::routineFetchTimestamp() const {
@@ -36,8 +50,7 @@ std::optional<NSDate> OSTSessionData::routineFetchTimestamp() const {
 }
 
 void OSTSessionData::setRoutineFetchTimestamp(std::optional<NSDate> date) {
-  std::lock_guard lock(mutex_);
-  routineFetchTimestamp_ = date;
+  change(routineFetchTimestamp_, date);
 }
 
 std::optional<NSDate> OSTSessionData::intradayStepsQueryTimestamp() const {
@@ -46,8 +59,7 @@ std::optional<NSDate> OSTSessionData::intradayStepsQueryTimestamp() const {
 }
 
 void OSTSessionData::setIntradayStepsQueryTimestamp(std::optional<NSDate> date) {
-  std::lock_guard lock(mutex_);
-  intradayStepsQueryTimestamp_ = date;
+  change(intradayStepsQueryTimestamp_, date);
 }
 
 std::optional<NSDate> OSTSessionData::intradayStepsFetchTimestamp() const {
@@ -56,6 +68,5 @@ std::optional<NSDate> OSTSessionData::intradayStepsFetchTimestamp() const {
 }
 
 void OSTSessionData::setIntradayStepsFetchTimestamp(std::optional<NSDate> date) {
-  std::lock_guard lock(mutex_);
-  intradayStepsFetchTimestamp_ = date;
+  change(intradayStepsFetchTimestamp_, date);
 }

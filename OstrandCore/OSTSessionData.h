@@ -9,6 +9,9 @@
 // never missing, from the start. Anchors come in two forms: an HKQueryAnchor, or, in data kept
 // by older versions, a plain unsigned number (OSTStoredAnchor).
 //
+// Every setter then calls the change handler, if one is set: OSTSession sets it on the data of a
+// running session, to write what changed without being asked (see OSTSession).
+//
 // Thread-safe: every accessor locks; a read-change-write of a dictionary by two threads at once
 // is not atomic, so its callers keep to one thread (the engine uses the main queue).
 //
@@ -17,6 +20,7 @@
 //   data->setAnchors(std::move(anchors));
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -60,10 +64,19 @@ class OSTSessionData : public OSTModel {
   std::optional<NSDate> intradayStepsFetchTimestamp() const;
   void setIntradayStepsFetchTimestamp(std::optional<NSDate> date);
 
+  // Called after every change, on the changing thread, without this object's lock held; it may
+  // read the data. Empty: none.
+  void setChangeHandler(std::function<void()> handler);
+
   std::string className() const override { return "OSTSessionData"; }
 
  private:
+  // Sets `field` to `value` under the lock, then calls the change handler.
+  template <class T>
+  void change(T& field, T value);
+
   mutable std::mutex mutex_;  // guards every field below
+  std::shared_ptr<const std::function<void()>> changeHandler_;
   OSTAnchorDictionary anchors_;
   OSTQueryDateDictionary queryDates_;
   std::optional<NSDate> routineQueryTimestamp_;

@@ -41,7 +41,7 @@ struct OSTOutboxRow {
   // Assigned by the store, increasing with every write; 0 for a row not yet stored.
   std::int64_t identifier = 0;
   OSTRecordType recordType = OSTRecordTypeNone;
-  // Records without an activity identifier never replace one another.
+  // Records without an activity identifier never update one another.
   std::optional<std::string> activityID;
   std::string json;
 };
@@ -61,8 +61,12 @@ class OSTStore {
   [[nodiscard]] virtual OSTStatus saveSessionData(OSTStoredSessionData data) = 0;
 
   // Adds the rows to the outbox in one transaction. A row with the kind and activity identifier
-  // of one already there replaces it and takes a new identifier (so a newer version is never
-  // removed as uploaded under the identifier of the older one).
+  // of one already there (or earlier in `rows`) is a newer version of that record: it updates the
+  // stored one member by member (OSTRecordCoder::updatedJSON: what the newer has replaces the
+  // stored value, what it lacks keeps it, extras key by key), and the result takes a new
+  // identifier, so a newer version is never removed as uploaded under the identifier of the
+  // older one. A stored text that cannot be read is replaced by the newer one. Only rows with an
+  // earlier version cost a read of JSON.
   [[nodiscard]] virtual OSTStatus addToOutbox(const std::vector<OSTOutboxRow>& rows) = 0;
   // The oldest `limit` rows, in order of identifier.
   [[nodiscard]] virtual OSTResult<std::vector<OSTOutboxRow>> outbox(std::size_t limit) = 0;

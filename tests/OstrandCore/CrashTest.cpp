@@ -1,5 +1,7 @@
 // A process killed while it submits records must leave each batch whole or absent and the
-// database intact. The parent runs this test binary again as a child (posix_spawn, which
+// database intact, and the position it moves after each batch (as the engine moves its routine
+// timestamp, without asking for a save) neither ahead of the records nor more than one batch
+// behind them. The parent runs this test binary again as a child (posix_spawn, which
 // sanitizers handle well), filtered to the child's test and told its role by the environment.
 // The child reports through a pipe before each batch; the parent kills it with SIGKILL when a
 // seeded, random number of reports has arrived, most often while the child is inside
@@ -18,6 +20,7 @@
 #include <random>
 #include <string>
 
+#include "Foundation/Platform/DispatchRuntime.h"
 #include "OstrandCore/OSTSession.h"
 #include "OstrandCore/OSTWeight.h"
 #include "support/TemporaryDirectory.h"
@@ -50,6 +53,9 @@ TEST(CrashChild, SubmitUntilKilled) {
     const char progress = 'x';
     ASSERT_EQ(write(fd, &progress, 1), 1);
     ASSERT_EQ(session.submitRecords(records), nullptr);
+    session.sessionData()->setRoutineFetchTimestamp(
+        NSDate::dateWithTimeIntervalSinceReferenceDate(batch));
+    platform::DispatchRuntime::shared().drainMainQueue();  // the main queue's next turn
   }
   // Wait to be killed: the parent decides when the child ends.
   char ignored;
@@ -124,7 +130,18 @@ void expectWholeBatches(const std::string& path, int reports) {
     ++perBatch[std::stoi(id.substr(1, id.find('-') - 1))];
   }
   sqlite3_finalize(select);
+  // The batch whose position is stored; -1 for none.
+  int position = -1;
+  ASSERT_EQ(sqlite3_prepare_v2(
+                db, "SELECT date FROM session_timestamp WHERE name = 'routineFetchTimestamp'", -1,
+                &select, nullptr),
+            SQLITE_OK);
+  if (sqlite3_step(select) == SQLITE_ROW) position = sqlite3_column_int(select, 0);
+  sqlite3_finalize(select);
   sqlite3_close(db);
+  const int lastBatch = perBatch.empty() ? -1 : perBatch.rbegin()->first;
+  EXPECT_LE(position, lastBatch) << "a position ahead of its records";
+  EXPECT_GE(position, lastBatch - 1) << "more than the last move lost";
   // Batches before the last report seen were committed before it was sent. The child may get
   // further before SIGKILL lands, so later batches may be stored too, but only in order: the
   // stored batches are 0, 1, 2... with no gap, and each is whole.

@@ -9,6 +9,8 @@
 #include <thread>
 
 #include "HealthKit/HKTypeIdentifiers.h"
+#include "HealthKit/UIKit/UIApplication.h"
+#include "OstrandCore/OSTBiometrics.h"
 #include "OstrandCore/OSTFitness.h"
 #include "OstrandCore/OSTSQLiteStore.h"
 #include "OstrandCore/OSTSession.h"
@@ -151,23 +153,97 @@ TEST_F(SessionTest, SavesWriteWhatChangedAndAnUnchangedSaveWritesNothing) {
   EXPECT_EQ(loaded.value, second);
 }
 
-TEST_F(SessionTest, SameKindAndActivityIDReplacesAndUploadedRecordsAreRemoved) {
+TEST_F(SessionTest, SameKindAndActivityIDUpdatesMemberByMemberAndUploadedRecordsAreRemoved) {
   OSTSession session;
   ASSERT_EQ(session.startSession("u", path_), nullptr);
+  // A heart-rate day as its own day's fetch builds it, and the two partial views of it that later
+  // fetches build: the resting rate alone, then a corrected walking average.
+  const auto heartRateDay = [this](auto fill) {
+    auto record = std::make_shared<OSTBiometrics>();
+    record->setActivityID("heart-rate-u-watch-2024-3-9");
+    record->setTimestamp(kStart);
+    fill(*record);
+    return record;
+  };
+  auto fullDay = heartRateDay([](OSTBiometrics& r) {
+    r.setMinHeartRate(48.0);
+    r.setMaxHeartRate(151.0);
+    r.setAverageHeartRate(72.5);
+    r.setExtraValue(101.0, "apple_walking_heartrate_average");
+    r.setExtraValue("watch", "device");
+  });
+  auto restingOnly = heartRateDay([](OSTBiometrics& r) { r.setRestingHeartrate(55.0); });
+  auto walkingOnly = heartRateDay(
+      [](OSTBiometrics& r) { r.setExtraValue(99.0, "apple_walking_heartrate_average"); });
   auto sameIDOtherKind = std::make_shared<OSTFitness>();
-  sameIDOtherKind->setActivityID("A");
+  sameIDOtherKind->setActivityID("heart-rate-u-watch-2024-3-9");
   auto noID = std::make_shared<OSTWeight>();
-  ASSERT_EQ(session.submitRecords({weightRecord("A", 70), sameIDOtherKind, noID, noID}), nullptr);
+  ASSERT_EQ(session.submitRecords({fullDay, sameIDOtherKind, noID, noID}), nullptr);
   auto first = session.outboxRecords(10);
   ASSERT_TRUE(first.ok());
   ASSERT_EQ(first.value.size(), 4u);
-  // A newer version of "A" arrives while the old one is being uploaded.
-  ASSERT_EQ(session.submitRecords({weightRecord("A", 71)}), nullptr);
+  // The later views arrive while the full day is being uploaded.
+  ASSERT_EQ(session.submitRecords({restingOnly, walkingOnly}), nullptr);
   ASSERT_EQ(session.removeOutboxRecords({first.value[0].identifier, first.value[1].identifier}),
             nullptr);
+
   auto records = outbox(session);
-  ASSERT_EQ(records.size(), 3u);  // the two without an identifier, and the newer "A"
-  EXPECT_TRUE(records.back()->isEqual(*weightRecord("A", 71)));
+  ASSERT_EQ(records.size(), 3u);  // the two without an identifier, and the updated day
+  auto expected = heartRateDay([](OSTBiometrics& r) {
+    r.setMinHeartRate(48.0);
+    r.setMaxHeartRate(151.0);
+    r.setAverageHeartRate(72.5);
+    r.setRestingHeartrate(55.0);
+    r.setExtraValue(99.0, "apple_walking_heartrate_average");
+    r.setExtraValue("watch", "device");
+  });
+  EXPECT_TRUE(records.back()->isEqual(*expected)) << records.back()->description();
+
+  // A stored version this library cannot read is replaced by the newer one.
+  RawDatabase(path_).run("UPDATE outbox SET body = '{' WHERE activity_id IS NOT NULL");
+  ASSERT_EQ(session.submitRecords({restingOnly}), nullptr);
+  records = outbox(session);
+  ASSERT_EQ(records.size(), 3u);
+  EXPECT_TRUE(records.back()->isEqual(*restingOnly));
+}
+
+TEST_F(SessionTest, ChangedSessionDataIsWrittenWithoutBeingAsked) {
+  // What a new process would read from the file now.
+  const auto stored = [this] {
+    OSTSQLiteStore store(path_);
+    EXPECT_EQ(store.open(), nullptr);
+    return store.loadSessionData().value.routineFetchTimestamp;
+  };
+  const auto minute = [](int n) { return kStart.dateByAddingTimeInterval(60.0 * n); };
+  const auto app = UIApplication::sharedApplication();
+  OSTSession session;
+  ASSERT_EQ(session.startSession("u", path_), nullptr);
+  auto data = session.sessionData();
+
+  // At the main queue's next turn, once for both changes, under a background task until then.
+  data->setRoutineFetchTimestamp(minute(1));
+  data->setRoutineFetchTimestamp(minute(2));
+  EXPECT_EQ(stored(), std::nullopt);
+  EXPECT_EQ(app->openBackgroundTaskCount(), 1u);
+  runUntilIdle();
+  EXPECT_EQ(stored(), minute(2));
+  EXPECT_EQ(app->openBackgroundTaskCount(), 0u);
+
+  // With the next outbox commit, and when the application enters the background.
+  data->setRoutineFetchTimestamp(minute(3));
+  ASSERT_EQ(session.submitRecords({weightRecord("A", 70)}), nullptr);
+  EXPECT_EQ(stored(), minute(3));
+  data->setRoutineFetchTimestamp(minute(4));
+  app->setApplicationState(UIApplicationStateBackground);
+  EXPECT_EQ(stored(), minute(4));
+
+  // Not when the session ends first, as a killed process would not: the queued turn does nothing.
+  data->setRoutineFetchTimestamp(minute(5));
+  session.endSession();
+  EXPECT_EQ(app->openBackgroundTaskCount(), 0u);
+  data->setRoutineFetchTimestamp(minute(6));
+  runUntilIdle();
+  EXPECT_EQ(stored(), minute(4));
 }
 
 TEST_F(SessionTest, SubmissionsFromSeveralThreadsAreAllStoredOnce) {
@@ -283,7 +359,7 @@ TEST_F(SessionTest, InjectedFaultsAreReportedAndNothingIsLost) {
   ASSERT_NE(saved, nullptr);
   EXPECT_EQ(saved->localizedDescription(),
             FaultInjectingStore::message("save session data in", path_));
-  ASSERT_EQ(session.saveSessionData(), nullptr);
+  // The change stays unwritten until the first outbox commit that succeeds (below).
 
   faults->failAddToOutbox = 2;
   EXPECT_NE(session.submitRecords({weightRecord("A", 70)}), nullptr);

@@ -1,12 +1,19 @@
 // Where each type's fetch resumes: anchors in both stored forms, query dates cut to the minute in
-// whatever zone the process runs, and the timestamps that reach the disk only with the next save
-// of an anchor or query date.
+// whatever zone the process runs, and the routine timestamps, which the engine never asks to save,
+// across a week of relaunches.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+#include <string>
+
 #include "HealthKit/HKTypeIdentifiers.h"
+#include "HealthKit/UIKit/UIApplication.h"
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+#include "SyncEndToEndSupport.h"
+#include "support/NotificationCapture.h"
 #include "support/SessionFixture.h"
 
 namespace {
@@ -50,21 +57,49 @@ TEST_F(SyncPositionTest, AnchorsReadBackFromEitherStoredForm) {
   EXPECT_TRUE(anchorForKey(current(), steps)->isEqual(*HKQueryAnchor::anchorFromValue(17)));
 }
 
-TEST_F(SyncPositionTest, TimestampsReachTheDiskWithTheNextAnchorOrQueryDateSave) {
-  const NSDate first = NSDate::date();
-  setRoutineFetchTimestamp(current(), first);
-  setIntradayStepsQueryTimestamp(current(), first);
-  restartSession();  // nothing saved them
-  EXPECT_EQ(routineFetchTimestamp(current()), std::nullopt);
-  EXPECT_EQ(intradayStepsQueryTimestamp(current()), std::nullopt);
+using RoutineRelaunchTest = end_to_end::SyncEndToEndFixture;
 
-  setRoutineFetchTimestamp(current(), first);
-  setIntradayStepsQueryTimestamp(current(), first);
-  ASSERT_EQ(removeAnchorForKey(current(), weight), nullptr);  // any anchor or date change saves
-  setRoutineFetchTimestamp(current(), first.dateByAddingTimeInterval(60));  // after the save
-  restartSession();
-  EXPECT_EQ(routineFetchTimestamp(current()), first);
-  EXPECT_EQ(intradayStepsQueryTimestamp(current()), first);
+// A user who shares only steps: nothing but the routine fetch moves, and it saves nothing itself.
+// The app is woken every three hours for a week, in the background, and killed after each wake
+// once it has finished (hourly wakes cost three times as long and show nothing more).
+TEST_F(RoutineRelaunchTest, EveryRelaunchResumesTheRoutineFetchWhereTheLastOneStopped) {
+  clock().set(at(0, 9));
+  authorize({}, {steps});
+  const auto app = UIApplication::sharedApplication();
+  app->setApplicationState(UIApplicationStateBackground);
+  ASSERT_TRUE(subscribe({steps}));
+  NSDate lastFetch = NSDate::date();
+  testing_support::NotificationCapture processed(kOSTHealthKitRecordsProcessedNotification);
+  std::map<std::string, double> expected;
+  long long mostDays = 0;
+  for (int hour = 3; hour <= 7 * 24; hour += 3) {
+    const NSDate wake = at(0, 9).dateByAddingTimeInterval(3600.0 * hour);
+    SCOPED_TRACE("wake " + std::to_string(hour));
+    ASSERT_EQ(app->openBackgroundTaskCount(), 0U);  // done: the system may end the process
+    device->stopAllQueries();
+    runUntilIdle();
+    // While the app is not running, the watch records a walk.
+    const NSDate walked = wake.dateByAddingTimeInterval(-40 * 60);
+    saveAt(walked, watch, {watchSteps(100, walked.dateByAddingTimeInterval(-600), walked)});
+    expected[routineKey(walked)] += 100;
+
+    clock().set(wake);
+    restartSession();
+    ASSERT_EQ(routineFetchTimestamp(*session()), lastFetch);
+    engine = std::make_shared<OSTHealthKitManager>(session());
+    engine->observeCurrentSubscriptions();
+    runUntilIdle();
+    ASSERT_EQ(routineFetchTimestamp(*session()), wake);
+    lastFetch = wake;
+    // The day before the last fetch's day, that day and today at most, however long the week
+    // behind: no range that grows with every relaunch.
+    ASSERT_FALSE(processed.notifications().empty());
+    mostDays = std::max(
+        mostDays,
+        processed.notifications().back()->userInfo()->objectForKey("count").integerValue());
+  }
+  EXPECT_LE(mostDays, 3);
+  EXPECT_EQ(stepsByDay(), expected);
 }
 
 }  // namespace

@@ -205,6 +205,9 @@ OSTStatus OSTSession::flushPendingLocked() {
 }
 
 OSTStatus OSTSession::writeSessionDataLocked() {
+  // Records kept from a failed submission are written first, and while they cannot be, neither
+  // is the session data: an anchor stored after them must not reach the disk ahead of them.
+  if (OSTStatus error = flushPendingLocked()) return report(error);
   // The snapshot is taken under mutex_ so that two saves at once write in the order they read:
   // an older snapshot never overwrites a newer one. The session data's own lock is only ever
   // taken inside mutex_, never the other way round. The changes are taken before the snapshot,

@@ -376,9 +376,12 @@ TEST_F(SessionTest, InjectedFaultsAreReportedAndNothingIsLost) {
   EXPECT_EQ(refused->code(), OSTCoreErrorInvalidRecord);
   EXPECT_EQ(outbox(session).size(), 2u);
 
-  // Records still unwritten when the session ends are lost, and the log says so and why.
-  faults->failAddToOutbox = 2;
+  // While submitted records cannot be written, neither is a position moved after them; records
+  // still unwritten when the session ends are lost, and the log says so and why.
+  faults->failAddToOutbox = 3;
   EXPECT_NE(session.submitRecords({weightRecord("D", 1)}), nullptr);
+  session.sessionData()->setRoutineFetchTimestamp(kStart);
+  EXPECT_NE(session.saveSessionData(), nullptr);
   session.endSession();
   EXPECT_EQ(log.lines().back(),
             "OSTSession: 1 submitted records were never stored: " +
@@ -387,6 +390,7 @@ TEST_F(SessionTest, InjectedFaultsAreReportedAndNothingIsLost) {
   OSTSession reopened;
   ASSERT_EQ(reopened.startSession("u", path_), nullptr);
   EXPECT_EQ(reopened.sessionData()->routineQueryTimestamp(), kStart);
+  EXPECT_EQ(reopened.sessionData()->routineFetchTimestamp(), std::nullopt);
   EXPECT_EQ(outbox(reopened).size(), 2u);
 }
 

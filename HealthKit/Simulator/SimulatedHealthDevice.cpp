@@ -111,6 +111,10 @@ std::map<std::string, std::size_t> SimulatedHealthDevice::objectsDeliveredToHost
   return state_->objectsDeliveredToHostApp();
 }
 
+std::set<NSUUID> SimulatedHealthDevice::identifiersDeliveredToHostApp() const {
+  return state_->identifiersDeliveredToHostApp();
+}
+
 std::chrono::nanoseconds SimulatedHealthDevice::queryAnswerTime() const {
   return state_->queryAnswerTime();
 }

@@ -280,15 +280,21 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvo
 }
 
 void DeviceState::recordDelivery(const std::string& reader, const std::string& typeIdentifier,
-                                 std::size_t count) {
-  if (reader != hostBundle_ || count == 0) return;
+                                 const std::vector<std::shared_ptr<const HKSample>>& samples) {
+  if (reader != hostBundle_ || samples.empty()) return;
   std::lock_guard<std::mutex> lock(deliveriesMutex_);
-  deliveries_[typeIdentifier] += count;
+  deliveries_[typeIdentifier] += samples.size();
+  for (const auto& sample : samples) delivered_.insert(sample->UUID());
 }
 
 std::map<std::string, std::size_t> DeviceState::objectsDeliveredToHostApp() const {
   std::lock_guard<std::mutex> lock(deliveriesMutex_);
   return deliveries_;
+}
+
+std::set<NSUUID> DeviceState::identifiersDeliveredToHostApp() const {
+  std::lock_guard<std::mutex> lock(deliveriesMutex_);
+  return delivered_;
 }
 
 }  // namespace platform::healthkit

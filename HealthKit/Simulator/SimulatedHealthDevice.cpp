@@ -107,10 +107,6 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> SimulatedHealthDevice::ob
   return state_->observerInvocations();
 }
 
-std::map<std::string, std::size_t> SimulatedHealthDevice::objectsDeliveredToHostApp() const {
-  return state_->objectsDeliveredToHostApp();
-}
-
 std::set<NSUUID> SimulatedHealthDevice::identifiersDeliveredToHostApp() const {
   return state_->identifiersDeliveredToHostApp();
 }

@@ -279,17 +279,11 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvo
   return result;
 }
 
-void DeviceState::recordDelivery(const std::string& reader, const std::string& typeIdentifier,
+void DeviceState::recordDelivery(const std::string& reader,
                                  const std::vector<std::shared_ptr<const HKSample>>& samples) {
-  if (reader != hostBundle_ || samples.empty()) return;
+  if (reader != hostBundle_) return;
   std::lock_guard<std::mutex> lock(deliveriesMutex_);
-  deliveries_[typeIdentifier] += samples.size();
   for (const auto& sample : samples) delivered_.insert(sample->UUID());
-}
-
-std::map<std::string, std::size_t> DeviceState::objectsDeliveredToHostApp() const {
-  std::lock_guard<std::mutex> lock(deliveriesMutex_);
-  return deliveries_;
 }
 
 std::set<NSUUID> DeviceState::identifiersDeliveredToHostApp() const {

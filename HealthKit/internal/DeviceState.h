@@ -133,11 +133,9 @@ class DeviceState {
 
   // --- Objects handed to apps ---
 
-  // Counts the objects of the type that a sample or anchored query gave `reader`, and notes
-  // which they were.
-  void recordDelivery(const std::string& reader, const std::string& typeIdentifier,
+  // Notes the objects that a sample or anchored query gave `reader`.
+  void recordDelivery(const std::string& reader,
                       const std::vector<std::shared_ptr<const HKSample>>& samples);
-  std::map<std::string, std::size_t> objectsDeliveredToHostApp() const;
   std::set<NSUUID> identifiersDeliveredToHostApp() const;
 
  private:
@@ -162,9 +160,8 @@ class DeviceState {
   std::mutex wakesMutex_;                                      // guards wakes_
   std::map<std::pair<std::string, std::string>, Wake> wakes_;  // the latest, by (bundle, type)
 
-  mutable std::mutex deliveriesMutex_;             // guards deliveries_ and delivered_
-  std::map<std::string, std::size_t> deliveries_;  // to the host app, by type identifier
-  std::set<NSUUID> delivered_;                     // every object handed to the host app
+  mutable std::mutex deliveriesMutex_;  // guards delivered_
+  std::set<NSUUID> delivered_;          // every object handed to the host app
 
   mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_
   std::shared_ptr<NSCalendar> calendar_;

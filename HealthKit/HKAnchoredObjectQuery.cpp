@@ -104,7 +104,7 @@ void HKAnchoredObjectQuery::report(const platform::healthkit::QueryExecution& ex
   std::vector<std::shared_ptr<const HKDeletedObject>> deleted;
   deleted.reserve(changes.deleted.size());
   for (const auto& deletion : changes.deleted) deleted.push_back(deletion.deleted);
-  execution.state().recordDelivery(execution.reader, objectType()->identifier(), samples.size());
+  execution.state().recordDelivery(execution.reader, samples);
   if (handler) {
     handler(self, std::move(samples), std::move(deleted),
             HKQueryAnchor::anchorFromValue(changes.newAnchor), nullptr);

@@ -44,6 +44,6 @@ void HKSampleQuery::run(const platform::healthkit::QueryExecution& execution) {
     }
   }
   finish(execution);
-  execution.state().recordDelivery(execution.reader, objectType()->identifier(), samples.size());
+  execution.state().recordDelivery(execution.reader, samples);
   if (resultsHandler_) resultsHandler_(self, std::move(samples), error);
 }

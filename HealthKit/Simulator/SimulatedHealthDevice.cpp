@@ -107,8 +107,8 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> SimulatedHealthDevice::ob
   return state_->observerInvocations();
 }
 
-std::map<std::string, std::size_t> SimulatedHealthDevice::objectsDeliveredToHostApp() const {
-  return state_->objectsDeliveredToHostApp();
+std::set<NSUUID> SimulatedHealthDevice::identifiersDeliveredToHostApp() const {
+  return state_->identifiersDeliveredToHostApp();
 }
 
 std::chrono::nanoseconds SimulatedHealthDevice::queryAnswerTime() const {

@@ -25,12 +25,14 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "Foundation/NSCalendar.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/NSTimeZone.h"
+#include "Foundation/NSUUID.h"
 #include "HealthKit/HKHealthStore.h"
 #include "HealthKit/Simulator/ScriptedHealthUser.h"
 
@@ -127,9 +129,9 @@ class SimulatedHealthDevice : public std::enable_shared_from_this<SimulatedHealt
   };
   std::vector<ObserverInvocation> observerInvocations() const;
 
-  // How many objects of each type (by identifier) the host app's sample and anchored queries
-  // have handed it; an object read twice counts twice. Statistics hand over no objects.
-  std::map<std::string, std::size_t> objectsDeliveredToHostApp() const;
+  // The UUIDs of the objects the host app's sample and anchored queries have handed it, each
+  // once however often it was read. Statistics hand over no objects.
+  std::set<NSUUID> identifiersDeliveredToHostApp() const;
 
   // CPU time HealthKit's worker threads have spent answering this device's queries so far:
   // reading and filtering the database, sorting and computing statistics. Summed over threads,

@@ -279,16 +279,16 @@ std::vector<SimulatedHealthDevice::ObserverInvocation> DeviceState::observerInvo
   return result;
 }
 
-void DeviceState::recordDelivery(const std::string& reader, const std::string& typeIdentifier,
-                                 std::size_t count) {
-  if (reader != hostBundle_ || count == 0) return;
+void DeviceState::recordDelivery(const std::string& reader,
+                                 const std::vector<std::shared_ptr<const HKSample>>& samples) {
+  if (reader != hostBundle_) return;
   std::lock_guard<std::mutex> lock(deliveriesMutex_);
-  deliveries_[typeIdentifier] += count;
+  for (const auto& sample : samples) delivered_.insert(sample->UUID());
 }
 
-std::map<std::string, std::size_t> DeviceState::objectsDeliveredToHostApp() const {
+std::set<NSUUID> DeviceState::identifiersDeliveredToHostApp() const {
   std::lock_guard<std::mutex> lock(deliveriesMutex_);
-  return deliveries_;
+  return delivered_;
 }
 
 }  // namespace platform::healthkit

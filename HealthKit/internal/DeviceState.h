@@ -17,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,9 @@
 #include "Foundation/NSCalendar.h"
 #include "Foundation/NSError.h"
 #include "Foundation/NSPredicate.h"
+#include "Foundation/NSUUID.h"
 #include "HealthKit/HKHealthStore.h"
+#include "HealthKit/HKSample.h"
 #include "HealthKit/Simulator/ScriptedHealthUser.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/HealthDatabase.h"
@@ -130,10 +133,10 @@ class DeviceState {
 
   // --- Objects handed to apps ---
 
-  // Counts `count` objects of the type that a sample or anchored query gave `reader`.
-  void recordDelivery(const std::string& reader, const std::string& typeIdentifier,
-                      std::size_t count);
-  std::map<std::string, std::size_t> objectsDeliveredToHostApp() const;
+  // Notes the objects that a sample or anchored query gave `reader`.
+  void recordDelivery(const std::string& reader,
+                      const std::vector<std::shared_ptr<const HKSample>>& samples);
+  std::set<NSUUID> identifiersDeliveredToHostApp() const;
 
  private:
   const std::shared_ptr<const HKSourceRevision> hostRevision_;
@@ -157,8 +160,8 @@ class DeviceState {
   std::mutex wakesMutex_;                                      // guards wakes_
   std::map<std::pair<std::string, std::string>, Wake> wakes_;  // the latest, by (bundle, type)
 
-  mutable std::mutex deliveriesMutex_;             // guards deliveries_
-  std::map<std::string, std::size_t> deliveries_;  // to the host app, by type identifier
+  mutable std::mutex deliveriesMutex_;  // guards delivered_
+  std::set<NSUUID> delivered_;          // every object handed to the host app
 
   mutable std::mutex settingsMutex_;  // guards calendar_, earliest_, fireOnExecute_, priorities_
   std::shared_ptr<NSCalendar> calendar_;

@@ -6,12 +6,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
+#include <vector>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
 #include "OutboxJSONLines.h"
@@ -19,6 +22,7 @@
 #include "support/TemporaryDirectory.h"
 #include "tools/OstrandTools/ExportTimeZone.h"
 #include "tools/OstrandTools/Replay.h"
+#include "tools/OstrandTools/ReplayRecordOrigins.h"
 
 namespace {
 
@@ -40,31 +44,31 @@ struct Collected final : AppleHealthExportSink {
 };
 
 // The same objects saved as they happen into a phone driven by hand: installed at `since` with
-// what came before, then every hour the objects that ended in it, the app opened at 07:00 and
-// put away at 23:00 (Berlin), until `until`.
+// what ended before, then every hour the objects that ended before a minute past it, the app
+// acting a minute past the hour, opened at 07:00 and put away at 23:00 (Berlin), until `until`.
 void liveBerlin(const std::string& exportPath, const std::string& database, NSDate since,
                 NSDate until) {
   Collected collected;
   ASSERT_TRUE(AppleHealthExportReader().read(exportPath, collected).succeeded());
   ostrand_tools::SimulatedPhone phone(since);
   phone.setTimeZone(NSTimeZone::timeZoneWithName("Europe/Berlin"));
-  auto saveEndingBy = [&](NSDate moment) {
+  auto saveEndingBefore = [&](NSDate moment) {
     for (auto& [revision, sample] : collected.objects) {
-      if (!sample || moment < sample->endDate()) continue;
+      if (!sample || !(sample->endDate() < moment) || until < sample->endDate()) continue;
       phone.device()->storeForSource(revision)->saveObjects({sample}, nullptr);
       sample.reset();
       ostrand_tools::SimulatedPhone::runUntilIdle();
     }
   };
-  saveEndingBy(since);
+  saveEndingBefore(since);
   phone.enterBackground();
   std::ostringstream out;
   ASSERT_TRUE(phone.install(database, std::cerr) && phone.fetchLatestAndHistory(out, std::cerr));
   const auto calendar = phone.device()->calendar();
   for (NSDate hour = since.dateByAddingTimeInterval(3600); !(until < hour);
        hour = hour.dateByAddingTimeInterval(3600)) {
-    phone.clock().set(hour);
-    saveEndingBy(hour);
+    phone.clock().set(hour.dateByAddingTimeInterval(60));
+    saveEndingBefore(hour.dateByAddingTimeInterval(60));
     const long local = calendar->component(NSCalendarUnitHour, hour);
     if (local == 7) {
       phone.enterForeground();
@@ -155,6 +159,124 @@ TEST(Replay, EverySourcesStepsReachTheIntradayMinutes) {
   for (const auto& [minute, value] : latest) steps[minute.first] += value.second;
   EXPECT_THAT(steps, ::testing::UnorderedElementsAre(::testing::Pair(::testing::_, 900.0),
                                                      ::testing::Pair(::testing::_, 500.0)));
+}
+
+// An export's record of a moment of Berlin's winter time ("2026-02-24 15:00").
+std::string exportRecord(const std::string& type, const std::string& source,
+                         const std::string& unit, const std::string& at, const std::string& value) {
+  return " <Record type=\"HKQuantityTypeIdentifier" + type + "\" sourceName=\"" + source +
+         "\" unit=\"" + unit + "\" startDate=\"" + at + ":00 +0100\" endDate=\"" + at +
+         ":00 +0100\" value=\"" + value + "\"/>\n";
+}
+
+std::string bloodPressure(const std::string& at, const std::string& systolic) {
+  return " <Correlation type=\"HKCorrelationTypeIdentifierBloodPressure\" sourceName=\"Cuff\" "
+         "startDate=\"" +
+         at + ":00 +0100\" endDate=\"" + at + ":00 +0100\">\n " +
+         exportRecord("BloodPressureSystolic", "Cuff", "mmHg", at, systolic) + " " +
+         exportRecord("BloodPressureDiastolic", "Cuff", "mmHg", at, "80") + " </Correlation>\n";
+}
+
+std::string water(const std::string& at, const std::string& value, const char* unit = "mL") {
+  return exportRecord("DietaryWater", "MacroTracker", unit, at, value);
+}
+
+std::string bodyMass(const std::string& at, const std::string& kilograms) {
+  return exportRecord("BodyMass", "Scale", "kg", at, kilograms);
+}
+
+// Objects that a type's first fetches read by end date, ending at the hour at which they are
+// saved or the app is opened: the app is handed every one, and the summary blames nothing.
+struct SavedOnTheHour {
+  const char* name;
+  std::string objects;
+  const char* field;  // of the outbox records
+  std::vector<double> values;
+};
+
+class ReplayHandsOver : public ::testing::TestWithParam<SavedOnTheHour> {};
+
+TEST_P(ReplayHandsOver, EveryObjectSavedOnTheHour) {
+  TemporaryDirectory directory;
+  const auto& c = GetParam();
+  const std::string exportPath = directory.file("export.xml");
+  std::ofstream(exportPath) << "<HealthData locale=\"en_US\">\n <ExportDate value=\"2026-03-16 "
+                               "12:00:00 +0100\"/>\n"
+                            << c.objects << "</HealthData>\n";
+  const std::string database = directory.file("replay.sqlite");
+  std::ostringstream out, err;
+  ASSERT_EQ(ostrand_tools::Replay({.exportPath = exportPath,
+                                   .databasePath = database,
+                                   .since = "all",
+                                   .timeZone = "Europe/Berlin"})
+                .run(out, err),
+            0)
+      << err.str();
+  std::vector<double> values;
+  for (const auto& line : testing_support::outboxJSONLines(database)) {
+    const auto record = nlohmann::json::parse(line);
+    if (record.contains(c.field)) values.push_back(record[c.field].get<double>());
+  }
+  std::sort(values.begin(), values.end());
+  ASSERT_EQ(values.size(), c.values.size()) << out.str();
+  for (std::size_t i = 0; i < values.size(); ++i) EXPECT_NEAR(values[i], c.values[i], 1e-6);
+  EXPECT_EQ(out.str().find("never handed"), std::string::npos) << out.str();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FirstFetches, ReplayHandsOver,
+    ::testing::Values(
+        // Glasses logged on the hour, in two units.
+        SavedOnTheHour{"WaterOfTheFirstAfternoon",
+                       water("2026-02-24 10:00", "500") + water("2026-02-24 15:00", "330") +
+                           water("2026-02-25 10:00", "500") +
+                           water("2026-02-25 15:00", "12", "fl_oz_us"),
+                       "water",
+                       {330, 12 * 29.5735295625, 500, 500}},
+        // Weighed at 07:00, as the phone is opened, on three mornings.
+        SavedOnTheHour{"BodyMassOfTheSecondMorning",
+                       bodyMass("2026-02-24 07:00", "70.5") + bodyMass("2026-02-25 07:00", "72") +
+                           bodyMass("2026-03-01 07:00", "71"),
+                       "weight",
+                       {70.5, 71, 72}},
+        // Blood pressure wakes no app in the background: both readings come with the morning
+        // open.
+        SavedOnTheHour{
+            "BloodPressureAtTheMorningOpen",
+            bloodPressure("2026-02-24 06:30", "121") + bloodPressure("2026-02-24 07:00", "127"),
+            "systolic",
+            {121, 127}}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+// The summary tells an object the app was never handed from one the conversion refused.
+TEST(ReplaySummary, SaysWhyEachObjectMadeNoRecord) {
+  const std::string water = "HKQuantityTypeIdentifierDietaryWater";
+  const NSDate since = NSDate::dateWithTimeIntervalSince1970(1771891200);
+  std::vector<ostrand_tools::ReplayTimeline::ReleasedObject> saved;
+  for (double hours : {-30.0, -2.0, 1.0, 2.0, 3.0}) {
+    saved.push_back({NSUUID(), water, since.dateByAddingTimeInterval(hours * 3600)});
+  }
+  // The app was handed the one before --since that the historical fetch read and two later
+  // ones; it made records of the first two.
+  const std::set<NSUUID> handed{saved[1].uuid, saved[2].uuid, saved[3].uuid};
+  ostrand_tools::Records records;
+  for (const auto* object : {&saved[1], &saved[2]}) {
+    records.push_back(OSTRecord::newRecordWithType(OSTRecordTypeNutrition));
+    records.back()->setActivityID(object->uuid.UUIDString());
+  }
+  ostrand_tools::ReplayedTypes types;
+  types.read[water] = 6;
+  types.atInstall[water] = 2;
+  types.whileRunning[water] = 3;
+  types.subscribed.insert(water);
+  ostrand_tools::countObjectFates(saved, records, handed, since, types);
+  std::ostringstream out;
+  ostrand_tools::printReplayedTypes(out, types);
+  EXPECT_NE(out.str().find("6       2       3       3       2  1 never handed to the app; 1 never "
+                           "handed to the app, in HealthKit before --since; 1 handed to the app, "
+                           "refused by the conversion; 1 after --until\n"),
+            std::string::npos)
+      << out.str();
 }
 
 struct BadReplay {

@@ -19,9 +19,30 @@ namespace {
 constexpr double kHour = 3600;
 constexpr long kMorning = 7;  // the user opens the app
 constexpr long kNight = 23;   // the phone is put away
-// A killed replay's app comes back two minutes after its last launch within the hour it was in:
-// past the fetches' one-minute guard, and on a whole minute, as per-minute step counts are laid
-// out from when the last fetch ran.
+// How long after each step of the replay the app acts on it. On a phone HealthKit calls
+// observers and wakes the app a moment after the save that caused it. Here the objects of an
+// hour reach HealthKit at the hour's step, the user opens the app (07:00) or puts it away
+// (23:00) at the step, and the app's fetches, whether HealthKit woke it or the user opened it,
+// run a moment later. Each object counts as saved at its end date, so the step also saves those
+// that end within the moment: when the app fetches, HealthKit holds exactly what ended before
+// that instant, a window read by end date up to the fetch's now holds every object saved so far,
+// and the next window, which starts there, every object saved later.
+// The moment is one whole minute, because
+// - query dates are stored cut to the minute: a fetch on a whole minute stores its own moment,
+//   so the next window starts exactly where this one ended;
+// - per-minute step counts are laid out from when the last fetch ran: on whole minutes they stay
+//   on the clock's minutes, and a minute sent again has the same bounds (a fetch a few seconds
+//   past the hour would shift every minute by those seconds);
+// - the routine and intraday fetches run at most once a minute, counted from when the last one
+//   began: the hours' fetches are an hour apart, a relaunch comes two minutes after the last
+//   fetch (kRelaunchDelay), and the user's morning open shares the wake's moment, so it skips
+//   nothing the wake did not fetch;
+// - every moment follows from the hour alone and stays within it, so a relaunched replay finds
+//   the same moments and saves the same objects in the same batches.
+constexpr double kMoment = 60;
+// A killed replay's app comes back two minutes after its last launch within the hour it was in
+// (the first time, two minutes after the app's moment of that hour): past the fetches' one-minute
+// guard, and on a whole minute, like kMoment.
 constexpr double kRelaunchDelay = 120;
 constexpr int kRelaunchesAHour = 29;  // later ones all come back at the last of these minutes
 
@@ -114,10 +135,13 @@ bool Replay::chooseSpan(std::ostream& err) {
   return true;
 }
 
-bool Replay::release(NSDate until, std::ostream& err) {
+bool Replay::saveEndedBefore(NSDate moment, std::ostream& err) {
   auto& counts = position_.installed ? whileRunning_ : atInstall_;
+  auto& device = *phone_->device();
   std::string error;
-  if (!timeline_.releaseUntil(until, *phone_->device(), counts, error)) {
+  const bool saved = until_ < moment ? timeline_.releaseThrough(until_, device, counts, error)
+                                     : timeline_.releaseBefore(moment, device, counts, error);
+  if (!saved) {
     err << "error: " << error << "\n";
     return false;
   }
@@ -132,7 +156,6 @@ bool Replay::begin(NSDate hour, std::ostream& err) {
     err << "error: " << error << "\n";
     return false;
   }
-  phone_->clock().set(hour);
   return true;
 }
 
@@ -152,7 +175,9 @@ bool Replay::installApp(std::ostream& err) {
 
 bool Replay::installFresh(std::ostream& out, std::ostream& err) {
   position_.installed = false;
-  if (!begin(since_, err) || !release(since_, err)) return false;
+  // The app is installed at `since`, on a phone that holds what ended before then.
+  phone_->clock().set(since_);
+  if (!begin(since_, err) || !saveEndedBefore(since_, err)) return false;
   setAppStateFor(since_);
   if (!installApp(err) || !phone_->fetchLatestAndHistory(out, err)) {
     return false;
@@ -162,17 +187,17 @@ bool Replay::installFresh(std::ostream& out, std::ostream& err) {
 }
 
 bool Replay::rebuildUntil(NSDate hour, std::ostream& err) {
-  // The same release points as the run that stopped there: since, then every hour, then
-  // `until` if it is not on the hour.
+  // The same saves as the run that stopped there: at the install, then every hour, then `until`
+  // if it is not on the hour.
   const bool installed = position_.installed;
   position_.installed = false;
-  bool saved = release(since_, err);
+  bool saved = saveEndedBefore(since_, err);
   position_.installed = installed;
   for (NSDate next = since_.dateByAddingTimeInterval(kHour); saved && !(hour < next);
        next = next.dateByAddingTimeInterval(kHour)) {
-    saved = release(next, err);
+    saved = saveEndedBefore(next.dateByAddingTimeInterval(kMoment), err);
   }
-  return saved && release(hour, err);
+  return saved && (hour == since_ || saveEndedBefore(hour.dateByAddingTimeInterval(kMoment), err));
 }
 
 bool Replay::launch(std::ostream& out, std::ostream& err) {
@@ -211,7 +236,8 @@ bool Replay::launch(std::ostream& out, std::ostream& err) {
   setAppStateFor(hour);
   // The app comes back a little after it was killed, as it would on a phone: a fetch the killed
   // run had begun is not mistaken for one that is still running.
-  phone_->clock().set(hour.dateByAddingTimeInterval(kRelaunchDelay * position_.relaunches));
+  phone_->clock().set(
+      hour.dateByAddingTimeInterval(kMoment + kRelaunchDelay * position_.relaunches));
   auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
   return phone_->relaunch(options_.databasePath, err, std::move(store));
 }
@@ -251,7 +277,10 @@ bool Replay::liveUntil(NSDate end, std::ostream& out, std::ostream& err) {
     const double step = std::floor(now.timeIntervalSinceDate(since_) / kHour) + 1;
     NSDate next = since_.dateByAddingTimeInterval(step * kHour);
     if (end < next) next = end;
-    if (!begin(next, err) || !release(next, err)) return false;
+    const NSDate moment = next.dateByAddingTimeInterval(kMoment);
+    if (!begin(next, err)) return false;
+    phone_->clock().set(moment);
+    if (!saveEndedBefore(moment, err)) return false;
     liveHour(next);
     now = next;
     progress.update(++done, now.description().substr(0, 16));
@@ -271,18 +300,15 @@ ReplayedTypes Replay::replayedTypes(const Records& records) const {
   types.read = timeline_.readByType();
   types.atInstall = atInstall_;
   types.whileRunning = whileRunning_;
-  types.delivered = phone_->device()->objectsDeliveredToHostApp();
-  OSTSampleTypeArray recordPerObject;
   for (const auto& type : SimulatedPhone::typesOfEverySubscriptionSet()) {
     types.subscribed.insert(type->identifier());
     if (OSTHealthKitSubscription::recordTypeForSampleType(*type) == OSTRecordTypeRoutine ||
         OSTHealthKitSubscription::isHeartRateSample(*type)) {
       types.summed.insert(type->identifier());
-    } else {
-      recordPerObject.push_back(type);
     }
   }
-  types.records = recordsByObjectType(phone_->device(), records, recordPerObject);
+  countObjectFates(timeline_.released(), records, phone_->device()->identifiersDeliveredToHostApp(),
+                   since_, types);
   return types;
 }
 

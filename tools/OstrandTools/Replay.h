@@ -6,8 +6,9 @@
 // clock moves hour by hour to `until`. Each object reaches HealthKit at its end date, through
 // the store of the app that wrote it (a correlation or a workout as one object); background
 // delivery wakes the engine as it would on a phone; the phone is in the background from 23:00
-// to 07:00 local time and the user opens the app each morning at 07:00 (fetchLatestData). Days
-// are counted in the person's zone (ExportTimeZone).
+// to 07:00 local time and the user opens the app each morning at 07:00 (fetchLatestData). The
+// app acts a minute after each hour's saves, never at the instant of a save. Days are counted
+// in the person's zone (ExportTimeZone).
 //
 // Restart: ReplayPosition beside the database names the hour last begun. Started again on the
 // same database, the replay rebuilds HealthKit as the killed run left it (the same objects saved
@@ -79,7 +80,8 @@ class Replay {
   bool installFresh(std::ostream& out, std::ostream& err);
   bool installApp(std::ostream& err);
   bool rebuildUntil(NSDate hour, std::ostream& err);
-  bool release(NSDate until, std::ostream& err);
+  // Saves what ended before `moment` and has not been saved, up to `until`.
+  bool saveEndedBefore(NSDate moment, std::ostream& err);
   bool begin(NSDate hour, std::ostream& err);
   void setAppStateFor(NSDate moment);
   void liveHour(NSDate hour);

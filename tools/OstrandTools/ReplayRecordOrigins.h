@@ -1,24 +1,28 @@
 #pragma once
 
-// How many records the objects of each HealthKit type made. A record made from one object (a
-// sample, a correlation or a workout) carries that object's UUID as its activity identifier;
-// HealthKit tells which of the given types holds it. Day records (routine, intraday, heart-rate
-// summaries) are made from many objects and count for no type.
+// What became of each object a replay saved, counted by HealthKit type for the summary: handed
+// to the app by one of its sample or anchored queries (HealthKit notes which objects it handed
+// over), made into a record of its own, or never handed over. A record made from one object (a
+// sample, a correlation or a workout) carries that object's UUID as its activity identifier; day
+// records (routine, intraday, heart-rate summaries) are made from many objects and count for no
+// object.
 //
-// Reads every object of the given types once, as another app would; main thread, between the
-// replay's steps.
+// Stateless; any thread.
 
-#include <map>
-#include <string>
+#include <set>
+#include <vector>
 
-#include "HealthKit/Simulator/SimulatedHealthDevice.h"
-#include "OstrandHealthKit/OSTHealthKitManager.h"
+#include "Foundation/NSUUID.h"
 #include "tools/OstrandTools/OutboxReport.h"
+#include "tools/OstrandTools/ReplayReport.h"
+#include "tools/OstrandTools/ReplayTimeline.h"
 
 namespace ostrand_tools {
 
-std::map<std::string, std::size_t> recordsByObjectType(
-    const std::shared_ptr<platform::SimulatedHealthDevice>& device, const Records& records,
-    const OSTSampleTypeArray& types);
+// Fills `types.handed`, `records`, `neverHandedBeforeSince` and `neverHanded` from the objects
+// saved, the outbox's records and the UUIDs of the objects the app was handed.
+void countObjectFates(const std::vector<ReplayTimeline::ReleasedObject>& saved,
+                      const Records& records, const std::set<NSUUID>& handed, NSDate since,
+                      ReplayedTypes& types);
 
 }  // namespace ostrand_tools

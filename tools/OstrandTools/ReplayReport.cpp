@@ -19,21 +19,22 @@ std::string whyNoRecord(const std::string& type, const ReplayedTypes& types) {
   const std::size_t read = countOf(types.read, type);
   const std::size_t saved = countOf(types.atInstall, type) + countOf(types.whileRunning, type);
   const std::size_t records = countOf(types.records, type);
+  const std::size_t handed = countOf(types.handed, type);
   std::vector<std::string> reasons;
-  if (saved > records) {
-    const std::string count = std::to_string(saved - records);
-    if (types.subscribed.count(type) == 0) {
-      reasons.push_back(count + " type not subscribed");
-    } else if (types.summed.count(type) != 0) {
-      reasons.push_back(count + " made into day records");
-    } else if (countOf(types.delivered, type) == 0 ||
-               saved - records <= countOf(types.atInstall, type)) {
-      reasons.push_back(count + " before --since, older than the first fetches read");
-    } else {
-      reasons.push_back(count + " read by the app, refused by the conversion");
-    }
+  auto add = [&reasons](std::size_t count, const char* why) {
+    if (count > 0) reasons.push_back(std::to_string(count) + " " + why);
+  };
+  if (types.subscribed.count(type) == 0) {
+    add(saved - records, "type not subscribed");
+  } else if (types.summed.count(type) != 0) {
+    add(saved - records, "made into day records");
+  } else {
+    add(countOf(types.neverHanded, type), "never handed to the app");
+    add(countOf(types.neverHandedBeforeSince, type),
+        "never handed to the app, in HealthKit before --since");
+    add(handed > records ? handed - records : 0, "handed to the app, refused by the conversion");
   }
-  if (read > saved) reasons.push_back(std::to_string(read - saved) + " after --until");
+  add(read - saved, "after --until");
   std::string text;
   for (const auto& reason : reasons) text += (text.empty() ? "" : "; ") + reason;
   return text;
@@ -43,12 +44,11 @@ std::string whyNoRecord(const std::string& type, const ReplayedTypes& types) {
 
 void printReplayedTypes(std::ostream& out, const ReplayedTypes& types) {
   out << "\nObjects by type: read; in HealthKit at install (before --since); saved while the app "
-         "ran; handed to the app (each time a query did); records of their own; why the rest made "
-         "none:\n";
+         "ran; handed to the app by its queries; records of their own; why the rest made none:\n";
   for (const auto& [type, count] : types.read) {
     out << "  " << std::left << std::setw(52) << type << std::right;
     for (const auto* column :
-         {&types.read, &types.atInstall, &types.whileRunning, &types.delivered, &types.records}) {
+         {&types.read, &types.atInstall, &types.whileRunning, &types.handed, &types.records}) {
       out << std::setw(8) << countOf(*column, type);
     }
     const std::string why = whyNoRecord(type, types);

@@ -3,7 +3,8 @@
 // ReplayReport: what a replay prints at the end, besides the outbox summary: per HealthKit type,
 // what happened to the objects read (in HealthKit when the app was installed, saved while it
 // ran, handed to the app by its queries, made into a record of their own) and why the others
-// made none; and the records the outbox holds per month and kind.
+// made none (never handed to the app, or handed and refused by the conversion); and the records
+// the outbox holds per month and kind.
 //
 // Stateless functions; any thread.
 
@@ -21,11 +22,13 @@ namespace ostrand_tools {
 using TypeCounts = std::map<std::string, std::size_t>;  // by type identifier
 
 struct ReplayedTypes {
-  TypeCounts read;          // from the export
-  TypeCounts atInstall;     // in HealthKit before the app was installed
-  TypeCounts whileRunning;  // saved while the app ran
-  TypeCounts delivered;     // handed to the app by its sample and anchored queries
-  TypeCounts records;       // records made from one object each
+  TypeCounts read;                    // from the export
+  TypeCounts atInstall;               // in HealthKit before the app was installed
+  TypeCounts whileRunning;            // saved while the app ran
+  TypeCounts handed;                  // objects its sample and anchored queries handed the app
+  TypeCounts records;                 // objects that made a record of their own
+  TypeCounts neverHandedBeforeSince;  // never handed, in HealthKit at install
+  TypeCounts neverHanded;             // never handed, saved while the app ran
   std::set<std::string> subscribed;
   std::set<std::string> summed;  // made into day records (routine, intraday, heart-rate days)
 };

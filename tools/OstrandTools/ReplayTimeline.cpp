@@ -39,12 +39,24 @@ std::optional<NSDate> ReplayTimeline::nextEndDate() const {
   return entries_[next_].end;
 }
 
-bool ReplayTimeline::releaseUntil(NSDate end, platform::SimulatedHealthDevice& device,
-                                  Counts& released, std::string& error) {
+bool ReplayTimeline::releaseBefore(NSDate moment, platform::SimulatedHealthDevice& device,
+                                   Counts& released, std::string& error) {
+  return release(moment, false, device, released, error);
+}
+
+bool ReplayTimeline::releaseThrough(NSDate end, platform::SimulatedHealthDevice& device,
+                                    Counts& released, std::string& error) {
+  return release(end, true, device, released, error);
+}
+
+bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
+                             platform::SimulatedHealthDevice& device, Counts& released,
+                             std::string& error) {
   // Each app saves its own objects, in time order; apps in the order they were first read.
   std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> bySource;
-  for (; next_ < entries_.size() && !(end < entries_[next_].end); ++next_) {
+  for (; next_ < entries_.size(); ++next_) {
     auto& entry = entries_[next_];
+    if (boundIncluded ? bound < entry.end : !(entry.end < bound)) break;
     ++released[entry.sample->sampleType()->identifier()];
     bySource[entry.source].push_back(std::move(entry.sample));
   }
@@ -57,6 +69,10 @@ bool ReplayTimeline::releaseUntil(NSDate end, platform::SimulatedHealthDevice& d
   std::vector<std::shared_ptr<const NSError>> refused(bySource.size());
   std::size_t position = 0;
   for (auto& [index, objects] : bySource) {
+    for (const auto& object : objects) {
+      const auto& sample = static_cast<const HKSample&>(*object);
+      released_.push_back({sample.UUID(), sample.sampleType()->identifier(), sample.endDate()});
+    }
     auto& source = sources_[index];
     if (!source.store) source.store = device.storeForSource(source.revision);
     source.store->saveObjects(objects, [&refused, position](bool, auto failure) {

@@ -2,15 +2,16 @@
 
 // ReplayTimeline: a person's export as the moments its apps saved each object. The export
 // reader hands it every sample, correlation and workout (it is the reader's sink); finish()
-// orders them by end date, and releaseUntil() saves into the simulated device, through the
-// store of the app that wrote it, everything that ends by a given moment. Each object is held
-// once: here until it is released, in the device afterwards.
+// orders them by end date, and releaseBefore() / releaseThrough() save into the simulated
+// device, through the store of the app that wrote it, everything that ends before (or by) a
+// given moment. Each object is held once: here until it is released, in the device afterwards;
+// the timeline keeps only which objects it released (released()), for the replay's summary.
 //
 // Releasing is deterministic: the same export released at the same moments gives the same
 // objects the same anchors, so a relaunched replay can rebuild HealthKit as a killed one left it
 // and the anchors the app stored stay valid.
 //
-// Used by the replay on the main thread; releaseUntil() drives the queues until idle.
+// Used by the replay on the main thread; releasing drives the queues until idle.
 
 #include <cstddef>
 #include <map>
@@ -45,12 +46,24 @@ class ReplayTimeline final : public AppleHealthExportSink {
   // The end date of the next object not yet released.
   std::optional<NSDate> nextEndDate() const;
 
-  // Saves every object not yet released that ends at or before `end` into `device`, each app's
-  // objects through that app's store, and counts them into `released`. The app runs only
-  // once HealthKit has saved and announced all of them, however many of the saves wake it. False
-  // when a store refused them (`error` says why).
-  bool releaseUntil(NSDate end, platform::SimulatedHealthDevice& device, Counts& released,
-                    std::string& error);
+  // Saves every object not yet released that ends before `moment` into `device`, each app's
+  // objects through that app's store, and counts them into `released`. The app runs only once
+  // HealthKit has saved and announced all of them, however many of the saves wake it. False when
+  // a store refused them (`error` says why).
+  bool releaseBefore(NSDate moment, platform::SimulatedHealthDevice& device, Counts& released,
+                     std::string& error);
+  // The same for the objects that end at or before `end`.
+  bool releaseThrough(NSDate end, platform::SimulatedHealthDevice& device, Counts& released,
+                      std::string& error);
+
+  // An object saved into the device, as the summary needs it.
+  struct ReleasedObject {
+    NSUUID uuid;
+    std::string type;  // identifier
+    NSDate end;
+  };
+  // Every object released so far, in the order it was saved.
+  const std::vector<ReleasedObject>& released() const { return released_; }
 
  private:
   struct Entry {
@@ -63,7 +76,11 @@ class ReplayTimeline final : public AppleHealthExportSink {
     std::shared_ptr<HKHealthStore> store;  // made on first release
   };
 
+  bool release(NSDate bound, bool boundIncluded, platform::SimulatedHealthDevice& device,
+               Counts& released, std::string& error);
+
   std::vector<Entry> entries_;
+  std::vector<ReleasedObject> released_;
   std::vector<Source> sources_;
   std::map<std::string, std::size_t> sourceIndex_;  // by the revision's description
   std::set<NSUUID> removed_;

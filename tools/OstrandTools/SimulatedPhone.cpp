@@ -5,6 +5,7 @@
 #include "Foundation/Platform/DispatchRuntime.h"
 #include "HealthKit/UIKit/UIApplication.h"
 #include "HealthKit/UIKit/UIDevice.h"
+#include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/OSTCachedValue.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "tools/OstrandTools/OutboxReport.h"
@@ -32,12 +33,16 @@ SimulatedPhone::~SimulatedPhone() {
   session_->endSession();
   platform::SimulatedHealthDevice::setCurrent(nullptr);
   UIApplication::sharedApplication()->reset();
+  ost_gregorianCalendar()->setTimeZone(nullptr);
   platform::Environment::shared().reset();
 }
 
 void SimulatedPhone::setTimeZone(const std::shared_ptr<NSTimeZone>& zone) {
   platform::Environment::shared().setTimeZone(zone);
   device_->setTimeZone(zone);
+  // The engine's calendar takes the zone the app starts in and keeps it, as on a phone; an app
+  // started here starts in `zone`, whatever an earlier phone of this process was set to.
+  ost_gregorianCalendar()->setTimeZone(zone);
   OSTResetCachedValuesForTesting();
 }
 

@@ -78,14 +78,21 @@ void HKAnchoredObjectQuery::report(const platform::healthkit::QueryExecution& ex
     return;
   }
   platform::healthkit::HealthDatabase::Changes changes;
+  std::vector<std::shared_ptr<const HKSample>> samples;
   std::shared_ptr<const NSError> failure;
   {
     platform::healthkit::QueryAnswerTimer timer(execution.state());
     try {
+      const auto access = execution.state().readAccess(execution.reader);
       changes = execution.state().database().changesSince(
           objectType()->identifier(), position_, limit,
           platform::healthkit::dateBoundsOf(predicate()),
-          execution.state().readFilter(execution.reader, predicate()));
+          platform::healthkit::DeviceState::readFilter(access, predicate()));
+      samples.reserve(changes.added.size());
+      for (const auto& stored : changes.added) {
+        samples.push_back(
+            std::dynamic_pointer_cast<const HKSample>(access->shown(stored.object, *stored.owner)));
+      }
     } catch (const std::exception& error) {
       failure = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, error.what());
     }
@@ -96,11 +103,6 @@ void HKAnchoredObjectQuery::report(const platform::healthkit::QueryExecution& ex
   }
   position_ = changes.newAnchor;
   if (!always && changes.added.empty() && changes.deleted.empty()) return;
-  std::vector<std::shared_ptr<const HKSample>> samples;
-  samples.reserve(changes.added.size());
-  for (const auto& stored : changes.added) {
-    samples.push_back(std::dynamic_pointer_cast<const HKSample>(stored.object));
-  }
   std::vector<std::shared_ptr<const HKDeletedObject>> deleted;
   deleted.reserve(changes.deleted.size());
   for (const auto& deletion : changes.deleted) deleted.push_back(deletion.deleted);

@@ -80,6 +80,12 @@ std::shared_ptr<HKObject> HKCorrelation::copyObject() const {
   return copy;
 }
 
+HKCorrelation::Pointer HKCorrelation::copyHolding(const Objects& objects) const {
+  std::shared_ptr<HKCorrelation> copy(new HKCorrelation(*this));
+  adopt(copy, objects);
+  return copy;
+}
+
 void HKCorrelation::setSourceRevision(HKSourceRevision::Pointer revision) {
   for (const auto& object : objects_) {
     // The held samples are this correlation's own copies, changed only before it is shared.

@@ -43,9 +43,14 @@ class HKCorrelation : public HKSample {
   std::string className() const override { return "HKCorrelation"; }
 
  private:
+  friend struct HKObjectAccess;  // shows an app only the samples it may read
+
   HKCorrelation(std::shared_ptr<const HKCorrelationType> type, NSDate startDate, NSDate endDate,
                 HKDevice::Pointer device, HKMetadata metadata);
   std::shared_ptr<HKObject> copyObject() const override;
+  // A copy (same UUID, dates, source, device and metadata) that holds only `objects`, some of
+  // this correlation's own.
+  Pointer copyHolding(const Objects& objects) const;
   void setSourceRevision(HKSourceRevision::Pointer revision) override;
   // Holds copies of `objects` that point back to `correlation`.
   static void adopt(const std::shared_ptr<HKCorrelation>& correlation, const Objects& objects);

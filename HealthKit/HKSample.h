@@ -40,6 +40,7 @@ class HKSample : public HKObject {
 
  private:
   friend class HKCorrelation;
+  friend struct HKObjectAccess;  // finds the correlation a sample shown to an app belongs to
 
   std::shared_ptr<const HKSampleType> sampleType_;
   NSDate startDate_;

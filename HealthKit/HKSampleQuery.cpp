@@ -7,6 +7,26 @@
 #include "HealthKit/internal/QueryAnswerTimer.h"
 #include "HealthKit/internal/QueryExecution.h"
 
+namespace {
+
+// Sorts before the objects are shown to the app, so that only those within the limit are shown.
+void sortAndLimit(std::vector<platform::healthkit::StoredObject>& found,
+                  const std::vector<std::shared_ptr<const NSSortDescriptor>>& sortDescriptors,
+                  unsigned long limit) {
+  if (!sortDescriptors.empty()) {
+    std::stable_sort(found.begin(), found.end(), [&](const auto& a, const auto& b) {
+      for (const auto& descriptor : sortDescriptors) {
+        const NSComparisonResult order = descriptor->compareObject(*a.object, *b.object);
+        if (order != NSOrderedSame) return order == NSOrderedAscending;
+      }
+      return false;
+    });
+  }
+  if (limit != HKObjectQueryNoLimit && found.size() > limit) found.resize(limit);
+}
+
+}  // namespace
+
 HKSampleQuery::HKSampleQuery(std::shared_ptr<const HKSampleType> sampleType,
                              std::shared_ptr<const NSPredicate> predicate, unsigned long limit,
                              std::vector<std::shared_ptr<const NSSortDescriptor>> sortDescriptors,
@@ -23,21 +43,16 @@ void HKSampleQuery::run(const platform::healthkit::QueryExecution& execution) {
   if (!error) {
     platform::healthkit::QueryAnswerTimer timer(execution.state());
     try {
-      for (const auto& stored : execution.state().database().objects(
-               objectType()->identifier(), platform::healthkit::dateBoundsOf(predicate()),
-               execution.state().readFilter(execution.reader, predicate()))) {
-        samples.push_back(std::dynamic_pointer_cast<const HKSample>(stored.object));
+      const auto access = execution.state().readAccess(execution.reader);
+      auto found = execution.state().database().objects(
+          objectType()->identifier(), platform::healthkit::dateBoundsOf(predicate()),
+          platform::healthkit::DeviceState::readFilter(access, predicate()));
+      sortAndLimit(found, sortDescriptors_, limit_);
+      samples.reserve(found.size());
+      for (const auto& stored : found) {
+        samples.push_back(
+            std::dynamic_pointer_cast<const HKSample>(access->shown(stored.object, *stored.owner)));
       }
-      if (!sortDescriptors_.empty()) {
-        std::stable_sort(samples.begin(), samples.end(), [this](const auto& a, const auto& b) {
-          for (const auto& descriptor : sortDescriptors_) {
-            const NSComparisonResult order = descriptor->compareObject(*a, *b);
-            if (order != NSOrderedSame) return order == NSOrderedAscending;
-          }
-          return false;
-        });
-      }
-      if (limit_ != HKObjectQueryNoLimit && samples.size() > limit_) samples.resize(limit_);
     } catch (const std::exception& failure) {
       samples.clear();
       error = platform::healthkit::makeHealthKitError(HKErrorInvalidArgument, failure.what());

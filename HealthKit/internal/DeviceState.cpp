@@ -62,32 +62,17 @@ std::optional<std::string> DeviceState::typeNotShared(const std::string& bundle,
   return std::nullopt;
 }
 
-Filter DeviceState::readFilter(const std::string& reader,
-                               std::shared_ptr<const NSPredicate> predicate) const {
-  const bool limited = reader == hostBundle_;
-  std::map<std::string, Permission> permissions;
-  if (limited) {
-    std::lock_guard<std::mutex> lock(permissionsMutex_);
-    permissions = permissions_;
-  }
-  return [limited, reader, permissions = std::move(permissions), predicate = std::move(predicate)](
-             const HKObject& object, const std::string& owner) {
-    auto visible = [&](const std::string& type) {
-      auto found = permissions.find(type);
-      const Permission granted = found == permissions.end() ? Permission{} : found->second;
-      return granted.read == true || (owner == reader && granted.share == true);
-    };
-    // Most objects are plain samples, governed by their own type: no list of types to build.
-    const auto* correlation = dynamic_cast<const HKCorrelation*>(&object);
-    const auto* sample = dynamic_cast<const HKSample*>(&object);
-    if (limited && (!correlation || correlation->objects().empty())) {
-      if (sample && !visible(sample->sampleType()->identifier())) return false;
-    } else if (limited) {
-      for (const std::string& type : governingTypes(object)) {
-        if (!visible(type)) return false;
-      }
-    }
-    return !predicate || predicate->evaluateWithObject(object);
+std::shared_ptr<const ReadAccess> DeviceState::readAccess(const std::string& reader) const {
+  if (reader != hostBundle_) return std::make_shared<const ReadAccess>();
+  std::lock_guard<std::mutex> lock(permissionsMutex_);
+  return std::make_shared<const ReadAccess>(reader, permissions_);
+}
+
+Filter DeviceState::readFilter(std::shared_ptr<const ReadAccess> access,
+                               std::shared_ptr<const NSPredicate> predicate) {
+  return [access = std::move(access), predicate = std::move(predicate)](const HKObject& object,
+                                                                        const std::string& owner) {
+    return access->sees(object, owner) && (!predicate || predicate->evaluateWithObject(object));
   };
 }
 

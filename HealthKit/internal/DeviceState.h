@@ -31,6 +31,7 @@
 #include "HealthKit/Simulator/ScriptedHealthUser.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/internal/HealthDatabase.h"
+#include "HealthKit/internal/ReadAccess.h"
 #include "HealthKit/internal/SharedParts.h"
 
 class HKQuery;
@@ -53,18 +54,21 @@ class DeviceState {
 
   // --- Permissions (only the host app's are limited) ---
 
-  struct Permission {
-    std::optional<bool> read;
-    std::optional<bool> share;
-  };
+  using Permission = ReadAccess::Permission;
   Permission permission(const std::string& bundle, const HKObjectType& type) const;
   void setPermission(const HKObjectType& type, std::optional<bool> read, std::optional<bool> share);
   // The first type whose share permission `bundle` lacks to save or delete the object (a
   // correlation needs its members' types), or nullopt when it has them all.
   std::optional<std::string> typeNotShared(const std::string& bundle, const HKObject& object) const;
-  // What `reader` may see of objects matching `predicate` (nullptr: all): everything when it may
-  // read the type, its own objects when it may only share it, nothing otherwise.
-  Filter readFilter(const std::string& reader, std::shared_ptr<const NSPredicate> predicate) const;
+  // What `reader` may read as of now (see ReadAccess).
+  std::shared_ptr<const ReadAccess> readAccess(const std::string& reader) const;
+  // The objects matching `predicate` (nullptr: all) that the reader sees (ReadAccess::sees).
+  // Queries that hand objects over show each through the same ReadAccess (ReadAccess::shown).
+  static Filter readFilter(std::shared_ptr<const ReadAccess> access,
+                           std::shared_ptr<const NSPredicate> predicate);
+  Filter readFilter(const std::string& reader, std::shared_ptr<const NSPredicate> predicate) const {
+    return readFilter(readAccess(reader), std::move(predicate));
+  }
 
   // --- Background delivery ---
 

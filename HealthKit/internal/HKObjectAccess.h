@@ -2,12 +2,14 @@
 
 // HKObjectAccess: what the store and the importer change on an object that applications cannot:
 // its source revision (set to the saving application's on save) and its UUID (the importer
-// derives stable UUIDs so that loading one export twice gives the same objects), and its device
-// and metadata (the store keeps one copy of each distinct value). Each returns a changed copy; the
-// object itself stays as it was. Internal to HealthKit/.
+// derives stable UUIDs so that loading one export twice gives the same objects), its device
+// and metadata (the store keeps one copy of each distinct value), and the samples a correlation
+// shows (an app sees only those it may read). Each returns a changed copy; the object itself
+// stays as it was. Internal to HealthKit/.
 
 #include <memory>
 
+#include "HealthKit/HKCorrelation.h"
 #include "HealthKit/HKObject.h"
 #include "HealthKit/internal/PackedMetadata.h"
 
@@ -44,5 +46,16 @@ struct HKObjectAccess {
     std::shared_ptr<HKObject> copy = static_cast<const HKObject&>(object).copyObject();
     copy->uuid_ = uuid;
     return std::dynamic_pointer_cast<const T>(std::shared_ptr<const HKObject>(std::move(copy)));
+  }
+
+  // A copy of the correlation holding only `objects`, some of its own samples.
+  static HKCorrelation::Pointer copyHolding(const HKCorrelation& correlation,
+                                            const HKCorrelation::Objects& objects) {
+    return correlation.copyHolding(objects);
+  }
+
+  // The correlation that holds the sample, or nullptr.
+  static HKCorrelation::Pointer correlationOf(const HKSample& sample) {
+    return sample.correlation_.lock();
   }
 };

@@ -26,7 +26,11 @@ TEST_F(HealthStoreTest, CompletionsRunLaterOnAWorkerThread) {
 }
 
 TEST_F(HealthStoreTest, ValidationFailuresSaveNothing) {
-  authorize({stepType()}, {stepType()});
+  auto carbs =
+      HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierDietaryCarbohydrates);
+  auto caffeine = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierDietaryCaffeine);
+  device->user().setShareAllowed(caffeine, false);
+  authorize({stepType(), carbs, caffeine}, {stepType(), carbs});
   auto heartRate = heartRateType();
   auto first = quantitySample(stepType(), 1, at(0), at(1));
   ASSERT_EQ(save(store, {first}), nullptr);
@@ -46,6 +50,13 @@ TEST_F(HealthStoreTest, ValidationFailuresSaveNothing) {
       {"type not authorized",
        {quantitySample(stepType(), 4, at(3), at(4)), quantitySample(heartRate, 60, at(3), at(3))},
        HKErrorAuthorizationNotDetermined},
+      // A meal needs share permission for every sample it holds.
+      {"a sample of a correlation not shared",
+       {HKCorrelation::correlationWithType(
+           HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierFood), at(4),
+           at(4),
+           {quantitySample(carbs, 30, at(4), at(4)), quantitySample(caffeine, 80, at(4), at(4))})},
+       HKErrorAuthorizationDenied},
   };
   for (const Case& c : cases) {
     auto error = save(store, c.batch);
@@ -54,6 +65,7 @@ TEST_F(HealthStoreTest, ValidationFailuresSaveNothing) {
     EXPECT_EQ(error->code(), c.code) << c.name << ": " << error->localizedDescription();
   }
   EXPECT_EQ(samples(stepType()).size(), 1u);
+  EXPECT_TRUE(samples(carbs).empty());
 
   device->user().setShareAllowed(heartRate, false);
   authorize({heartRate}, {});

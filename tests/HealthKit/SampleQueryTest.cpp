@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
+
 #include "Foundation/NSCompoundPredicate.h"
 #include "HealthKit/HKMetadata.h"
 #include "QueryFixture.h"
@@ -83,6 +86,94 @@ TEST_F(SampleQueryTest, LimitsSortsAndFiltersByMetadataAndCorrelation) {
   // Deleting the correlation takes its members with it.
   ASSERT_EQ(remove(store, {samples(bloodPressure, nullptr)[0]}), nullptr);
   EXPECT_EQ(samples(systolic, nullptr).size(), 1u);
+}
+
+// A correlation is shown with the samples the app may read and hidden when it may read none,
+// alike by the sample query, the anchored query and its updates; its samples lead back to it as
+// shown, and observers wake only for what the app sees.
+TEST_F(SampleQueryTest, CorrelationsShowOnlyTheSamplesTheAppMayReadOnEveryPath) {
+  using Members = std::set<std::string>;
+  const std::string carbs = HKQuantityTypeIdentifierDietaryCarbohydrates;
+  const std::string protein = HKQuantityTypeIdentifierDietaryProtein;
+  const std::string caffeine = HKQuantityTypeIdentifierDietaryCaffeine;
+  const auto type = [](const std::string& id) {
+    return HKObjectType::quantityTypeForIdentifier(id);
+  };
+  const auto food = HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierFood);
+  // Reads carbohydrates, protein and systolic pressure; shares caffeine without reading it.
+  authorize({type(caffeine)}, {type(carbs), type(protein), systolicType()});
+  auto meal = [&](const Members& nutrients) {
+    HKCorrelation::Objects members;
+    for (const auto& id : nutrients) members.push_back(quantitySample(type(id), 10, at(0), at(0)));
+    return HKCorrelation::correlationWithType(food, at(0), at(0), members);
+  };
+  const std::string vitaminC = HKQuantityTypeIdentifierDietaryVitaminC;
+  const struct {
+    std::shared_ptr<HKHealthStore> by;
+    HKCorrelation::Pointer correlation;
+    Members shown;  // empty: hidden
+  } cases[] = {
+      {iPhone, meal({carbs, caffeine, vitaminC}), {carbs}},
+      {iPhone, meal({carbs, protein}), {carbs, protein}},
+      {iPhone, meal({caffeine, vitaminC}), {}},
+      {iPhone, meal({caffeine}), {}},         // shared, not read
+      {store, meal({caffeine}), {caffeine}},  // its own
+      {iPhone, bloodPressureReading(at(0), at(0)), {HKQuantityTypeIdentifierBloodPressureSystolic}},
+  };
+
+  using Shown = std::map<std::string, Members>;  // by UUID
+  auto record = [](Shown& into, const std::vector<std::shared_ptr<const HKSample>>& found) {
+    for (const auto& sample : found) {
+      auto& members = into[sample->UUID().UUIDString()];
+      for (const auto& member : std::static_pointer_cast<const HKCorrelation>(sample)->objects()) {
+        members.insert(member->sampleType()->identifier());
+        EXPECT_EQ(member->valueForKey(HKPredicateKeyPathCorrelation).object(), sample);
+      }
+    }
+  };
+  const std::vector<std::shared_ptr<const HKSampleType>> types{food, bloodPressureType()};
+  Shown updated, anchored, queried, expected;
+  for (const auto& correlationType : types) {
+    auto query = std::make_shared<HKAnchoredObjectQuery>(correlationType, nullptr, nullptr,
+                                                         HKObjectQueryNoLimit, nullptr);
+    query->setUpdateHandler([&](auto, auto added, auto, auto, auto) { record(updated, added); });
+    store->executeQuery(query);
+  }
+  std::atomic<int> wakes{0};
+  device->setObserverQueriesFireOnExecute(false);
+  store->executeQuery(std::make_shared<HKObserverQuery>(food, nullptr, [&](auto, auto done, auto) {
+    ++wakes;
+    done();
+  }));
+  runUntilIdle();
+  for (const auto& c : cases) {
+    ASSERT_EQ(save(c.by, {c.correlation}), nullptr);
+    if (!c.shown.empty()) expected[c.correlation->UUID().UUIDString()] = c.shown;
+  }
+  for (const auto& correlationType : types) {
+    record(queried, samples(correlationType));
+    store->executeQuery(std::make_shared<HKAnchoredObjectQuery>(
+        correlationType, nullptr, nullptr, HKObjectQueryNoLimit,
+        [&](auto, auto added, auto, auto, auto) { record(anchored, added); }));
+    runUntilIdle();
+  }
+  EXPECT_EQ(queried, expected);
+  EXPECT_EQ(anchored, expected);
+  EXPECT_EQ(updated, expected);
+  EXPECT_EQ(wakes, 3);  // the meals shown, one save each
+  EXPECT_EQ(device->objectsDeliveredToHostApp()[HKCorrelationTypeIdentifierFood], 3u * 3u);
+
+  // A sample read on its own leads to its meal as shown, which predicates still match.
+  const auto shownMeal =
+      samples(food, HKQuery::predicateForObjectWithUUID(cases[0].correlation->UUID()));
+  ASSERT_EQ(shownMeal.size(), 1u);
+  const auto inMeal = samples(
+      type(carbs),
+      NSPredicate::predicateWithFormat("%K == %@", {HKPredicateKeyPathCorrelation, shownMeal[0]}));
+  ASSERT_EQ(inMeal.size(), 1u);
+  const auto holder = std::static_pointer_cast<const HKCorrelation>(
+      inMeal[0]->valueForKey(HKPredicateKeyPathCorrelation).object());
+  EXPECT_EQ(holder->objects().size(), 1u);
 }
 
 TEST_F(SampleQueryTest, SelectsBySourceAndUUID) {

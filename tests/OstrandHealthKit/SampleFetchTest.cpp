@@ -1,10 +1,12 @@
 // The anchored sample fetch through the simulator, at the edges the end-to-end suites do not
 // reach: a second fetch while a long-running query runs, an empty batch, correlation members,
-// heart rate at a workout's end and a submission the outbox refuses.
+// meals holding nutrients the app may not read, heart rate at a workout's end and a submission
+// the outbox refuses.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <optional>
 
 #include "HealthKit/HKCorrelation.h"
@@ -12,6 +14,7 @@
 #include "OstrandCore/OSTFitness.h"
 #include "OstrandCore/OSTSQLiteStore.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "RecordTestSupport.h"
 #include "support/FaultInjectingStore.h"
 #include "support/LogCapture.h"
@@ -107,6 +110,48 @@ TEST_F(SampleFetchTest, CorrelationMembersAreNotSentAgainButALonePressureIs) {
     // 16 kPa is 120.00984 mmHg.
     EXPECT_NEAR(record->valueForKey("systolic").doubleValue(), isReading ? 120.00984 : 118, 1e-5);
     EXPECT_EQ(record->valueForKey("diastolic"), isReading ? NSAny(82.0) : NSAny());
+  }
+}
+
+// Food apps log many nutrients per meal; the app reads only the basic ones. Each meal still makes
+// one record, of the nutrients the app may read; a meal of none of them makes none.
+TEST_F(SampleFetchTest, MealsWithNutrientsTheAppMayNotReadBecomeRecordsOfTheRest) {
+  ASSERT_TRUE(subscribe(*OSTHealthKitSubscription::sampleTypesForSubscriptionSet(5)));
+  const auto meal = [](NSDate when, std::vector<HKQuantitySample::Pointer> nutrients) {
+    return HKCorrelation::correlationWithType(
+        HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierFood), when, when,
+        HKCorrelation::Objects(nutrients.begin(), nutrients.end()));
+  };
+  const auto breakfast =
+      meal(at(-60), {sample(HKQuantityTypeIdentifierDietaryEnergyConsumed, "kcal", 300, at(-60)),
+                     sample(HKQuantityTypeIdentifierDietaryCarbohydrates, "g", 40, at(-60)),
+                     sample(HKQuantityTypeIdentifierDietaryCaffeine, "mg", 95, at(-60))});
+  const auto lunch =
+      meal(at(-30), {sample(HKQuantityTypeIdentifierDietaryProtein, "g", 25, at(-30)),
+                     sample(HKQuantityTypeIdentifierDietaryVitaminC, "mg", 30, at(-30)),
+                     sample(HKQuantityTypeIdentifierDietaryCaffeine, "mg", 40, at(-30))});
+  const auto coffee =
+      meal(at(-10), {sample(HKQuantityTypeIdentifierDietaryCaffeine, "mg", 60, at(-10)),
+                     sample(HKQuantityTypeIdentifierDietaryVitaminC, "mg", 1, at(-10))});
+  ASSERT_EQ(save(iPhone, {breakfast, lunch, coffee}), nullptr);
+
+  const auto records = outbox();
+  ASSERT_THAT(records, SizeIs(2));
+  const std::map<std::string, std::map<std::string, NSAny>> expected{
+      {breakfast->UUID().UUIDString(),
+       {{"calories", 300.0}, {"carbohydrates", 40.0}, {"protein", NSAny()}}},
+      {lunch->UUID().UUIDString(),
+       {{"calories", NSAny()}, {"carbohydrates", NSAny()}, {"protein", 25.0}}},
+  };
+  for (const auto& record : records) {
+    EXPECT_EQ(record->recordType(), OSTRecordTypeNutrition);
+    const auto values = expected.find(record->activityID().value_or(""));
+    ASSERT_NE(values, expected.end());
+    for (const auto& [key, value] : values->second) {
+      EXPECT_EQ(record->valueForKey(key), value) << key;
+    }
+    EXPECT_EQ(record->extras().count("caffeine"), 0U);
+    EXPECT_EQ(record->extras().count("vitamin_c"), 0U);
   }
 }
 

@@ -33,8 +33,9 @@ SimulatedPhone::~SimulatedPhone() {
   session_->endSession();
   platform::SimulatedHealthDevice::setCurrent(nullptr);
   UIApplication::sharedApplication()->reset();
-  ost_gregorianCalendar()->setTimeZone(nullptr);
   platform::Environment::shared().reset();
+  // Back in the system's zone, now that the environment's is the system's again.
+  ost_gregorianCalendar()->setTimeZone(nullptr);
 }
 
 void SimulatedPhone::setTimeZone(const std::shared_ptr<NSTimeZone>& zone) {

@@ -28,8 +28,7 @@ double HKQuantity::doubleValueForUnit(const HKUnit& unit) const {
                                 unit.unitString() + ": incompatible units");
   }
   if (unit_->isEqual(unit)) return value_;
-  const double coherent = (value_ + unit_->offset_) * unit_->scale_;
-  return coherent / unit.scale_ - unit.offset_;
+  return unit_->convertedValue(value_, unit);
 }
 
 NSComparisonResult HKQuantity::compare(const HKQuantity& other) const {

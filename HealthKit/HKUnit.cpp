@@ -1,6 +1,7 @@
 #include "HealthKit/HKUnit.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -32,6 +33,34 @@ std::string factorText(const HKUnit::Factor& factor, long exponent) {
   if (factor.base == hkMoleBaseUnit()) text += "<" + molarMassText(factor.molarMass) + ">";
   if (exponent != 1) text += "^" + std::to_string(exponent);
   return text;
+}
+
+// The powers of ten a double holds exactly.
+constexpr std::array<double, 23> kExactPowersOfTen = {
+    1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22,
+};
+
+// The factors' spelling with their prefixes taken out, exponents of one base (and molar mass)
+// merged: "g^2/L" for mg·g/dL. Factors come sorted by base first.
+std::string stemOf(const std::vector<HKUnit::Factor>& factors) {
+  std::vector<HKUnit::Factor> merged;
+  for (HKUnit::Factor factor : factors) {
+    factor.prefix = HKMetricPrefixNone;
+    auto same = std::find_if(merged.begin(), merged.end(), [&](const HKUnit::Factor& other) {
+      return other.base == factor.base && other.molarMass == factor.molarMass;
+    });
+    if (same == merged.end()) {
+      merged.push_back(factor);
+    } else {
+      same->exponent += factor.exponent;
+    }
+  }
+  std::string stem;
+  for (const HKUnit::Factor& factor : merged) {
+    if (factor.exponent != 0) stem += factorText(factor, factor.exponent) + " ";
+  }
+  return stem;
 }
 
 // Parsed units are cached by their spelling: the same few unit strings come back for every
@@ -82,6 +111,9 @@ HKUnit::HKUnit(std::vector<Factor> factors) {
   if (factors_.size() == 1 && factors_[0].exponent == 1) {
     offset_ = hkBaseUnit(factors_[0].base).offset;
   }
+  stem_ = stemOf(factors_);
+  for (const Factor& factor : factors_)
+    prefixPower_ += hkPrefixPower(factor.prefix) * factor.exponent;
   if (factors_.empty()) {
     unitString_ = "()";
   } else if (numerator.empty()) {
@@ -222,4 +254,24 @@ HKUnit::Pointer HKUnit::reciprocalUnit() const { return unitRaisedToPower(-1); }
 bool HKUnit::isEqual(const NSObject& other) const {
   const auto* unit = dynamic_cast<const HKUnit*>(&other);
   return unit != nullptr && unit->unitString_ == unitString_;
+}
+
+double HKUnit::convertedValue(double value, const HKUnit& unit) const {
+  if (offset_ == 0 && unit.offset_ == 0 && stem_ == unit.stem_) {
+    // One multiplication or division by an exact power of ten: the nearest double to the result.
+    const long power = prefixPower_ - unit.prefixPower_;
+    const auto steps = static_cast<std::size_t>(std::labs(power));
+    if (steps < kExactPowersOfTen.size()) {
+      return power >= 0 ? value * kExactPowersOfTen[steps] : value / kExactPowersOfTen[steps];
+    }
+  }
+  const double shifted = value + offset_;
+  const double coherent = shifted * scale_;
+  // A value near the ends of the double range can overflow (or vanish) in coherent units although
+  // its result in `unit` is an ordinary number (1e308 lb is 4.5e307 kg): then the two scales are
+  // divided first. Kept for those only, so every other result stays as it always was.
+  if ((std::isinf(coherent) || coherent == 0) && std::isfinite(shifted) && shifted != 0) {
+    return shifted * (scale_ / unit.scale_) - unit.offset_;
+  }
+  return coherent / unit.scale_ - unit.offset_;
 }

@@ -15,6 +15,12 @@
 // "kg/m.s^2" is kg/(m.s^2)), integral powers with '^', and parentheses. Moles carry their molar
 // mass in grams per mole: "mol<180.16>". Conversions between units go through HKQuantity.
 //
+// Units that differ only in their metric prefixes ("mL" and "L", "mg/dL" and "g/L") convert by
+// their power of ten in one step, multiplying or dividing by an exact power of ten, so the result
+// is the double nearest the exact one: 0.5 L is 500 mL, and 500 mL is 0.5 L. Other conversions go
+// through coherent base units and may be off in the last digit; a result beyond the largest
+// double is infinite, but one within it never overflows on the way (1e308 lb is 4.5e307 kg).
+//
 //   auto glucose = HKUnit::unitFromString("mg/dL");
 //   auto molar = HKUnit::moleUnitWithMetricPrefix(HKMetricPrefixMilli, HKUnitMolarMassBloodGlucose)
 //                    ->unitDividedByUnit(*HKUnit::literUnit());
@@ -159,6 +165,9 @@ class HKUnit : public NSObject {
   static Pointer make(std::vector<Factor> factors);
   static Pointer base(std::string_view symbol, HKMetricPrefix prefix = HKMetricPrefixNone);
 
+  // `value` in this unit, read in `unit` of the same dimension (HKQuantity checks that).
+  double convertedValue(double value, const HKUnit& unit) const;
+
   // The unit's value in coherent base units is (x + offset_) * scale_. The offset is non-zero
   // for degC and degF on their own; in products they count as temperature differences.
   double scale_ = 1;
@@ -166,4 +175,8 @@ class HKUnit : public NSObject {
   Dimension dimension_{};
   std::vector<Factor> factors_;  // sorted canonically, one per base, prefix and molar mass
   std::string unitString_;
+  // The unit spelt without its metric prefixes ("g/L" for mg/dL), and the power of ten the
+  // prefixes stand for (-2 for mg/dL): units with equal stems differ by a power of ten only.
+  std::string stem_;
+  long prefixPower_ = 0;
 };

@@ -34,7 +34,8 @@ using IntradayRecordTable = std::map<std::string, std::shared_ptr<OSTIntraDay>>;
 // The per-source minute counts of the intervals that start before `toDate`. The collection also
 // answers the interval containing `toDate`, which starts at `toDate` when the range is whole
 // minutes: it belongs to the next range, so that a range fetched day after day counts each
-// minute in one day only. An interval without steps has no source and adds nothing.
+// minute in one day only. An interval without steps has no source and adds nothing; a minute
+// the record cannot hold is left out (OSTRecord+HealthKit.h).
 IntradayRecordTable intradayRecords(const HKStatisticsCollection& collection, NSDate fromDate,
                                     NSDate toDate) {
   IntradayRecordTable table;
@@ -55,9 +56,11 @@ IntradayRecordTable intradayRecords(const HKStatisticsCollection& collection, NS
             record->setEnd(toDate);
             record->setTimestamp(NSDate::date());
           }
-          if (const auto sum = minute->sumQuantityForSource(*source)) {
-            record->addValue(sum->doubleValueForUnit(*count), minute->startDate(),
-                             minute->endDate());
+          const auto sum = minute->sumQuantityForSource(*source);
+          // A minute the record cannot hold (a sum that overflowed) is left out of the series.
+          const double steps = sum ? sum->doubleValueForUnit(*count) : 0.0;
+          if (sum && fitsRecordNumber(steps)) {
+            record->addValue(steps, minute->startDate(), minute->endDate());
           }
         }
       });

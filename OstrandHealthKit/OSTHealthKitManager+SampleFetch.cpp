@@ -241,7 +241,8 @@ void OSTHealthKitManager::attachHeartRateSamples(const OSTRecordArray& records,
     if (!sample) continue;
     for (std::size_t i = 0; i < records.size(); ++i) {
       const auto workout = std::dynamic_pointer_cast<const OSTFitness>(records[i]);
-      if (!workout || !workout->startTime()) continue;
+      // A workout whose duration its record could not hold has no end to look up to.
+      if (!workout || !workout->startTime() || !workout->duration().isNumber()) continue;
       const NSDate start = *workout->startTime();
       const NSDate end = start.dateByAddingTimeInterval(workout->duration().doubleValue());
       // A sample inside two overlapping workouts counts for the first of them only.

@@ -1,7 +1,16 @@
-// libFuzzer entry point for the export reader: every input is written to a scratch file and read
-// into a fresh simulated device, as export.zip when it starts like a zip archive and as
-// export.xml otherwise. The reader must return (a summary, with or without an error) for every
-// input; a crash, a hang, a leak or a sanitizer report is a finding.
+// libFuzzer entry point for the export reader and the sync engine behind it. Every input is
+// written to a scratch file (export.zip when it starts like a zip archive, export.xml otherwise)
+// and then:
+// 1. read into a fresh simulated device: the reader must return a summary, with or without an
+//    error, for every input;
+// 2. read again into a replay timeline (objects up to a day long, see ReplayableObjects), and
+//    what the reader accepted is lived through on a fresh simulated phone whose app syncs into an
+//    in-memory session: installed an hour before the first object ends and subscribed to the
+//    types the input holds, a few hours in the background with HealthKit waking it as objects
+//    arrive, then opened in the foreground and once more the next day (day summaries). A value
+//    the reader lets through must not make the engine throw: an exception escaping a HealthKit
+//    callback ends the process, which the fuzzer reports.
+// A crash, a hang, a leak or a sanitizer report is a finding.
 //
 // Built only by the `fuzz` preset (scripts/fuzz-export.sh); never part of the normal build.
 
@@ -11,12 +20,30 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
+#include "Foundation/Platform/DispatchRuntime.h"
+#include "Foundation/Platform/ManualClock.h"
+#include "Foundation/Platform/PlatformEnvironment.h"
+#include "Foundation/Platform/SystemLog.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
+#include "HealthKit/UIKit/UIApplication.h"
+#include "OstrandCore/OSTLog.h"
+#include "OstrandCore/OSTSQLiteStore.h"
+#include "OstrandCore/OSTSession.h"
+#include "OstrandHealthKit/OSTCachedValue.h"
+#include "OstrandHealthKit/OSTHealthKitManager.h"
+#include "tools/OstrandTools/ReplayTimeline.h"
 
 namespace {
+
+constexpr double kHour = 3600;
+// Hours lived in the background after the install; then the foreground, then the next day.
+constexpr int kBackgroundHours = 4;
+constexpr double kNextDay = 30 * kHour;
+constexpr double kDay = 24 * kHour;
 
 // One scratch directory per fuzzing process, removed at exit.
 const std::string& scratchDirectory() {
@@ -38,7 +65,142 @@ struct ScratchCleanup {
   }
 };
 
+// Small batches and tokens, so the saver's flushes and the token limit are reached by the small
+// inputs the fuzzer works with.
+AppleHealthExportReader smallReader() {
+  AppleHealthExportReader reader;
+  reader.setBatchSize(3);
+  reader.setMaxTokenBytes(4096);
+  return reader;
+}
+
+void readIntoDevice(const std::string& path) {
+  auto device = platform::SimulatedHealthDevice::create();
+  auto summary = smallReader().read(path, device);
+  // An error must say where: the file it was reading, at least.
+  if (summary.error && (summary.error->file.empty() || summary.error->message.empty())) {
+    std::abort();
+  }
+  device->stopAllQueries();
+}
+
+// A simulated phone whose app links the engine, synced into an in-memory session: a fresh device,
+// clock and session per input, torn down before the next. The app subscribes only to the types
+// the input holds, so an input costs what its own objects cost.
+class FuzzPhone {
+ public:
+  explicit FuzzPhone(NSDate now) : clock_(std::make_shared<platform::ManualClock>(now)) {
+    platform::Environment::shared().setClock(clock_);
+    UIApplication::sharedApplication()->reset();
+    OSTResetCachedValuesForTesting();
+    device_ = platform::SimulatedHealthDevice::create();
+    platform::SimulatedHealthDevice::setCurrent(device_);
+    session_ = OSTSession::sharedInstance();
+    if (session_->startSession("fuzz-user", std::make_unique<OSTSQLiteStore>(":memory:"))) {
+      std::abort();
+    }
+    engine_ = std::make_shared<OSTHealthKitManager>(session_);
+    engine_->setProcessIntraday(true);
+  }
+  ~FuzzPhone() {
+    device_->stopAllQueries();
+    runUntilIdle();
+    engine_.reset();
+    session_->endSession();
+    platform::SimulatedHealthDevice::setCurrent(nullptr);
+    UIApplication::sharedApplication()->reset();
+    platform::Environment::shared().reset();
+  }
+  FuzzPhone(const FuzzPhone&) = delete;
+  FuzzPhone& operator=(const FuzzPhone&) = delete;
+
+  static void runUntilIdle() { platform::DispatchRuntime::shared().runUntilIdle(); }
+
+  // Subscribes to every sample type the timeline read.
+  void subscribe(const ostrand_tools::ReplayTimeline::Counts& read) {
+    OSTSampleTypeArray types;
+    for (const auto& [identifier, count] : read) {
+      auto type = std::dynamic_pointer_cast<const HKSampleType>(
+          HKObjectType::typeForIdentifier(identifier));
+      if (type) types.push_back(std::move(type));
+    }
+    engine_->setSubscriptions(types, nullptr);
+    runUntilIdle();
+  }
+  void setState(UIApplicationState state) {
+    UIApplication::sharedApplication()->setApplicationState(state);
+    runUntilIdle();
+  }
+  void fetchLatestData() {
+    engine_->fetchLatestData();
+    runUntilIdle();
+  }
+  // Saves what ends by `now` as the apps would, and lets the app react.
+  void liveUntil(ostrand_tools::ReplayTimeline& timeline, NSDate now) {
+    clock_->set(now);
+    ostrand_tools::ReplayTimeline::Counts released;
+    std::string error;
+    // A store refusing an object is HealthKit's answer, not a finding; the rest is still lived.
+    (void)timeline.releaseUntil(now, *device_, released, error);
+    runUntilIdle();
+  }
+
+ private:
+  std::shared_ptr<platform::ManualClock> clock_;
+  std::shared_ptr<platform::SimulatedHealthDevice> device_;
+  std::shared_ptr<OSTSession> session_;
+  std::shared_ptr<OSTHealthKitManager> engine_;
+};
+
+// Hands the timeline what the reader accepted, except objects longer than a day: HealthKit's
+// minute statistics (the intraday fetch) spread a sample over every minute it covers, and a
+// year-long sample costs seconds of that under the sanitizers, which the fuzzer would report as a
+// timeout rather than find anything in the engine.
+class ReplayableObjects final : public AppleHealthExportSink {
+ public:
+  explicit ReplayableObjects(ostrand_tools::ReplayTimeline& timeline) : timeline_(timeline) {}
+
+  void add(const HKSourceRevision::Pointer& revision,
+           std::shared_ptr<const HKObject> object) override {
+    const auto* sample = dynamic_cast<const HKSample*>(object.get());
+    if (sample && sample->endDate().timeIntervalSinceDate(sample->startDate()) > kDay) return;
+    timeline_.add(revision, std::move(object));
+  }
+  void remove(const NSUUID& uuid) override { timeline_.remove(uuid); }
+
+ private:
+  ostrand_tools::ReplayTimeline& timeline_;
+};
+
+void replay(const std::string& path) {
+  ostrand_tools::ReplayTimeline timeline;
+  ReplayableObjects objects(timeline);
+  (void)smallReader().read(path, objects);
+  timeline.finish();
+  const auto first = timeline.firstEndDate();
+  if (!first) return;
+
+  const NSDate install = first->dateByAddingTimeInterval(-kHour);
+  FuzzPhone phone(install);
+  phone.subscribe(timeline.readByType());
+  phone.setState(UIApplicationStateBackground);
+  for (int hour = 1; hour <= kBackgroundHours; ++hour) {
+    phone.liveUntil(timeline, install.dateByAddingTimeInterval(hour * kHour));
+  }
+  phone.setState(UIApplicationStateActive);
+  phone.fetchLatestData();
+  phone.liveUntil(timeline, install.dateByAddingTimeInterval(kNextDay));
+  phone.fetchLatestData();
+}
+
 }  // namespace
+
+// The engine's and HealthKit's logging would cost more than the work it reports.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  OSTLog::setLevel(OSTLog::Error);
+  platform::SystemLog::setSink([](const std::string&) {});
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static ScratchCleanup cleanup;
@@ -49,18 +211,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size > 0 && std::fwrite(data, 1, size, file) != size) std::abort();
   std::fclose(file);
 
-  auto device = platform::SimulatedHealthDevice::create();
-  AppleHealthExportReader reader;
-  // Small batches and tokens, so the saver's flushes and the token limit are reached by the
-  // small inputs the fuzzer works with.
-  reader.setBatchSize(3);
-  reader.setMaxTokenBytes(4096);
-  auto summary = reader.read(path, device);
-  if (summary.error) {
-    // An error must say where: the file it was reading, at least.
-    if (summary.error->file.empty() || summary.error->message.empty()) std::abort();
-  }
-  device->stopAllQueries();
+  readIntoDevice(path);
+  replay(path);
   std::remove(path.c_str());
   return 0;
 }

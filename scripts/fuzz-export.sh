@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Fuzzes the Health export reader for a bounded time: scripts/fuzz-export.sh [seconds] (600).
+# Fuzzes the Health export reader, and the sync engine replaying what it read, for a bounded
+# time: scripts/fuzz-export.sh [seconds] (600).
 # Installs clang and its fuzzer runtime when missing, builds the `fuzz` preset, seeds a corpus
 # from the export fixtures (outside the repository; OST_FIXTURES_DIR overrides) and runs
 # libFuzzer on one core. The corpus grows in build/fuzz/corpus across runs; a finding is written

@@ -86,17 +86,18 @@ struct Prefix {
   HKMetricPrefix prefix;
   std::string_view symbol;
   double factor;
+  int power;  // factor == 10^power
 };
 
 // Two-letter prefixes first, so that "dam" is a decametre and "mcg" a microgram.
 constexpr std::array kPrefixes = {
-    Prefix{HKMetricPrefixDeca, "da", 1e1},   Prefix{HKMetricPrefixMicro, "mc", 1e-6},
-    Prefix{HKMetricPrefixPico, "p", 1e-12},  Prefix{HKMetricPrefixNano, "n", 1e-9},
-    Prefix{HKMetricPrefixMilli, "m", 1e-3},  Prefix{HKMetricPrefixCenti, "c", 1e-2},
-    Prefix{HKMetricPrefixDeci, "d", 1e-1},   Prefix{HKMetricPrefixHecto, "h", 1e2},
-    Prefix{HKMetricPrefixKilo, "k", 1e3},    Prefix{HKMetricPrefixMega, "M", 1e6},
-    Prefix{HKMetricPrefixGiga, "G", 1e9},    Prefix{HKMetricPrefixTera, "T", 1e12},
-    Prefix{HKMetricPrefixFemto, "f", 1e-15},
+    Prefix{HKMetricPrefixDeca, "da", 1e1, 1},     Prefix{HKMetricPrefixMicro, "mc", 1e-6, -6},
+    Prefix{HKMetricPrefixPico, "p", 1e-12, -12},  Prefix{HKMetricPrefixNano, "n", 1e-9, -9},
+    Prefix{HKMetricPrefixMilli, "m", 1e-3, -3},   Prefix{HKMetricPrefixCenti, "c", 1e-2, -2},
+    Prefix{HKMetricPrefixDeci, "d", 1e-1, -1},    Prefix{HKMetricPrefixHecto, "h", 1e2, 2},
+    Prefix{HKMetricPrefixKilo, "k", 1e3, 3},      Prefix{HKMetricPrefixMega, "M", 1e6, 6},
+    Prefix{HKMetricPrefixGiga, "G", 1e9, 9},      Prefix{HKMetricPrefixTera, "T", 1e12, 12},
+    Prefix{HKMetricPrefixFemto, "f", 1e-15, -15},
 };
 
 const Prefix* findPrefix(HKMetricPrefix prefix) {
@@ -131,6 +132,11 @@ std::string_view hkPrefixSymbol(HKMetricPrefix prefix) {
 double hkPrefixFactor(HKMetricPrefix prefix) {
   const Prefix* entry = findPrefix(prefix);
   return entry ? entry->factor : 1.0;
+}
+
+int hkPrefixPower(HKMetricPrefix prefix) {
+  const Prefix* entry = findPrefix(prefix);
+  return entry ? entry->power : 0;
 }
 
 bool hkIsValidPrefix(HKMetricPrefix prefix) {

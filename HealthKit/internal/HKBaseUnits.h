@@ -44,6 +44,8 @@ int hkMoleBaseUnit();
 
 std::string_view hkPrefixSymbol(HKMetricPrefix prefix);
 double hkPrefixFactor(HKMetricPrefix prefix);
+// The prefix's power of ten: -3 for milli, 3 for kilo, 0 for none.
+int hkPrefixPower(HKMetricPrefix prefix);
 bool hkIsValidPrefix(HKMetricPrefix prefix);
 
 // What a unit symbol of the grammar names: a base unit ("min", "mmHg"), else a prefix followed

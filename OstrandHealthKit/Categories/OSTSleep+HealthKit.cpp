@@ -1,5 +1,6 @@
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "OstrandHealthKit/Categories/OSTSleep+HealthKit.h"
+#include "OstrandHealthKit/Models/OSTRecord+HealthKit.h"
 
 void setSleepCategorySample(OSTSleep& record, const HKCategorySample& sample) {
   if (!sample.sampleType() ||
@@ -7,6 +8,8 @@ void setSleepCategorySample(OSTSleep& record, const HKCategorySample& sample) {
     return;
   }
   const double duration = sample.endDate().timeIntervalSinceDate(sample.startDate());
+  // Dates far enough apart overflow the difference; the record cannot hold that.
+  if (!fitsRecordNumber(duration)) return;
   switch (sample.value()) {
     case HKCategoryValueSleepAnalysisInBed:
       record.setExtraValue(duration, "in_bed");

@@ -12,5 +12,6 @@
 
 // For a sleep-analysis sample, its duration (end minus start, seconds) by value: 0 in bed ->
 // extras "in_bed", 1 asleep -> totalSleep, 2 awake -> awake. Any other value (3 to 5, the asleep
-// stages newer watches write, included) and any other category type write nothing.
+// stages newer watches write, included) and any other category type write nothing, as does a
+// duration the record cannot hold (OSTRecord+HealthKit.h).
 void setSleepCategorySample(OSTSleep& record, const HKCategorySample& sample);

@@ -12,14 +12,42 @@ std::string dateString(NSDate date) {
   return OSTFormatter::sharedFormatter()->ISO8601DateTimeFormatter()->stringFromDate(date);
 }
 
-// Copies a metadata value to extras as it is, when there is one the extras can hold (a number,
-// boolean or string); anything else is left out rather than thrown on.
+// Copies a metadata value to extras as it is, when there is one the extras can hold (a finite
+// number, a boolean or a string); anything else is left out rather than thrown on.
 void copyMetadataValue(OSTRecord& record, const HKCategorySample& sample,
                        const std::string& metadataKey, const std::string& extrasKey) {
   const HKMetadata metadata = sample.metadata();
   if (!metadata) return;
   const NSAny value = metadata->objectForKey(metadataKey);
-  if (value.isNumber() || value.isString()) record.setExtraValue(value, extrasKey);
+  if ((value.isNumber() && fitsRecordNumber(value.doubleValue())) || value.isString()) {
+    record.setExtraValue(value, extrasKey);
+  }
+}
+
+// A day's heart rate of one source, in count/min; each value only when the record can hold it.
+struct DayHeartRate {
+  std::optional<double> minimum, maximum, average;
+
+  bool empty() const { return !minimum && !maximum && !average; }
+};
+
+std::optional<double> beatsPerMinute(const HKQuantity::Pointer& quantity, const HKUnit& bpm) {
+  const double value = quantity->doubleValueForUnit(bpm);
+  return fitsRecordNumber(value) ? std::optional<double>(value) : std::nullopt;
+}
+
+// The source's day, when the statistics hold all three values in a heart-rate unit.
+std::optional<DayHeartRate> dayHeartRate(const HKStatistics& day, const HKSource& source,
+                                         const HKUnit& bpm) {
+  const auto minimum = day.minimumQuantityForSource(source);
+  const auto maximum = day.maximumQuantityForSource(source);
+  const auto average = day.averageQuantityForSource(source);
+  if (!minimum || !maximum || !average || !minimum->isCompatibleWithUnit(bpm) ||
+      !maximum->isCompatibleWithUnit(bpm) || !average->isCompatibleWithUnit(bpm)) {
+    return std::nullopt;
+  }
+  return DayHeartRate{beatsPerMinute(minimum, bpm), beatsPerMinute(maximum, bpm),
+                      beatsPerMinute(average, bpm)};
 }
 
 }  // namespace
@@ -149,19 +177,15 @@ std::vector<std::shared_ptr<OSTBiometrics>> heartRateRecordsFromStatistics(
     for (const auto& [day, dayStatistics] : days) {
       if (!dayStatistics) continue;
       for (const auto& source : dayStatistics->sources()) {
-        const auto minimum = dayStatistics->minimumQuantityForSource(*source);
-        const auto maximum = dayStatistics->maximumQuantityForSource(*source);
-        const auto average = dayStatistics->averageQuantityForSource(*source);
-        if (!minimum || !maximum || !average || !minimum->isCompatibleWithUnit(*bpm) ||
-            !maximum->isCompatibleWithUnit(*bpm) || !average->isCompatibleWithUnit(*bpm)) {
-          continue;
-        }
+        if (!source) continue;
+        const auto values = dayHeartRate(*dayStatistics, *source, *bpm);
+        if (!values || values->empty()) continue;
         OSTBiometrics& record = recordFor(heartRateKeyFromDate(day, *source));
         setHealthKitSource(record, *source);
         record.setTimestamp(day);
-        record.setMinHeartRate(minimum->doubleValueForUnit(*bpm));
-        record.setMaxHeartRate(maximum->doubleValueForUnit(*bpm));
-        record.setAverageHeartRate(average->doubleValueForUnit(*bpm));
+        if (values->minimum) record.setMinHeartRate(*values->minimum);
+        if (values->maximum) record.setMaxHeartRate(*values->maximum);
+        if (values->average) record.setAverageHeartRate(*values->average);
       }
     }
   }

@@ -56,9 +56,10 @@ void setBiometricsCategorySample(OSTBiometrics& record, const HKCategorySample& 
 // its record through setHealthKitSource and setHealthKitSample (a later sample of one type
 // overwrites an earlier one; the timestamp is the last sample's start); then, per day and source
 // of the statistics, min/max/average heart rate in count/min, unrounded, with the timestamp set
-// to the day's start. A source lacking any of the three is skipped for that day. Entries that are
-// not quantity samples, and null statistics, are skipped. Fresh records on every call, in key
-// order.
+// to the day's start. A source lacking any of the three is skipped for that day; a value the
+// record cannot hold is left out, and a source none of whose three values it can hold is skipped
+// for that day (OSTRecord+HealthKit.h). Entries that are not quantity samples, and null
+// statistics, are skipped. Fresh records on every call, in key order.
 std::vector<std::shared_ptr<OSTBiometrics>> heartRateRecordsFromStatistics(
     const std::vector<OSTDayHeartRateStatistics>& statistics,
     const std::vector<std::shared_ptr<const HKSample>>& samples);

@@ -16,8 +16,9 @@ std::shared_ptr<const OSTHealthKitKeyPaths> diabetesHealthKitKeyPaths() {
 }
 
 std::optional<std::string> insulinTypeForDeliveryReason(const NSAny& reason) {
-  if (!reason.isNumber()) return std::nullopt;
-  switch (reason.integerValue()) {
+  const auto number = recordIntegerValue(reason);
+  if (!number) return std::nullopt;
+  switch (*number) {
     case HKInsulinDeliveryReasonBolus:
       return "bolus";
     case HKInsulinDeliveryReasonBasal:

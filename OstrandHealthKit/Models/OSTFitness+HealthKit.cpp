@@ -5,9 +5,11 @@
 
 namespace {
 
-// The total in `unit`; 0 when the workout reports none.
-double totalIn(const HKQuantity::Pointer& total, const HKUnit& unit) {
-  return total && total->isCompatibleWithUnit(unit) ? total->doubleValueForUnit(unit) : 0.0;
+// The total in `unit`: 0 when the workout reports none, nullopt when the record cannot hold it.
+std::optional<double> totalIn(const HKQuantity::Pointer& total, const HKUnit& unit) {
+  if (!total || !total->isCompatibleWithUnit(unit)) return 0.0;
+  const double value = total->doubleValueForUnit(unit);
+  return fitsRecordNumber(value) ? std::optional<double>(value) : std::nullopt;
 }
 
 }  // namespace
@@ -29,9 +31,13 @@ std::shared_ptr<const OSTHealthKitKeyPaths> fitnessHealthKitKeyPaths() {
 
 void setFitnessWorkout(OSTFitness& record, const HKWorkout& workout) {
   record.setType(OSTHealthKitSubscription::workoutActivityForType(workout.workoutActivityType()));
-  record.setDistance(totalIn(workout.totalDistance(), *HKUnit::meterUnit()));
-  record.setCalories(totalIn(workout.totalEnergyBurned(), *HKUnit::kilocalorieUnit()));
-  record.setDuration(workout.duration());
+  if (const auto distance = totalIn(workout.totalDistance(), *HKUnit::meterUnit())) {
+    record.setDistance(*distance);
+  }
+  if (const auto calories = totalIn(workout.totalEnergyBurned(), *HKUnit::kilocalorieUnit())) {
+    record.setCalories(*calories);
+  }
+  if (fitsRecordNumber(workout.duration())) record.setDuration(workout.duration());
   record.setStartTime(workout.startDate());
   if (workout.workoutActivityType() != HKWorkoutActivityTypeSwimming) return;
 

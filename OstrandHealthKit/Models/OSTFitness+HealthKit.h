@@ -22,5 +22,6 @@ std::shared_ptr<const OSTHealthKitKeyPaths> fitnessHealthKitKeyPaths();
 // type = the activity's name (OSTHealthKitSubscription::workoutActivityForType); distance and
 // calories = the workout's totals in m and kcal, 0 when it reports none; duration; startTime. A
 // swimming workout also writes its stroke count, rounded, to "swimming_stroke_count" (0 when it
-// reports none); other activities never do. The end date is not written.
+// reports none); other activities never do. The end date is not written. A total or duration
+// the record cannot hold (OSTRecord+HealthKit.h) is left unset; the rest is written.
 void setFitnessWorkout(OSTFitness& record, const HKWorkout& workout);

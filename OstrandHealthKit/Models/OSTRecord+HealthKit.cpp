@@ -60,21 +60,29 @@ HKQuantity::Pointer metadataQuantity(const HKMetadata& metadata, const std::stri
   return quantity && quantity->isCompatibleWithUnit(unit) ? quantity : nullptr;
 }
 
+// The quantity's value in `unit` into the extra, when the record can hold it.
+void setQuantityExtra(OSTRecord& record, const HKQuantity::Pointer& quantity, const HKUnit& unit,
+                      std::string_view key) {
+  if (!quantity) return;
+  const double value = quantity->doubleValueForUnit(unit);
+  if (fitsRecordNumber(value)) record.setExtraValue(value, key);
+}
+
 void setWeather(OSTRecord& record, const HKMetadata& metadata) {
   const NSAny condition = metadata->objectForKey(HKMetadataKeyWeatherCondition);
   if (condition.isNumber()) {
-    record.setExtraValue(weatherConditionString(condition.integerValue()), kOSTWeatherConditionKey);
+    // A number no integer holds names no condition either.
+    record.setExtraValue(weatherConditionString(recordIntegerValue(condition).value_or(-1)),
+                         kOSTWeatherConditionKey);
   }
   // Built once: this runs for every record, and most samples carry no weather at all.
   static const auto celsius = HKUnit::degreeCelsiusUnit();
-  if (auto temperature = metadataQuantity(metadata, HKMetadataKeyWeatherTemperature, *celsius)) {
-    record.setExtraValue(temperature->doubleValueForUnit(*celsius), kOSTWeatherTemperatureKey);
-  }
+  setQuantityExtra(record, metadataQuantity(metadata, HKMetadataKeyWeatherTemperature, *celsius),
+                   *celsius, kOSTWeatherTemperatureKey);
   // Humidity stays HealthKit's fraction (0.45 for 45 %): unlike setQuantity, no factor of 100.
   static const auto percent = HKUnit::percentUnit();
-  if (auto humidity = metadataQuantity(metadata, HKMetadataKeyWeatherHumidity, *percent)) {
-    record.setExtraValue(humidity->doubleValueForUnit(*percent), kOSTWeatherHumidityKey);
-  }
+  setQuantityExtra(record, metadataQuantity(metadata, HKMetadataKeyWeatherHumidity, *percent),
+                   *percent, kOSTWeatherHumidityKey);
 }
 
 // Workouts and mindful sessions recorded by a watch: only bundle identifiers that continue past
@@ -254,13 +262,9 @@ void setHealthKitSource(OSTRecord& record, const HKSource& source) {
   setSourceApps(record, source);
 }
 
-void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantityType& type,
-                 const HKUnit& unit) {
-  const auto keyPaths = healthKitKeyPaths(record);
-  if (!keyPaths) return;
-  const auto entry = keyPaths->find(type.identifier());
-  if (entry == keyPaths->end() || !quantity.isCompatibleWithUnit(unit)) return;
-
+std::optional<double> recordValueForQuantity(const HKQuantity& quantity, const HKQuantityType& type,
+                                             const HKUnit& unit) {
+  if (!quantity.isCompatibleWithUnit(unit)) return std::nullopt;
   // Counts are whole, except the body-mass index, which HealthKit also reads as a count.
   const bool round =
       unit.unitString() == "count" && type.identifier() != HKQuantityTypeIdentifierBodyMassIndex;
@@ -268,15 +272,37 @@ void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantity
   if (round) value = std::round(value);  // halves away from zero
   // HealthKit's percent is a fraction; records keep percentages.
   if (unit.unitString() == "%") value *= 100.0;
+  if (round ? !fitsRecordInteger(value) : !fitsRecordNumber(value)) return std::nullopt;
+  return value;
+}
+
+void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantityType& type,
+                 const HKUnit& unit) {
+  const auto keyPaths = healthKitKeyPaths(record);
+  if (!keyPaths) return;
+  const auto entry = keyPaths->find(type.identifier());
+  if (entry == keyPaths->end()) return;
+  const auto value = recordValueForQuantity(quantity, type, unit);
+  if (!value) return;
 
   const std::string_view keyPath = entry->second;
   const auto dot = keyPath.find('.');
   if (dot == std::string_view::npos) {
-    record.setValue(value, keyPath);
+    record.setValue(*value, keyPath);
   } else if (keyPath.substr(0, dot) == "extras" &&
              keyPath.find('.', dot + 1) == std::string_view::npos) {
-    record.setExtraValue(value, keyPath.substr(dot + 1));
+    record.setExtraValue(*value, keyPath.substr(dot + 1));
   }
+}
+
+std::optional<long long> recordIntegerValue(const NSAny& value) {
+  if (!value.isNumber()) return std::nullopt;
+  const char* type = value.objCType();
+  // Booleans and integers are whole already; only a floating-point number can be out of range.
+  if (type != nullptr && type[0] != 'd') return value.integerValue();
+  const double whole = std::trunc(value.doubleValue());
+  if (!fitsRecordInteger(whole)) return std::nullopt;
+  return static_cast<long long>(whole);
 }
 
 std::vector<std::shared_ptr<OSTRecord>> recordsForHealthKitSamples(
@@ -307,13 +333,15 @@ void addHeartRateSamples(OSTRecord& record,
     const auto* sample = dynamic_cast<const HKQuantitySample*>(entry.get());
     if (!sample || !sample->quantity() || !sample->quantity()->isCompatibleWithUnit(*bpm)) continue;
     const double value = sample->quantity()->doubleValueForUnit(*bpm);
+    if (!fitsRecordNumber(value)) continue;
     if (value < minimum) minimum = value;
     if (value > maximum) maximum = value;
     sum += value;
     ++count;
   }
   if (count == 0) return;
-  record.setExtraValue(std::round(sum / count), "avg_heart_rate");
+  const double average = std::round(sum / count);
+  if (fitsRecordInteger(average)) record.setExtraValue(average, "avg_heart_rate");
   record.setExtraValue(minimum, "min_heart_rate");
   record.setExtraValue(maximum, "max_heart_rate");
 }

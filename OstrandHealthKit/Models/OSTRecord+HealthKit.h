@@ -23,17 +23,36 @@
 //   // workouts only, with the heart-rate samples taken during them (predicateForWorkouts):
 //   addHeartRateSamples(*record, heartRateSamples);
 //
-// Conversion never fails loudly: an object of an unexpected kind, a type without a key path for
-// the record, missing metadata or a metadata value of the wrong kind writes nothing. Every plain
-// key path in the tables is a property of its record class, so OSTRecord::setValue never throws
-// from here.
+// Conversion never fails loudly: it runs inside the host app's HealthKit callbacks, where an
+// escaping exception ends the app, and the sample that caused it would end the next launch too.
+// An object of an unexpected kind, a type without a key path for the record, missing metadata or
+// a metadata value of the wrong kind writes nothing. Every plain key path in the tables is a
+// property of its record class, so OSTRecord::setValue never throws from here.
+//
+// Values the record cannot hold are skipped the same way. HealthKit keeps whatever an app saved
+// (a unit bug's body mass of 1e308 lb, a step count past 2^63), so a value can overflow once
+// converted to the record's unit or summed. The one rule, for every number conversion writes:
+// - it must be finite once converted (after the factor of 100 of a percentage, and for a sum,
+//   mean, minimum or maximum, after that arithmetic): fitsRecordNumber;
+// - a whole number (a count rounded to whole steps, the whole minutes of a day's mindfulness, the
+//   whole steps from which device_generated_steps is worked out, that difference itself) must
+//   also fit a 64-bit signed integer: fitsRecordInteger.
+// A value that breaks the rule leaves its member unset and everything else is still written:
+// - a record made per sample (recordsForHealthKitSamples) is still made, with its source, time
+//   and activity identifier, so the sample is accounted for and the fetch's anchor moves past it;
+//   a workout keeps the totals it can hold, and without a duration gets no heart-rate extras;
+// - a day summary (routine, heart rate) leaves the value out of the day, and a day (or a source's
+//   day) left with no value makes no record;
+// - an intraday series leaves the minute out.
 //
 // Each call fills one record, which must not be used by another thread meanwhile. The key-path
 // tables are built once, on first use, safely from any thread, and never change; they keep the
 // platform version they were built on (OSTCachedValue.h).
 
+#include <cmath>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -119,14 +138,33 @@ void setWorkout(OSTRecord& record, const HKWorkout& workout);
 // nothing when the table has none or the path has another shape than "name" or "extras.key".
 // Values in "count" are rounded half away from zero (1234.5 -> 1235), except body-mass index;
 // values in "%" are multiplied by 100 (0.973 -> 97.3). Nothing else is rounded. Writes nothing
-// when the quantity cannot be read in `unit`.
+// when the quantity cannot be read in `unit` or the record cannot hold the result (see above).
 void setQuantity(OSTRecord& record, const HKQuantity& quantity, const HKQuantityType& type,
                  const HKUnit& unit);
+
+// The number setQuantity writes for the quantity (rounded or made a percentage as it says), or
+// nullopt when it writes none because the quantity cannot be read in `unit` or the record cannot
+// hold the result. The key path is not looked at.
+std::optional<double> recordValueForQuantity(const HKQuantity& quantity, const HKQuantityType& type,
+                                             const HKUnit& unit);
+
+// Whether a record can hold the number: it is finite.
+inline bool fitsRecordNumber(double value) { return std::isfinite(value); }
+// Whether a record can hold the whole number: -2^63 <= value < 2^63 (NaN and infinities fail).
+// `value` is already whole; a fraction is not rejected here.
+inline bool fitsRecordInteger(double value) {
+  return value >= -9223372036854775808.0 && value < 9223372036854775808.0;
+}
+// A number as a whole number, as NSNumber's integerValue gives it (a fraction truncated toward
+// zero), or nullopt when `value` is not a number or no 64-bit integer can hold it. Unlike
+// NSAny::integerValue it never throws.
+std::optional<long long> recordIntegerValue(const NSAny& value);
 
 // Heart-rate extras of a workout from the heart-rate samples taken during it, in count/min:
 // "avg_heart_rate" the mean rounded half away from zero, "min_heart_rate" and "max_heart_rate"
 // unrounded. The minimum starts at 999 (a fixed sentinel: above 999 bpm it stays 999). Entries
-// that are not quantity samples are skipped; no samples write nothing.
+// that are not quantity samples, and readings that are not finite in count/min, are skipped; no
+// samples write nothing. A mean that overflows is left out, the minimum and maximum kept.
 void addHeartRateSamples(OSTRecord& record,
                          const std::vector<std::shared_ptr<const HKSample>>& samples);
 

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "OstrandHealthKit/Models/OSTRoutine+HealthKit.h"
@@ -35,45 +37,55 @@ void addCategorySamples(RoutineRecords& records, NSDate day,
       mindfulSeconds += sample->endDate().timeIntervalSinceDate(sample->startDate());
     }
   }
-  if (stood == 0 && idle == 0 && mindfulSeconds == 0) return;
+  // Whole minutes; sessions of absurd length can overflow the sum or any integer.
+  const double mindfulMinutes = std::trunc(mindfulSeconds / 60.0);
+  const bool mindful = mindfulSeconds > 0 && fitsRecordInteger(mindfulMinutes);
+  if (stood == 0 && idle == 0 && !mindful) return;
 
   OSTRoutine& record = recordForDay(records, day);
   if (stood > 0 || idle > 0) {
     record.setExtraValue(stood, "apple_stand_hours_stood");
     record.setExtraValue(idle, "apple_stand_hours_idle");
   }
-  if (mindfulSeconds > 0) {
-    record.setExtraValue(static_cast<int>(mindfulSeconds / 60.0), "apple_mindful_session_minutes");
+  if (mindful) {
+    record.setExtraValue(static_cast<long long>(mindfulMinutes), "apple_mindful_session_minutes");
   }
 }
 
+// The day's sum into its record. A sum the record cannot hold is left out as if the day had none,
+// so a day with nothing else makes no record.
 void addStatistics(RoutineRecords& records, NSDate day, const OSTTaggedStatistics& tagged) {
   if (!tagged.statistics || !tagged.statistics->sumQuantity()) return;
   const HKStatistics& statistics = *tagged.statistics;
-  OSTRoutine& record = recordForDay(records, day);
+  const HKQuantity::Pointer total = statistics.sumQuantity();
+  const HKQuantity& sum = *total;
   if (!statistics.quantityType()) return;
-  const auto unit = OSTHealthKitSubscription::unitForQuantityTypeIdentifier(
-      statistics.quantityType()->identifier());
-  if (!unit) return;
+  const HKQuantityType& type = *statistics.quantityType();
+  const auto unit = OSTHealthKitSubscription::unitForQuantityTypeIdentifier(type.identifier());
+  if (!unit || !sum.isCompatibleWithUnit(*unit)) return;
   if (tagged.source == OSTStatisticsSourceUserEntered) {
-    if (statistics.sumQuantity()->isCompatibleWithUnit(*unit)) {
-      record.setExtraValue(statistics.sumQuantity()->doubleValueForUnit(*unit),
-                           "user_entered_steps");
+    // Kept unrounded, but its whole steps are subtracted below.
+    const double steps = sum.doubleValueForUnit(*unit);
+    if (fitsRecordInteger(std::trunc(steps))) {
+      recordForDay(records, day).setExtraValue(steps, "user_entered_steps");
     }
-  } else {
-    setQuantity(record, *statistics.sumQuantity(), *statistics.quantityType(), *unit);
+  } else if (recordValueForQuantity(sum, type, *unit)) {
+    setQuantity(recordForDay(records, day), sum, type, *unit);
   }
 }
 
-// Whole steps minus whole hand-entered steps; a missing value counts as 0.
+// Whole steps minus whole hand-entered steps; a missing value counts as 0. Left out when the
+// difference does not fit an integer.
 void setDeviceGeneratedSteps(OSTRoutine& record) {
   const NSAny steps = record.steps();
   const auto userEntered = record.extras().find("user_entered_steps");
-  const long long total = steps.isNumber() ? steps.integerValue() : 0;
-  const long long typedIn = userEntered != record.extras().end() && userEntered->second.isNumber()
-                                ? userEntered->second.integerValue()
-                                : 0;
-  record.setExtraValue(total - typedIn, "device_generated_steps");
+  const auto total = steps.isNumber() ? recordIntegerValue(steps) : 0LL;
+  const auto typedIn = userEntered != record.extras().end() && userEntered->second.isNumber()
+                           ? recordIntegerValue(userEntered->second)
+                           : 0LL;
+  long long difference = 0;
+  if (!total || !typedIn || __builtin_sub_overflow(*total, *typedIn, &difference)) return;
+  record.setExtraValue(difference, "device_generated_steps");
 }
 
 }  // namespace

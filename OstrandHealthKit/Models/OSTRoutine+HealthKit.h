@@ -39,7 +39,9 @@ std::shared_ptr<const OSTHealthKitKeyPaths> routineHealthKitKeyPaths();
 //   (unrounded); any other sum goes through setQuantity and the key-path table (steps rounded to
 //   whole steps); a day without a sum makes no record;
 // - every record: "device_generated_steps" = whole steps minus whole user-entered steps (each 0
-//   when missing; not clamped, so it is negative with hand-entered steps but no total).
+//   when missing; not clamped, so it is negative with hand-entered steps but no total);
+// - a value the record cannot hold (OSTRecord+HealthKit.h) is left out: a sum as if the day had
+//   none (a day left with nothing makes no record), the mindful minutes, the steps difference.
 // Records carry the aggregate source, the key as activity identifier and the day as timestamp.
 // Entries that are not category samples are ignored. Fresh records on every call, in key order.
 std::vector<std::shared_ptr<OSTRoutine>> routineRecordsFromStatistics(

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -112,9 +113,35 @@ TEST(HKUnitTest, ConvertsBetweenUnitsOfOneDimension) {
       {1, "degC/hr", "degF/hr", 1.8},
       {1, "Hz", "s^-1", 1},
       {6, "kcal/(kg*hr)", "cal/(g*min)", 0.1},
+      // Near the ends of the double range: no overflow or underflow on the way.
+      {1e308, "lb", "kg", 4.5359237e307},
+      {1e308, "Cal", "kcal", 1e308},
+      {1e-320, "mL", "fl_oz_us", 1e-320 / 29.5735295625},
   };
   for (const auto& c : cases) {
     EXPECT_NEAR(convert(c.value, c.from, c.to), c.expected, 1e-9 * std::max(1.0, c.expected))
+        << c.value << " " << c.from << " -> " << c.to;
+  }
+}
+
+// Between prefixed forms of one unit the result is the double nearest the exact one, not the
+// product of two rounded scales (0.5 L was 500.00000000000006 mL that way).
+TEST(HKUnitTest, PrefixedFormsOfOneUnitConvertExactly) {
+  const Conversion cases[] = {
+      {0.5, "L", "mL", 500},
+      {500, "mL", "L", 0.5},
+      {0.1, "kg", "g", 100},
+      {7, "mcg", "g", 7e-6},
+      {3, "mg/dL", "g/L", 0.03},
+      {0.07, "km", "m", 70},
+      {1, "mmol<180.15588000005408>/L", "mol<180.15588000005408>/L", 0.001},
+      {0.3, "kg^2", "g^2", 300000},
+      {11, "mg/g", "()", 0.011},
+      // Past the largest double: infinite, as any overflowing conversion.
+      {1e307, "L", "mL", HUGE_VAL},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(convert(c.value, c.from, c.to), c.expected)
         << c.value << " " << c.from << " -> " << c.to;
   }
 }

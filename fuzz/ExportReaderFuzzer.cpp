@@ -141,7 +141,7 @@ class FuzzPhone {
     ostrand_tools::ReplayTimeline::Counts released;
     std::string error;
     // A store refusing an object is HealthKit's answer, not a finding; the rest is still lived.
-    (void)timeline.releaseUntil(now, *device_, released, error);
+    (void)timeline.releaseThrough(now, *device_, released, error);
     runUntilIdle();
   }
 

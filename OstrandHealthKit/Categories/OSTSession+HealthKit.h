@@ -6,15 +6,17 @@
 // subscription.
 //
 // The asymmetry is deliberate: every anchor or query-date change is written to the database
-// before the call returns, the timestamp setters change the session data only and reach the
-// disk with the next save. A failed save is logged at level 0 with the reason and returned; the
-// change stays in memory and is written by the next save that succeeds.
+// before the call returns, the timestamp setters change the session data only and ask for no
+// save; the core session writes such changes itself soon after (with its next outbox commit, at
+// the main queue's next turn, when the app enters the background). A failed save is logged at
+// level 0 with the reason and returned; the change stays in memory and is written by the next
+// save that succeeds.
 //
 // Called on the main thread (the engine's HealthKit callbacks hop there first); see
 // OSTSessionData+HealthKit.h for why.
 //
 //   setQueryDate(*OSTSession::sharedInstance(), NSDate::date(), stepType);  // saved
-//   setRoutineFetchTimestamp(*OSTSession::sharedInstance(), std::nullopt);  // not saved yet
+//   setRoutineFetchTimestamp(*OSTSession::sharedInstance(), std::nullopt);  // saved by the core
 //   endHealthKitSession(*OSTSession::sharedInstance());                      // at sign-out
 
 #include <memory>

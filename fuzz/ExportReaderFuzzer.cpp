@@ -24,18 +24,12 @@
 #include <string>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
-#include "Foundation/Platform/DispatchRuntime.h"
-#include "Foundation/Platform/ManualClock.h"
-#include "Foundation/Platform/PlatformEnvironment.h"
 #include "Foundation/Platform/SystemLog.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
-#include "HealthKit/UIKit/UIApplication.h"
 #include "OstrandCore/OSTLog.h"
 #include "OstrandCore/OSTSQLiteStore.h"
-#include "OstrandCore/OSTSession.h"
-#include "OstrandHealthKit/OSTCachedValue.h"
-#include "OstrandHealthKit/OSTHealthKitManager.h"
 #include "tools/OstrandTools/ReplayTimeline.h"
+#include "tools/OstrandTools/SimulatedPhone.h"
 
 namespace {
 
@@ -84,37 +78,14 @@ void readIntoDevice(const std::string& path) {
   device->stopAllQueries();
 }
 
-// A simulated phone whose app links the engine, synced into an in-memory session: a fresh device,
+// The phone the replay's command uses, its app synced into an in-memory session: a fresh device,
 // clock and session per input, torn down before the next. The app subscribes only to the types
 // the input holds, so an input costs what its own objects cost.
-class FuzzPhone {
+class FuzzPhone : public ostrand_tools::SimulatedPhone {
  public:
-  explicit FuzzPhone(NSDate now) : clock_(std::make_shared<platform::ManualClock>(now)) {
-    platform::Environment::shared().setClock(clock_);
-    UIApplication::sharedApplication()->reset();
-    OSTResetCachedValuesForTesting();
-    device_ = platform::SimulatedHealthDevice::create();
-    platform::SimulatedHealthDevice::setCurrent(device_);
-    session_ = OSTSession::sharedInstance();
-    if (session_->startSession("fuzz-user", std::make_unique<OSTSQLiteStore>(":memory:"))) {
-      std::abort();
-    }
-    engine_ = std::make_shared<OSTHealthKitManager>(session_);
-    engine_->setProcessIntraday(true);
+  explicit FuzzPhone(NSDate now) : SimulatedPhone(now) {
+    if (startSession(":memory:", std::make_unique<OSTSQLiteStore>(":memory:"))) std::abort();
   }
-  ~FuzzPhone() {
-    device_->stopAllQueries();
-    runUntilIdle();
-    engine_.reset();
-    session_->endSession();
-    platform::SimulatedHealthDevice::setCurrent(nullptr);
-    UIApplication::sharedApplication()->reset();
-    platform::Environment::shared().reset();
-  }
-  FuzzPhone(const FuzzPhone&) = delete;
-  FuzzPhone& operator=(const FuzzPhone&) = delete;
-
-  static void runUntilIdle() { platform::DispatchRuntime::shared().runUntilIdle(); }
 
   // Subscribes to every sample type the timeline read.
   void subscribe(const ostrand_tools::ReplayTimeline::Counts& read) {
@@ -124,32 +95,17 @@ class FuzzPhone {
           HKObjectType::typeForIdentifier(identifier));
       if (type) types.push_back(std::move(type));
     }
-    engine_->setSubscriptions(types, nullptr);
-    runUntilIdle();
-  }
-  void setState(UIApplicationState state) {
-    UIApplication::sharedApplication()->setApplicationState(state);
-    runUntilIdle();
-  }
-  void fetchLatestData() {
-    engine_->fetchLatestData();
-    runUntilIdle();
+    (void)SimulatedPhone::subscribe(types);
   }
   // Saves what ends by `now` as the apps would, and lets the app react.
   void liveUntil(ostrand_tools::ReplayTimeline& timeline, NSDate now) {
-    clock_->set(now);
+    clock().set(now);
     ostrand_tools::ReplayTimeline::Counts released;
     std::string error;
     // A store refusing an object is HealthKit's answer, not a finding; the rest is still lived.
-    (void)timeline.releaseThrough(now, *device_, released, error);
+    (void)timeline.releaseThrough(now, *device(), released, error);
     runUntilIdle();
   }
-
- private:
-  std::shared_ptr<platform::ManualClock> clock_;
-  std::shared_ptr<platform::SimulatedHealthDevice> device_;
-  std::shared_ptr<OSTSession> session_;
-  std::shared_ptr<OSTHealthKitManager> engine_;
 };
 
 // Hands the timeline what the reader accepted, except objects longer than a day: HealthKit's
@@ -183,11 +139,11 @@ void replay(const std::string& path) {
   const NSDate install = first->dateByAddingTimeInterval(-kHour);
   FuzzPhone phone(install);
   phone.subscribe(timeline.readByType());
-  phone.setState(UIApplicationStateBackground);
+  phone.enterBackground();
   for (int hour = 1; hour <= kBackgroundHours; ++hour) {
     phone.liveUntil(timeline, install.dateByAddingTimeInterval(hour * kHour));
   }
-  phone.setState(UIApplicationStateActive);
+  phone.enterForeground();
   phone.fetchLatestData();
   phone.liveUntil(timeline, install.dateByAddingTimeInterval(kNextDay));
   phone.fetchLatestData();

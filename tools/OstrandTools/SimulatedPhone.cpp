@@ -64,12 +64,14 @@ OSTSampleTypeArray SimulatedPhone::typesOfEverySubscriptionSet() {
   return types;
 }
 
-bool SimulatedPhone::subscribeToEverything() {
+bool SimulatedPhone::subscribe(const OSTSampleTypeArray& types) {
   bool completed = false;
-  engine_->setSubscriptions(typesOfEverySubscriptionSet(), [&completed] { completed = true; });
+  engine_->setSubscriptions(types, [&completed] { completed = true; });
   runUntilIdle();
   return completed;
 }
+
+bool SimulatedPhone::subscribeToEverything() { return subscribe(typesOfEverySubscriptionSet()); }
 
 void SimulatedPhone::enterBackground() {
   UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);

@@ -46,6 +46,8 @@ class SimulatedPhone {
   OSTStatus startSession(const std::string& path, std::unique_ptr<OSTStore> store = nullptr);
   // The sample types of every subscription set, in the sets' order.
   static OSTSampleTypeArray typesOfEverySubscriptionSet();
+  // Subscribes to `types`; false when HealthKit did not answer.
+  bool subscribe(const OSTSampleTypeArray& types);
   // Subscribes to every subscription set; false when HealthKit did not answer.
   bool subscribeToEverything();
   void enterBackground();

@@ -5,7 +5,7 @@
 //    error, for every input;
 // 2. read again into a replay timeline (objects up to a day long, see ReplayableObjects), and
 //    what the reader accepted is lived through on a fresh simulated phone whose app syncs into an
-//    in-memory session: installed an hour before the first object ends and subscribed to the
+//    in-memory session: installed an hour before the first object arrives and subscribed to the
 //    types the input holds, a few hours in the background with HealthKit waking it as objects
 //    arrive, then opened in the foreground and once more the next day (day summaries). A value
 //    the reader lets through must not make the engine throw: an exception escaping a HealthKit
@@ -116,11 +116,11 @@ class ReplayableObjects final : public AppleHealthExportSink {
  public:
   explicit ReplayableObjects(ostrand_tools::ReplayTimeline& timeline) : timeline_(timeline) {}
 
-  void add(const HKSourceRevision::Pointer& revision,
-           std::shared_ptr<const HKObject> object) override {
+  void add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
+           std::optional<NSDate> creationDate) override {
     const auto* sample = dynamic_cast<const HKSample*>(object.get());
     if (sample && sample->endDate().timeIntervalSinceDate(sample->startDate()) > kDay) return;
-    timeline_.add(revision, std::move(object));
+    timeline_.add(revision, std::move(object), creationDate);
   }
   void remove(const NSUUID& uuid) override { timeline_.remove(uuid); }
 
@@ -133,7 +133,7 @@ void replay(const std::string& path) {
   ReplayableObjects objects(timeline);
   (void)smallReader().read(path, objects);
   timeline.finish();
-  const auto first = timeline.firstEndDate();
+  const auto first = timeline.firstArrival();
   if (!first) return;
 
   const NSDate install = first->dateByAddingTimeInterval(-kHour);

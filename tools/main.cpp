@@ -73,7 +73,9 @@ int main(int argc, char** argv) {
       std::string(
           "The app is installed at --since (earlier data is in HealthKit already; its first "
           "launch runs the historical fetch), then lives hour by hour: each object arrives "
-          "at its end date, HealthKit wakes the app hourly, the user opens it at 07:00.\n"
+          "when the phone received it (its creationDate, else its end date), HealthKit wakes "
+          "the app hourly, the user opens it at 07:00. At the end it prints what the outbox's "
+          "day records miss against what HealthKit holds.\n"
           "Started again on the same database, a replay goes on where it stopped.\n") +
       kExitCodes);
   replay
@@ -92,6 +94,11 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   replay->add_option("--time-zone", replayOptions.timeZone,
                      "Zone the person's days are counted in (default: TZ, else the export's zone)");
+  replay->add_flag("--locked-nights", replayOptions.lockedNights,
+                   "The phone is locked from 23:00 until the 07:00 open: night wakes find "
+                   "HealthKit's protected data inaccessible");
+  replay->add_flag("--json", replayOptions.json,
+                   "Print what the outbox misses as one JSON line instead of a table");
 
   std::string outboxPath;
   bool json = false;

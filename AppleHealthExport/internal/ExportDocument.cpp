@@ -123,6 +123,7 @@ void ExportDocument::finishRecord(const Draft& record) {
   const std::string* type = interned(built.typeIdentifier);
   const std::string* source = interned(record.attributes.value("sourceName"));
   saver_.add(sources_.revisionFor(record.attributes, sample->device().get()), sample,
+             creationDateOf(record.attributes),
              [type, source](AppleHealthExportSummary& summary) {
                ++summary.samplesByType[*type];
                ++summary.objectsBySource[*source];
@@ -190,6 +191,7 @@ void ExportDocument::finishCorrelation() {
     saver_.markSeen(buildRecord(record).contentUUID);
   }
   saver_.add(sources_.revisionFor(attributes, device.get()), platform::objectWithUUID(*built, uuid),
+             creationDateOf(attributes),
              [typeIdentifier, memberTypes, source](AppleHealthExportSummary& summary) {
                ++summary.correlationsByType[typeIdentifier];
                ++summary.objectsBySource[source];
@@ -307,12 +309,20 @@ void ExportDocument::finishWorkout() {
   const std::size_t eventCount = built.size();
   const std::size_t statisticCount = statistics.size();
   saver_.add(sources_.revisionFor(attributes, device.get()), platform::objectWithUUID(*saved, uuid),
+             creationDateOf(attributes),
              [activityName, source, eventCount, statisticCount](AppleHealthExportSummary& summary) {
                ++summary.workoutsByActivityType[activityName];
                ++summary.objectsBySource[source];
                summary.workoutEvents += eventCount;
                summary.workoutStatistics += statisticCount;
              });
+}
+
+std::optional<NSDate> ExportDocument::creationDateOf(const Attributes& attributes) {
+  if (!saver_.keepsCreationDates() || !attributes.has("creationDate")) return std::nullopt;
+  auto date = creationDates_.dateFor(attributes.value("creationDate"));
+  if (!date) ++summary_.elementsNotStored["unreadable creation date"];
+  return date;
 }
 
 void ExportDocument::noteWrittenOffset(const Attributes& attributes) {

@@ -65,6 +65,8 @@ class ExportDocument {
   void finishWorkout();
   std::shared_ptr<const NSDictionary> metadataFor(const MetadataEntries& entries);
   void skip(const std::string& reason) { ++summary_.skipped[reason]; }
+  // The element's creationDate, when the saver keeps them and it can be read.
+  std::optional<NSDate> creationDateOf(const Attributes& attributes);
   // Counts the offset of the element's end date into the summary's zone evidence.
   void noteWrittenOffset(const Attributes& attributes);
 
@@ -83,6 +85,7 @@ class ExportDocument {
   ExportSources sources_;
   ExportDevices devices_;
   ExportDates dates_;
+  ExportDates creationDates_;  // apart: they would push the start and end dates out
   ExportTypeCache types_;
   std::vector<Draft> spareDrafts_;
   std::set<std::string, std::less<>> names_;

@@ -37,9 +37,10 @@ SampleSaver::Source& SampleSaver::sourceFor(const HKSourceRevision::Pointer& rev
 }
 
 bool SampleSaver::add(const HKSourceRevision::Pointer& revision,
-                      std::shared_ptr<const HKObject> object, Count count) {
+                      std::shared_ptr<const HKObject> object,
+                      std::optional<NSDate> creationDate, Count count) {
   if (!seen_.insert(object->UUID())) return false;
-  sourceFor(revision).pending.push_back({std::move(object), std::move(count)});
+  sourceFor(revision).pending.push_back({std::move(object), creationDate, std::move(count)});
   if (++pendingCount_ >= batchSize_) flush();
   return true;
 }
@@ -69,7 +70,7 @@ bool SampleSaver::flush() {
     if (source.pending.empty()) continue;
     if (sink_) {
       for (auto& pending : source.pending) {
-        sink_->add(source.revision, std::move(pending.object));
+        sink_->add(source.revision, std::move(pending.object), pending.creationDate);
         pending.count(summary_);
       }
       source.pending.clear();

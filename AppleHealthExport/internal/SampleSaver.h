@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <optional>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -36,9 +37,11 @@ class SampleSaver {
       : device_(std::move(device)), batchSize_(batchSize), summary_(summary), sink_(sink) {}
 
   // Queues `object` for the source revision; false (nothing queued) when its UUID was seen.
-  // `count` runs once the object is saved.
+  // `count` runs once the object is saved. The creation date goes only to a sink.
   bool add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
-           Count count);
+           std::optional<NSDate> creationDate, Count count);
+  // Whether add() has any use for creation dates (only a sink does).
+  bool keepsCreationDates() const { return sink_ != nullptr; }
   bool seen(const NSUUID& uuid) const { return seen_.contains(uuid); }
   // Starts loading what seen(uuid) reads, for a call a little later not to wait for memory.
   void prefetchSeen(const NSUUID& uuid) const { seen_.prefetch(uuid); }
@@ -56,6 +59,7 @@ class SampleSaver {
  private:
   struct Pending {
     std::shared_ptr<const HKObject> object;
+    std::optional<NSDate> creationDate;
     Count count;
   };
   struct Source {

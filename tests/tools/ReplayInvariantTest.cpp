@@ -34,8 +34,8 @@ struct Exported {
 // Every top-level object the reader hands over, with its app's bundle identifier.
 struct ExportedObjects final : AppleHealthExportSink {
   std::vector<Exported> objects;
-  void add(const HKSourceRevision::Pointer& revision,
-           std::shared_ptr<const HKObject> object) override {
+  void add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
+           std::optional<NSDate>) override {
     auto sample = std::dynamic_pointer_cast<const HKSample>(std::move(object));
     if (sample) objects.push_back({revision->source()->bundleIdentifier(), std::move(sample)});
   }

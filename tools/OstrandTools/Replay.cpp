@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "HealthKit/UIKit/UIApplication.h"
+#include "OstrandCore/OSTSQLiteStore.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "tools/OstrandTools/ExportLoading.h"
 #include "tools/OstrandTools/ExportTimeZone.h"
@@ -82,8 +83,21 @@ bool Replay::readExport(std::ostream& out, std::ostream& err) {
   if (!summary) return false;
   summary_ = std::move(*summary);
   timeline_.finish();
+  printArrivals(out);
   return useExportTimeZone(*phone_, summary_, options_.timeZone, options_.processTimeZone, out,
                            err);
+}
+
+void Replay::printArrivals(std::ostream& out) const {
+  if (timeline_.withCreationDate() == 0) {
+    out << "Objects reach HealthKit at their end date: the export gives no creation dates\n";
+    return;
+  }
+  std::size_t objects = 0;
+  for (const auto& [type, count] : timeline_.readByType()) objects += count;
+  out << "Objects reach HealthKit at their creation date (" << timeline_.withCreationDate()
+      << " of " << objects << " have one; the others at their end date); "
+      << timeline_.arrivedLate() << " arrived more than an hour after they ended\n";
 }
 
 std::optional<NSDate> Replay::dayOption(const std::string& text) const {
@@ -105,7 +119,7 @@ bool Replay::chooseSpan(std::ostream& err) {
     since_ = *calendar->startOfDayForDate(
         *calendar->dateByAddingUnit(NSCalendarUnitMonth, -6, exported, NSCalendarOptions{}));
   } else if (options_.since == "all") {
-    since_ = *calendar->startOfDayForDate(timeline_.firstEndDate().value_or(exported));
+    since_ = *calendar->startOfDayForDate(timeline_.firstArrival().value_or(exported));
   } else if (auto day = dayOption(options_.since)) {
     since_ = *day;
   } else {
@@ -159,18 +173,29 @@ bool Replay::begin(NSDate hour, std::ostream& err) {
   return true;
 }
 
-void Replay::setAppStateFor(NSDate moment) {
+bool Replay::isNight(NSDate moment) const {
   const long hour = phone_->device()->calendar()->component(NSCalendarUnitHour, moment);
-  if (hour >= kMorning && hour < kNight) {
+  return hour < kMorning || hour >= kNight;
+}
+
+void Replay::setAppStateFor(NSDate moment) {
+  if (!isNight(moment)) {
+    phone_->device()->unlock();
     phone_->enterForeground();
-  } else {
-    phone_->enterBackground();
+    return;
   }
+  phone_->enterBackground();
+  if (options_.lockedNights) phone_->device()->lock();
+}
+
+std::unique_ptr<OSTStore> Replay::openStore() const {
+  auto store = options_.openStore ? options_.openStore(options_.databasePath)
+                                  : std::make_unique<OSTSQLiteStore>(options_.databasePath);
+  return std::make_unique<RecordWriteTimes>(std::move(store), writeMoments_);
 }
 
 bool Replay::installApp(std::ostream& err) {
-  auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
-  return phone_->install(options_.databasePath, err, std::move(store));
+  return phone_->install(options_.databasePath, err, openStore());
 }
 
 bool Replay::installFresh(std::ostream& out, std::ostream& err) {
@@ -178,10 +203,13 @@ bool Replay::installFresh(std::ostream& out, std::ostream& err) {
   // The app is installed at `since`, on a phone that holds what ended before then.
   phone_->clock().set(since_);
   if (!begin(since_, err) || !saveEndedBefore(since_, err)) return false;
+  // The person installs the app on an unlocked phone, and puts it away after its first launch.
   setAppStateFor(since_);
+  phone_->device()->unlock();
   if (!installApp(err) || !phone_->fetchLatestAndHistory(out, err)) {
     return false;
   }
+  setAppStateFor(since_);
   position_.installed = true;
   return begin(since_, err);
 }
@@ -238,8 +266,7 @@ bool Replay::launch(std::ostream& out, std::ostream& err) {
   // run had begun is not mistaken for one that is still running.
   phone_->clock().set(
       hour.dateByAddingTimeInterval(kMoment + kRelaunchDelay * position_.relaunches));
-  auto store = options_.openStore ? options_.openStore(options_.databasePath) : nullptr;
-  return phone_->relaunch(options_.databasePath, err, std::move(store));
+  return phone_->relaunch(options_.databasePath, err, openStore());
 }
 
 int Replay::prepare(std::ostream& out, std::ostream& err) {
@@ -252,11 +279,13 @@ int Replay::prepare(std::ostream& out, std::ostream& err) {
 void Replay::liveHour(NSDate hour) {
   const long local = phone_->device()->calendar()->component(NSCalendarUnitHour, hour);
   if (local == kMorning) {
+    phone_->device()->unlock();
     phone_->enterForeground();
     phone_->fetchLatestData();
     ++morningFetches_;
   } else if (local == kNight) {
     phone_->enterBackground();
+    if (options_.lockedNights) phone_->device()->lock();
   }
   SimulatedPhone::runUntilIdle();
 }
@@ -312,6 +341,17 @@ ReplayedTypes Replay::replayedTypes(const Records& records) const {
   return types;
 }
 
+OutboxMisses Replay::outboxMisses(const Records& records) const {
+  const ReplayedTypes types = replayedTypes(records);
+  return findOutboxMisses({.records = records,
+                           .device = *phone_->device(),
+                           .since = since_,
+                           .until = until_,
+                           .writeMoments = *writeMoments_,
+                           .released = timeline_.released(),
+                           .types = types});
+}
+
 int Replay::run(std::ostream& out, std::ostream& err) {
   if (const int status = prepare(out, err)) return status;
   if (!liveUntil(until_, out, err)) return 1;
@@ -323,6 +363,12 @@ int Replay::run(std::ostream& out, std::ostream& err) {
     return 1;
   }
   printReplayedTypes(out, replayedTypes(records.value));
+  const auto calendar = phone_->device()->calendar();
+  if (options_.json) {
+    printOutboxMissesJSON(out, outboxMisses(records.value), *calendar);
+  } else {
+    printOutboxMisses(out, outboxMisses(records.value), *calendar);
+  }
   printRecordsByMonth(out, records.value, *phone_->device()->calendar());
   return phone_->reportOutbox(options_.databasePath, out, err);
 }

@@ -1,14 +1,19 @@
 #pragma once
 
 // Replay: the `replay --export PATH` command. A person's Health app export is lived through
-// again on a simulated iPhone: the app is installed at `since` (what ended before is in HealthKit
-// already, as on a real phone, and the app's first launch runs its historical fetch), then the
-// clock moves hour by hour to `until`. Each object reaches HealthKit at its end date, through
-// the store of the app that wrote it (a correlation or a workout as one object); background
-// delivery wakes the engine as it would on a phone; the phone is in the background from 23:00
-// to 07:00 local time and the user opens the app each morning at 07:00 (fetchLatestData). The
-// app acts a minute after each hour's saves, never at the instant of a save. Days are counted
-// in the person's zone (ExportTimeZone).
+// again on a simulated iPhone: the app is installed at `since` (what HealthKit received before is
+// in it already, as on a real phone, and the app's first launch runs its historical fetch), then
+// the clock moves hour by hour to `until`. Each object reaches HealthKit when the phone received
+// it, at its creation date (else its end date; ReplayTimeline), through the store of the app
+// that wrote it (a correlation or a workout as one object); background delivery wakes the
+// engine as it would on a phone; the phone is in the background from 23:00 to 07:00 local time
+// and the user opens the app each morning at 07:00 (fetchLatestData). With `lockedNights` the
+// phone is also locked through those hours, so the wakes find HealthKit's protected data
+// inaccessible, and the morning open unlocks it. The app acts a minute after each hour's saves,
+// never at the instant of a save. Days are counted in the person's zone (ExportTimeZone).
+//
+// At the end it prints, besides the outbox, what became of each type's objects (ReplayReport)
+// and what the outbox's day records miss against HealthKit's own statistics (OutboxMisses).
 //
 // Restart: ReplayPosition beside the database names the hour last begun. Started again on the
 // same database, the replay rebuilds HealthKit as the killed run left it (the same objects saved
@@ -29,7 +34,9 @@
 #include <string>
 
 #include "AppleHealthExport/AppleHealthExportSummary.h"
+#include "tools/OstrandTools/OutboxMisses.h"
 #include "tools/OstrandTools/Progress.h"
+#include "tools/OstrandTools/RecordWriteTimes.h"
 #include "tools/OstrandTools/ReplayPosition.h"
 #include "tools/OstrandTools/ReplayReport.h"
 #include "tools/OstrandTools/ReplayTimeline.h"
@@ -45,6 +52,8 @@ struct ReplayOptions {
   std::string timeZone{};      // --time-zone; empty: TZ, else the export's own zone
   std::optional<std::string> processTimeZone{};  // what TZ says
   bool terminal = false;                         // draw progress bars
+  bool lockedNights = false;                     // the phone is locked from 23:00 to 07:00
+  bool json = false;  // what the outbox misses as one JSON line instead of a table
   // Opens the session's store on the database (default: SQLite). Tests wrap it to die at a
   // chosen write.
   std::function<std::unique_ptr<OSTStore>(const std::string& path)> openStore{};
@@ -67,6 +76,8 @@ class Replay {
 
   NSDate since() const { return since_; }
   NSDate until() const { return until_; }
+  // Compares the outbox's day records with HealthKit now (unlocking the phone).
+  OutboxMisses outboxMisses(const Records& records) const;
   // Observer-query calls in the background so far (HealthKit waking the app).
   std::size_t backgroundWakes() const;
   std::size_t morningFetches() const { return morningFetches_; }
@@ -84,6 +95,9 @@ class Replay {
   bool saveEndedBefore(NSDate moment, std::ostream& err);
   bool begin(NSDate hour, std::ostream& err);
   void setAppStateFor(NSDate moment);
+  bool isNight(NSDate moment) const;
+  std::unique_ptr<OSTStore> openStore() const;
+  void printArrivals(std::ostream& out) const;
   void liveHour(NSDate hour);
   std::optional<NSDate> dayOption(const std::string& text) const;
   // What became of each type's objects, for the summary.
@@ -96,6 +110,7 @@ class Replay {
   ReplayTimeline::Counts atInstall_, whileRunning_;
   NSDate since_, until_;
   ReplayPosition position_;
+  std::shared_ptr<RecordWriteMoments> writeMoments_ = std::make_shared<RecordWriteMoments>();
   std::size_t morningFetches_ = 0;
 };
 

@@ -15,7 +15,7 @@ void countObjectFates(const std::vector<ReplayTimeline::ReleasedObject>& saved,
     types.records[object.type] += identifiers.count(object.uuid.UUIDString());
     if (handed.count(object.uuid) != 0) {
       ++types.handed[object.type];
-    } else if (object.end < since) {
+    } else if (object.arrival < since) {
       ++types.neverHandedBeforeSince[object.type];
     } else {
       ++types.neverHanded[object.type];

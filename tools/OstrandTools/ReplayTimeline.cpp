@@ -7,13 +7,22 @@
 
 namespace ostrand_tools {
 
+namespace {
+
+constexpr double kLate = 3600;  // an object that arrives later than this after it ended is late
+
+}  // namespace
+
 void ReplayTimeline::add(const HKSourceRevision::Pointer& revision,
-                         std::shared_ptr<const HKObject> object) {
+                         std::shared_ptr<const HKObject> object,
+                         std::optional<NSDate> creationDate) {
   auto sample = std::dynamic_pointer_cast<const HKSample>(std::move(object));
   if (!sample) return;
   auto [index, added] = sourceIndex_.try_emplace(revision->description(), sources_.size());
   if (added) sources_.push_back({revision, nullptr});
-  entries_.push_back({sample->endDate(), index->second, std::move(sample)});
+  entries_.push_back({creationDate.value_or(sample->endDate()),
+                      static_cast<std::uint32_t>(index->second), creationDate.has_value(),
+                      std::move(sample)});
 }
 
 void ReplayTimeline::remove(const NSUUID& uuid) { removed_.insert(uuid); }
@@ -25,18 +34,22 @@ void ReplayTimeline::finish() {
     removed_.clear();
   }
   std::stable_sort(entries_.begin(), entries_.end(),
-                   [](const Entry& a, const Entry& b) { return a.end < b.end; });
-  for (const auto& entry : entries_) ++readByType_[entry.sample->sampleType()->identifier()];
+                   [](const Entry& a, const Entry& b) { return a.arrival < b.arrival; });
+  for (const auto& entry : entries_) {
+    ++readByType_[entry.sample->sampleType()->identifier()];
+    withCreationDate_ += entry.hasCreationDate;
+    arrivedLate_ += entry.arrival.timeIntervalSinceDate(entry.sample->endDate()) > kLate;
+  }
 }
 
-std::optional<NSDate> ReplayTimeline::firstEndDate() const {
+std::optional<NSDate> ReplayTimeline::firstArrival() const {
   if (entries_.empty()) return std::nullopt;
-  return entries_.front().end;
+  return entries_.front().arrival;
 }
 
-std::optional<NSDate> ReplayTimeline::nextEndDate() const {
+std::optional<NSDate> ReplayTimeline::nextArrival() const {
   if (next_ == entries_.size()) return std::nullopt;
-  return entries_[next_].end;
+  return entries_[next_].arrival;
 }
 
 bool ReplayTimeline::releaseBefore(NSDate moment, platform::SimulatedHealthDevice& device,
@@ -56,8 +69,10 @@ bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
   std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> bySource;
   for (; next_ < entries_.size(); ++next_) {
     auto& entry = entries_[next_];
-    if (boundIncluded ? bound < entry.end : !(entry.end < bound)) break;
+    if (boundIncluded ? bound < entry.arrival : !(entry.arrival < bound)) break;
     ++released[entry.sample->sampleType()->identifier()];
+    released_.push_back({entry.sample->UUID(), entry.sample->sampleType()->identifier(),
+                         entry.arrival});
     bySource[entry.source].push_back(std::move(entry.sample));
   }
   if (bySource.empty()) return true;
@@ -69,10 +84,6 @@ bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
   std::vector<std::shared_ptr<const NSError>> refused(bySource.size());
   std::size_t position = 0;
   for (auto& [index, objects] : bySource) {
-    for (const auto& object : objects) {
-      const auto& sample = static_cast<const HKSample&>(*object);
-      released_.push_back({sample.UUID(), sample.sampleType()->identifier(), sample.endDate()});
-    }
     auto& source = sources_[index];
     if (!source.store) source.store = device.storeForSource(source.revision);
     source.store->saveObjects(objects, [&refused, position](bool, auto failure) {

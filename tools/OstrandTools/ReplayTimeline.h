@@ -1,10 +1,11 @@
 #pragma once
 
-// ReplayTimeline: a person's export as the moments its apps saved each object. The export
-// reader hands it every sample, correlation and workout (it is the reader's sink); finish()
-// orders them by end date, and releaseBefore() / releaseThrough() save into the simulated
-// device, through the store of the app that wrote it, everything that ends before (or by) a
-// given moment. Each object is held once: here until it is released, in the device afterwards;
+// ReplayTimeline: a person's export as the moments HealthKit received each object. The export
+// reader hands it every sample, correlation and workout (it is the reader's sink). An object
+// arrives at its creation date when the export gives one (a watch syncing in batches, a sensor,
+// an import arrive hours or months after they ended), else at its end date. finish() orders them
+// by arrival, and releaseBefore() / releaseThrough() save into the simulated device, through the
+// store of the app that wrote it, everything that arrives before (or by) a given moment. Each object is held once: here until it is released, in the device afterwards;
 // the timeline keeps only which objects it released (released()), for the replay's summary.
 //
 // Releasing is deterministic: the same export released at the same moments gives the same
@@ -14,6 +15,7 @@
 // Used by the replay on the main thread; releasing drives the queues until idle.
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -31,28 +33,32 @@ class ReplayTimeline final : public AppleHealthExportSink {
  public:
   using Counts = std::map<std::string, std::size_t>;  // by type identifier
 
-  void add(const HKSourceRevision::Pointer& revision,
-           std::shared_ptr<const HKObject> object) override;
+  void add(const HKSourceRevision::Pointer& revision, std::shared_ptr<const HKObject> object,
+           std::optional<NSDate> creationDate) override;
   void remove(const NSUUID& uuid) override;
 
-  // Drops what the reader took back and orders the rest by end date, in reading order among
-  // equal end dates. Call once, after reading.
+  // Drops what the reader took back and orders the rest by arrival, in reading order among
+  // equal arrivals. Call once, after reading.
   void finish();
 
   // Objects by type, as read (after finish()).
   const Counts& readByType() const { return readByType_; }
-  // The end date of the first object; nullopt for an empty export.
-  std::optional<NSDate> firstEndDate() const;
-  // The end date of the next object not yet released.
-  std::optional<NSDate> nextEndDate() const;
+  // Objects that carry a creation date, and those of them that arrived more than an hour after
+  // they ended (after finish()).
+  std::size_t withCreationDate() const { return withCreationDate_; }
+  std::size_t arrivedLate() const { return arrivedLate_; }
+  // When the first object arrived; nullopt for an empty export.
+  std::optional<NSDate> firstArrival() const;
+  // When the next object not yet released arrives.
+  std::optional<NSDate> nextArrival() const;
 
-  // Saves every object not yet released that ends before `moment` into `device`, each app's
+  // Saves every object not yet released that arrives before `moment` into `device`, each app's
   // objects through that app's store, and counts them into `released`. The app runs only once
   // HealthKit has saved and announced all of them, however many of the saves wake it. False when
   // a store refused them (`error` says why).
   bool releaseBefore(NSDate moment, platform::SimulatedHealthDevice& device, Counts& released,
                      std::string& error);
-  // The same for the objects that end at or before `end`.
+  // The same for the objects that arrive at or before `end`.
   bool releaseThrough(NSDate end, platform::SimulatedHealthDevice& device, Counts& released,
                       std::string& error);
 
@@ -60,15 +66,16 @@ class ReplayTimeline final : public AppleHealthExportSink {
   struct ReleasedObject {
     NSUUID uuid;
     std::string type;  // identifier
-    NSDate end;
+    NSDate arrival;
   };
-  // Every object released so far, in the order it was saved.
+  // Every object released so far, in the order they arrived.
   const std::vector<ReleasedObject>& released() const { return released_; }
 
  private:
   struct Entry {
-    NSDate end;
-    std::size_t source;  // index in sources_
+    NSDate arrival;
+    std::uint32_t source;  // index in sources_
+    bool hasCreationDate;
     std::shared_ptr<const HKSample> sample;
   };
   struct Source {
@@ -85,6 +92,7 @@ class ReplayTimeline final : public AppleHealthExportSink {
   std::map<std::string, std::size_t> sourceIndex_;  // by the revision's description
   std::set<NSUUID> removed_;
   Counts readByType_;
+  std::size_t withCreationDate_ = 0, arrivedLate_ = 0;
   std::size_t next_ = 0;  // the first entry not yet released
 };
 

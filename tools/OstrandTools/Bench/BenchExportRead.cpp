@@ -18,7 +18,8 @@ namespace {
 
 class DroppingSink final : public AppleHealthExportSink {
  public:
-  void add(const HKSourceRevision::Pointer&, std::shared_ptr<const HKObject>) override {}
+  void add(const HKSourceRevision::Pointer&, std::shared_ptr<const HKObject>,
+           std::optional<NSDate>) override {}
   void remove(const NSUUID&) override {}
 };
 

@@ -1,0 +1,58 @@
+#pragma once
+
+// DayAudit: what OutboxMisses' comparisons of the outbox's day records with HealthKit share:
+// the replay's inputs, HealthKit read with every permission (HealthKitAudit), the person's
+// days, the last day compared, when each step and heart-rate sample reached HealthKit, and when
+// each record was last written.
+//
+// Main thread only.
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "Foundation/NSCalendar.h"
+#include "HealthKit/HKQuantity.h"
+#include "tools/OstrandTools/HealthKitAudit.h"
+#include "tools/OstrandTools/OutboxMisses.h"
+
+namespace ostrand_tools {
+
+using Arrivals = std::vector<NSDate>;
+
+class DayAudit {
+ public:
+  explicit DayAudit(const OutboxMissesInput& input);
+
+  const OutboxMissesInput& input() const { return input_; }
+  HealthKitAudit& healthKit() { return healthKit_; }
+  // The end of the last day compared: the start of the day an hour before the replay ended.
+  NSDate to() const { return to_; }
+  NSDate dayOf(NSDate moment) const { return *calendar_->startOfDayForDate(moment); }
+  NSDate nextDay(NSDate day) const;
+  // The earlier of the install day and `first`, the first day the outbox holds of a kind.
+  NSDate startingAt(std::optional<NSDate> first) const;
+  // When the sample reached HealthKit (a step or heart-rate sample the replay saved).
+  NSDate arrivalOf(const HKObject& object) const;
+  // How many of `arrivals` reached HealthKit at or after the record's last write; nullopt when
+  // the write is not known (it came before the replay last started).
+  std::optional<std::size_t> arrivedAfterWrite(const Arrivals& arrivals,
+                                               const std::string& activityID) const;
+
+  static NSDateComponents days(long count);
+  // Whether two values are the same up to rounding.
+  static bool same(double a, double b);
+  static double valueIn(const HKQuantity::Pointer& quantity, const HKUnit& unit);
+
+ private:
+  const OutboxMissesInput& input_;
+  std::shared_ptr<NSCalendar> calendar_;
+  HealthKitAudit healthKit_;
+  NSDate to_;
+  std::unordered_map<NSUUID, NSDate> arrivals_;  // of step and heart-rate samples
+};
+
+}  // namespace ostrand_tools

@@ -27,7 +27,7 @@ struct Written {
   const char* source;
   const char* unit;
   double value;
-  double hour;                   // from the first day's midnight; the sample takes no time
+  double hour;                  // from the first day's midnight; the sample takes no time
   std::optional<double> delay;  // hours from its end to its creation date; none: not written
 };
 
@@ -39,9 +39,9 @@ void writeExport(const std::string& path, const std::vector<Written>& records) {
   std::ostringstream xml;
   xml << "<HealthData locale=\"de_DE\">\n <ExportDate value=\"" << at(3 * 24 + 12) << "\"/>\n";
   for (const auto& record : records) {
-    xml << " <Record type=\"" << record.type << "\" sourceName=\"" << record.source
-        << "\" unit=\"" << record.unit << "\" value=\"" << record.value << "\" startDate=\""
-        << at(record.hour) << "\" endDate=\"" << at(record.hour) << "\"";
+    xml << " <Record type=\"" << record.type << "\" sourceName=\"" << record.source << "\" unit=\""
+        << record.unit << "\" value=\"" << record.value << "\" startDate=\"" << at(record.hour)
+        << "\" endDate=\"" << at(record.hour) << "\"";
     if (record.delay) xml << " creationDate=\"" << at(record.hour + *record.delay) << "\"";
     xml << "/>\n";
   }
@@ -108,8 +108,8 @@ std::vector<Written> hourlyDays(bool withCreationDates) {
   for (int hour = 0; hour < 3 * 24; ++hour) {
     records.push_back(heartRate(55 + hour % 40, hour, delay(2 / 60.0)));
     if (hour % 24 == 2 || hour % 24 == 12) {
-      records.push_back(
-          {"HKQuantityTypeIdentifierStepCount", "Phone", "count", 100.0 + hour, double(hour), delay(0.1)});
+      records.push_back({"HKQuantityTypeIdentifierStepCount", "Phone", "count", 100.0 + hour,
+                         double(hour), delay(0.1)});
     }
   }
   return records;

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "HealthKit/HKTypeIdentifiers.h"
-
 namespace ostrand_tools {
 
 namespace {
@@ -19,10 +17,7 @@ DayAudit::DayAudit(const OutboxMissesInput& input)
       healthKit_(input.device),
       to_(dayOf(input.until.dateByAddingTimeInterval(-kHour))) {
   for (const auto& object : input.released) {
-    if (object.type == HKQuantityTypeIdentifierStepCount ||
-        object.type == HKQuantityTypeIdentifierHeartRate) {
-      arrivals_.emplace(object.uuid, object.arrival);
-    }
+    if (input.types.summed.contains(object.type)) arrivals_.emplace(object.uuid, object.arrival);
   }
 }
 
@@ -47,6 +42,18 @@ std::optional<std::size_t> DayAudit::arrivedAfterWrite(const Arrivals& arrivals,
   return static_cast<std::size_t>(
       std::count_if(arrivals.begin(), arrivals.end(),
                     [&written](NSDate arrival) { return !(arrival < written->second); }));
+}
+
+void DayAudit::countDifferingDay(const Arrivals& arrivals, const std::string& activityID,
+                                 MissedDays& missed, bool amountIsObjects) const {
+  ++missed.differing;
+  const auto late = arrivedAfterWrite(arrivals, activityID);
+  if (!late) {
+    ++missed.unknownWriteTimes;
+    return;
+  }
+  missed.objects += *late;
+  if (amountIsObjects) missed.amount += static_cast<double>(*late);
 }
 
 NSDateComponents DayAudit::days(long count) {

@@ -2,8 +2,8 @@
 
 // DayAudit: what OutboxMisses' comparisons of the outbox's day records with HealthKit share:
 // the replay's inputs, HealthKit read with every permission (HealthKitAudit), the person's
-// days, the last day compared, when each step and heart-rate sample reached HealthKit, and when
-// each record was last written.
+// days, the last day compared, when each sample of a summed type (made into day records)
+// reached HealthKit, and when each record was last written.
 //
 // Main thread only.
 
@@ -35,12 +35,12 @@ class DayAudit {
   NSDate nextDay(NSDate day) const;
   // The earlier of the install day and `first`, the first day the outbox holds of a kind.
   NSDate startingAt(std::optional<NSDate> first) const;
-  // When the sample reached HealthKit (a step or heart-rate sample the replay saved).
+  // When the sample reached HealthKit (a sample of a summed type the replay saved).
   NSDate arrivalOf(const HKObject& object) const;
-  // How many of `arrivals` reached HealthKit at or after the record's last write; nullopt when
-  // the write is not known (it came before the replay last started).
-  std::optional<std::size_t> arrivedAfterWrite(const Arrivals& arrivals,
-                                               const std::string& activityID) const;
+  // A day whose record differs from HealthKit: its samples that arrived at or after the
+  // record's last write are missing (also as the amount when `amountIsObjects`).
+  void countDifferingDay(const Arrivals& arrivals, const std::string& activityID,
+                         MissedDays& missed, bool amountIsObjects = false) const;
 
   static NSDateComponents days(long count);
   // Whether two values are the same up to rounding.
@@ -48,11 +48,16 @@ class DayAudit {
   static double valueIn(const HKQuantity::Pointer& quantity, const HKUnit& unit);
 
  private:
+  // How many of `arrivals` reached HealthKit at or after the record's last write; nullopt when
+  // the write is not known (it came before the replay last started).
+  std::optional<std::size_t> arrivedAfterWrite(const Arrivals& arrivals,
+                                               const std::string& activityID) const;
+
   const OutboxMissesInput& input_;
   std::shared_ptr<NSCalendar> calendar_;
   HealthKitAudit healthKit_;
   NSDate to_;
-  std::unordered_map<NSUUID, NSDate> arrivals_;  // of step and heart-rate samples
+  std::unordered_map<NSUUID, NSDate> arrivals_;  // of the summed types' samples
 };
 
 }  // namespace ostrand_tools

@@ -13,11 +13,11 @@ HealthKitAudit::HealthKitAudit(platform::SimulatedHealthDevice& device)
 
 std::shared_ptr<const HKStatisticsCollection> HealthKitAudit::statistics(
     const std::shared_ptr<const HKQuantityType>& type,
-    const std::shared_ptr<const NSPredicate>& predicate, HKStatisticsOptions options,
-    NSDate anchor, const NSDateComponents& interval) {
+    const std::shared_ptr<const NSPredicate>& predicate, HKStatisticsOptions options, NSDate anchor,
+    const NSDateComponents& interval) {
   std::shared_ptr<const HKStatisticsCollection> result;
-  auto query = std::make_shared<HKStatisticsCollectionQuery>(type, predicate, options, anchor,
-                                                             interval);
+  auto query =
+      std::make_shared<HKStatisticsCollectionQuery>(type, predicate, options, anchor, interval);
   query->setInitialResultsHandler([&result](auto, auto collection, auto) { result = collection; });
   store_->executeQuery(query);
   SimulatedPhone::runUntilIdle();
@@ -37,8 +37,7 @@ std::vector<std::shared_ptr<const HKSample>> HealthKitAudit::samples(
 
 std::shared_ptr<const NSPredicate> HealthKitAudit::endingWithin(NSDate from, NSDate to) {
   return NSPredicate::predicateWithFormat(
-      "%K >= %@ AND %K < %@",
-      {HKPredicateKeyPathEndDate, from, HKPredicateKeyPathEndDate, to});
+      "%K >= %@ AND %K < %@", {HKPredicateKeyPathEndDate, from, HKPredicateKeyPathEndDate, to});
 }
 
 }  // namespace ostrand_tools

@@ -8,7 +8,8 @@
 // Main thread only: each read drives the queues until it is answered.
 //
 //   HealthKitAudit audit(device);
-//   auto steps = audit.statistics(stepType, predicate, HKStatisticsOptionCumulativeSum, day, oneDay);
+//   auto steps = audit.statistics(stepType, predicate, HKStatisticsOptionCumulativeSum, day,
+//   oneDay);
 
 #include <memory>
 #include <vector>

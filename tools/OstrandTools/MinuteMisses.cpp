@@ -93,7 +93,8 @@ std::size_t lateSamples(DayAudit& audit, NSDate from, NSDate to,
     const std::string source = sample->source()->bundleIdentifier();
     const NSDate arrival = audit.arrivalOf(*sample);
     const double start = std::floor(sample->startDate().timeIntervalSinceDate(from) / kMinute);
-    const double end = std::max(start + 1, std::ceil(sample->endDate().timeIntervalSinceDate(from) / kMinute));
+    const double end =
+        std::max(start + 1, std::ceil(sample->endDate().timeIntervalSinceDate(from) / kMinute));
     for (double index = std::max(start, 0.0); index < end; ++index) {
       const NSDate minute = from.dateByAddingTimeInterval(index * kMinute);
       if (!(minute < to)) break;

@@ -8,12 +8,10 @@
 
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "OstrandCore/OSTBiometrics.h"
-#include "OstrandCore/OSTIntraDay.h"
-#include "OstrandCore/OSTRoutine.h"
 #include "OstrandHealthKit/Models/OSTBiometrics+HealthKit.h"
-#include "OstrandHealthKit/Models/OSTRoutine+HealthKit.h"
 #include "tools/OstrandTools/DayAudit.h"
 #include "tools/OstrandTools/MinuteMisses.h"
+#include "tools/OstrandTools/RoutineMisses.h"
 
 namespace ostrand_tools {
 
@@ -21,69 +19,11 @@ namespace {
 
 using SourceDay = std::pair<std::string, NSDate>;  // bundle identifier, day start
 
-// A differing day: its samples that arrived after the record's last write go missing.
-void countDiffering(const DayAudit& audit, const Arrivals& arrivals, const std::string& activityID,
-                    MissedDays& missed, bool amountIsObjects) {
-  ++missed.differing;
-  const auto late = audit.arrivedAfterWrite(arrivals, activityID);
-  if (!late) {
-    ++missed.unknownWriteTimes;
-    return;
-  }
-  missed.objects += *late;
-  if (amountIsObjects) missed.amount += static_cast<double>(*late);
-}
-
-MissedDays routineMisses(DayAudit& audit) {
-  std::unordered_map<std::string, const OSTRoutine*> records;
-  std::optional<NSDate> first;
-  for (const auto& record : audit.input().records) {
-    const auto* routine = dynamic_cast<const OSTRoutine*>(record.get());
-    if (!routine || !routine->activityID() || !routine->timestamp()) continue;
-    records[*routine->activityID()] = routine;
-    first = std::min(first.value_or(NSDate::distantFuture()), *routine->timestamp());
-  }
-  MissedDays missed;
-  const NSDate from = audit.startingAt(first);
-  missed.from = from;
-  if (!(from < audit.to())) return missed;
-  const auto steps = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierStepCount);
-  const auto predicate = HealthKitAudit::endingWithin(from, audit.to());
-  const auto collection = audit.healthKit().statistics(steps, predicate,
-                                                       HKStatisticsOptionCumulativeSum, from, DayAudit::days(1));
-  std::map<NSDate, Arrivals> arrivals;
-  for (const auto& sample : audit.healthKit().samples(steps, predicate)) {
-    arrivals[audit.dayOf(sample->endDate())].push_back(audit.arrivalOf(*sample));
-  }
-  const auto count = HKUnit::countUnit();
-  for (NSDate day = from; day < audit.to(); day = audit.nextDay(day)) {
-    const auto statistics = collection ? collection->statisticsForDate(day) : nullptr;
-    const double inHealthKit = statistics ? DayAudit::valueIn(statistics->sumQuantity(), *count) : 0;
-    const std::string key = routineKeyFromDate(day);
-    auto found = records.find(key);
-    if (found == records.end()) {
-      if (inHealthKit == 0) continue;
-      ++missed.withoutRecord;
-      missed.objects += arrivals[day].size();
-      missed.amount += inHealthKit;
-      continue;
-    }
-    ++missed.compared;
-    // A record holds whole steps, rounded as the conversion rounds counts.
-    const NSAny recorded = found->second->steps();
-    const double inRecord = recorded.isNumber() ? recorded.doubleValue() : 0;
-    const double whole = std::round(inHealthKit);
-    if (DayAudit::same(inRecord, whole)) continue;
-    missed.amount += std::max(0.0, whole - inRecord);
-    countDiffering(audit, arrivals[day], key, missed, false);
-  }
-  return missed;
-}
-
 bool holdsDay(const OSTBiometrics& record, double minimum, double maximum, double average) {
   const NSAny low = record.minHeartRate(), high = record.maxHeartRate(),
               mean = record.averageHeartRate();
-  return low.isNumber() && high.isNumber() && mean.isNumber() && DayAudit::same(low.doubleValue(), minimum) &&
+  return low.isNumber() && high.isNumber() && mean.isNumber() &&
+         DayAudit::same(low.doubleValue(), minimum) &&
          DayAudit::same(high.doubleValue(), maximum) && DayAudit::same(mean.doubleValue(), average);
 }
 
@@ -130,12 +70,13 @@ MissedDays heartRateMisses(DayAudit& audit) {
         continue;
       }
       ++missed.compared;
-      if (holdsDay(*found->second, DayAudit::valueIn(statistics->minimumQuantityForSource(*source), *bpm),
+      if (holdsDay(*found->second,
+                   DayAudit::valueIn(statistics->minimumQuantityForSource(*source), *bpm),
                    DayAudit::valueIn(statistics->maximumQuantityForSource(*source), *bpm),
                    DayAudit::valueIn(statistics->averageQuantityForSource(*source), *bpm))) {
         continue;
       }
-      countDiffering(audit, dayArrivals, key, missed, true);
+      audit.countDifferingDay(dayArrivals, key, missed, true);
     }
   }
   return missed;

@@ -3,7 +3,8 @@
 // OutboxMisses: what the day records in a replay's outbox lack. At the end of a replay each day
 // is computed again from everything HealthKit then holds, with HealthKit's own statistics, and
 // compared with the outbox:
-// - routine days: the day's steps (the sum of the step samples that end in the day);
+// - routine days: the day's sum of each subscribed routine quantity (steps, distance, energy,
+//   floors, ...), made into the value a record holds by the engine's conversion;
 // - heart-rate days: each source's minimum, maximum and average heart rate of the day;
 // - minute steps: each source's steps in each minute, against the latest value the outbox holds
 //   for that minute; a day here is one source's minutes of one day.

@@ -45,9 +45,9 @@ std::vector<Row> rowsOf(const OutboxMisses& misses) {
 void printOutboxMisses(std::ostream& out, const OutboxMisses& misses, const NSCalendar& calendar) {
   out << "\nWhat the outbox misses: each day record against the same day computed from what "
          "HealthKit holds at the end (days through "
-      << dayText(misses.to, calendar) << ", exclusive):\n  " << std::left << std::setw(27)
-      << "kind" << std::setw(12) << "from" << std::right << std::setw(7) << "days" << std::setw(8)
-      << "differ" << std::setw(11) << "no record" << std::setw(17) << "objects missing"
+      << dayText(misses.to, calendar) << ", exclusive):\n  " << std::left << std::setw(27) << "kind"
+      << std::setw(12) << "from" << std::right << std::setw(7) << "days" << std::setw(8) << "differ"
+      << std::setw(11) << "no record" << std::setw(17) << "objects missing"
       << "  amount missing\n";
   std::size_t unknown = 0;
   for (const auto& row : rowsOf(misses)) {

@@ -71,8 +71,8 @@ bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
     auto& entry = entries_[next_];
     if (boundIncluded ? bound < entry.arrival : !(entry.arrival < bound)) break;
     ++released[entry.sample->sampleType()->identifier()];
-    released_.push_back({entry.sample->UUID(), entry.sample->sampleType()->identifier(),
-                         entry.arrival});
+    released_.push_back(
+        {entry.sample->UUID(), entry.sample->sampleType()->identifier(), entry.arrival});
     bySource[entry.source].push_back(std::move(entry.sample));
   }
   if (bySource.empty()) return true;

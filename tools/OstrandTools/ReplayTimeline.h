@@ -5,8 +5,9 @@
 // arrives at its creation date when the export gives one (a watch syncing in batches, a sensor,
 // an import arrive hours or months after they ended), else at its end date. finish() orders them
 // by arrival, and releaseBefore() / releaseThrough() save into the simulated device, through the
-// store of the app that wrote it, everything that arrives before (or by) a given moment. Each object is held once: here until it is released, in the device afterwards;
-// the timeline keeps only which objects it released (released()), for the replay's summary.
+// store of the app that wrote it, everything that arrives before (or by) a given moment. Each
+// object is held once: here until it is released, in the device afterwards; the timeline keeps only
+// which objects it released (released()), for the replay's summary.
 //
 // Releasing is deterministic: the same export released at the same moments gives the same
 // objects the same anchors, so a relaunched replay can rebuild HealthKit as a killed one left it

@@ -25,6 +25,14 @@ NSDate DayAudit::nextDay(NSDate day) const {
   return *calendar_->dateByAddingUnit(NSCalendarUnitDay, 1, day, NSCalendarOptions{});
 }
 
+std::vector<NSDate> DayAudit::daysCovered(const HKSample& sample) const {
+  std::vector<NSDate> days{dayOf(sample.startDate())};
+  for (NSDate day = nextDay(days.front()); day < sample.endDate(); day = nextDay(day)) {
+    days.push_back(day);
+  }
+  return days;
+}
+
 NSDate DayAudit::startingAt(std::optional<NSDate> first) const {
   const NSDate installDay = dayOf(input_.since);
   return first && *first < installDay ? dayOf(*first) : installDay;

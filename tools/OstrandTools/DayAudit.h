@@ -16,6 +16,7 @@
 
 #include "Foundation/NSCalendar.h"
 #include "HealthKit/HKQuantity.h"
+#include "HealthKit/HKSample.h"
 #include "tools/OstrandTools/HealthKitAudit.h"
 #include "tools/OstrandTools/OutboxMisses.h"
 
@@ -33,6 +34,8 @@ class DayAudit {
   NSDate to() const { return to_; }
   NSDate dayOf(NSDate moment) const { return *calendar_->startOfDayForDate(moment); }
   NSDate nextDay(NSDate day) const;
+  // The days the sample covers (its start's day, and each later one it reaches into).
+  std::vector<NSDate> daysCovered(const HKSample& sample) const;
   // The earlier of the install day and `first`, the first day the outbox holds of a kind.
   NSDate startingAt(std::optional<NSDate> first) const;
   // When the sample reached HealthKit (a sample of a summed type the replay saved).

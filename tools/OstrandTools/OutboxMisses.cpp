@@ -44,7 +44,7 @@ MissedDays heartRateMisses(DayAudit& audit) {
   missed.from = from;
   if (!(from < audit.to())) return missed;
   const auto heartRate = HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierHeartRate);
-  const auto predicate = HealthKitAudit::endingWithin(from, audit.to());
+  const auto predicate = HealthKitAudit::endingWithin(from, audit.input().until);
   const auto options = static_cast<HKStatisticsOptions>(
       HKStatisticsOptionSeparateBySource | HKStatisticsOptionDiscreteAverage |
       HKStatisticsOptionDiscreteMin | HKStatisticsOptionDiscreteMax);

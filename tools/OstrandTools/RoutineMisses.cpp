@@ -45,7 +45,8 @@ std::optional<double> inHealthKit(const RoutineQuantity& quantity, NSDate day) {
 std::vector<RoutineQuantity> subscribedQuantities(DayAudit& audit, NSDate from,
                                                   std::map<NSDate, Arrivals>& arrivals) {
   std::vector<RoutineQuantity> quantities;
-  const auto predicate = HealthKitAudit::endingWithin(from, audit.to());
+  // Samples that end after the last day compared still count for it by the part they cover.
+  const auto predicate = HealthKitAudit::endingWithin(from, audit.input().until);
   for (const auto& [identifier, keyPath] : *routineHealthKitKeyPaths()) {
     if (!audit.input().types.subscribed.contains(identifier)) continue;
     RoutineQuantity quantity{HKObjectType::quantityTypeForIdentifier(identifier),
@@ -55,7 +56,9 @@ std::vector<RoutineQuantity> subscribedQuantities(DayAudit& audit, NSDate from,
     quantity.days = audit.healthKit().statistics(
         quantity.type, predicate, HKStatisticsOptionCumulativeSum, from, DayAudit::days(1));
     for (const auto& sample : audit.healthKit().samples(quantity.type, predicate)) {
-      arrivals[audit.dayOf(sample->endDate())].push_back(audit.arrivalOf(*sample));
+      for (const NSDate day : audit.daysCovered(*sample)) {
+        arrivals[day].push_back(audit.arrivalOf(*sample));
+      }
     }
     quantities.push_back(std::move(quantity));
   }
@@ -76,7 +79,7 @@ MissedDays routineMisses(DayAudit& audit) {
   MissedDays missed;
   missed.from = audit.startingAt(first);
   if (!(missed.from < audit.to())) return missed;
-  std::map<NSDate, Arrivals> arrivals;  // of every quantity's samples, by the day they end in
+  std::map<NSDate, Arrivals> arrivals;  // of every quantity's samples, by the days they cover
   const auto quantities = subscribedQuantities(audit, missed.from, arrivals);
   for (NSDate day = missed.from; day < audit.to(); day = audit.nextDay(day)) {
     const std::string key = routineKeyFromDate(day);

@@ -192,8 +192,15 @@ void ReplayInvariant::expectLatestMinutesToAddUpToEachSourcesSteps() const {
   }
 }
 
-// One replay per zone, checked three ways.
+// One replay per zone, checked three ways, and by the replay's own report of what the outbox
+// misses, which must agree that nothing is.
 TEST_P(ReplayInvariant, HoldsForEveryObjectDayAndMinute) {
+  const auto misses = replay->outboxMisses(records);
+  for (const auto* days : {&misses.routine, &misses.heartRate, &misses.minutes}) {
+    EXPECT_GT(days->compared, 0U);
+    EXPECT_EQ(days->differing + days->withoutRecord + days->objects, 0U);
+  }
+  EXPECT_EQ(misses.anchoredNeverHanded, 0U);
   {
     SCOPED_TRACE("objects fetched by anchor");
     expectEveryObjectFetchedByAnchorMadeItsRecord();

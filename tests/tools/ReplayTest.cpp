@@ -203,7 +203,7 @@ TEST(ReplaySummary, SaysWhyEachObjectMadeNoRecord) {
   const NSDate since = NSDate::dateWithTimeIntervalSince1970(1771891200);
   std::vector<ostrand_tools::ReplayTimeline::ReleasedObject> saved;
   for (double hours : {-30.0, -2.0, 1.0, 2.0, 3.0}) {
-    saved.push_back({NSUUID(), water, since.dateByAddingTimeInterval(hours * 3600)});
+    saved.push_back({NSUUID(), &water, since.dateByAddingTimeInterval(hours * 3600)});
   }
   // The app was handed the one before --since that the historical fetch read and two later
   // ones; it made records of the first two.

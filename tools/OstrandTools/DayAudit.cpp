@@ -17,7 +17,7 @@ DayAudit::DayAudit(const OutboxMissesInput& input)
       healthKit_(input.device),
       to_(dayOf(input.until.dateByAddingTimeInterval(-kHour))) {
   for (const auto& object : input.released) {
-    if (input.types.summed.contains(object.type)) arrivals_.emplace(object.uuid, object.arrival);
+    if (input.types.summed.contains(*object.type)) arrivals_.emplace(object.uuid, object.arrival);
   }
 }
 

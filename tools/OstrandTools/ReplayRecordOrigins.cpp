@@ -12,13 +12,13 @@ void countObjectFates(const std::vector<ReplayTimeline::ReleasedObject>& saved,
     if (auto identifier = record->activityID()) identifiers.insert(*identifier);
   }
   for (const auto& object : saved) {
-    types.records[object.type] += identifiers.count(object.uuid.UUIDString());
+    types.records[*object.type] += identifiers.count(object.uuid.UUIDString());
     if (handed.count(object.uuid) != 0) {
-      ++types.handed[object.type];
+      ++types.handed[*object.type];
     } else if (object.arrival < since) {
-      ++types.neverHandedBeforeSince[object.type];
+      ++types.neverHandedBeforeSince[*object.type];
     } else {
-      ++types.neverHanded[object.type];
+      ++types.neverHanded[*object.type];
     }
   }
 }

@@ -10,6 +10,7 @@ namespace ostrand_tools {
 namespace {
 
 constexpr double kLate = 3600;  // an object that arrives later than this after it ended is late
+constexpr std::size_t kDropAtLeast = 4096;  // released entries worth giving back
 
 }  // namespace
 
@@ -62,6 +63,15 @@ bool ReplayTimeline::releaseThrough(NSDate end, platform::SimulatedHealthDevice&
   return release(end, true, device, released, error);
 }
 
+void ReplayTimeline::dropReleased() {
+  // Entries are dropped once they are most of the list, so the memory of what is in the device
+  // already is given back and each entry is moved at most once on average.
+  if (next_ < kDropAtLeast || next_ < entries_.size() - next_) return;
+  entries_.erase(entries_.begin(), entries_.begin() + static_cast<std::ptrdiff_t>(next_));
+  entries_.shrink_to_fit();
+  next_ = 0;
+}
+
 bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
                              platform::SimulatedHealthDevice& device, Counts& released,
                              std::string& error) {
@@ -70,11 +80,12 @@ bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
   for (; next_ < entries_.size(); ++next_) {
     auto& entry = entries_[next_];
     if (boundIncluded ? bound < entry.arrival : !(entry.arrival < bound)) break;
-    ++released[entry.sample->sampleType()->identifier()];
-    released_.push_back(
-        {entry.sample->UUID(), entry.sample->sampleType()->identifier(), entry.arrival});
+    const auto counted = readByType_.find(entry.sample->sampleType()->identifier());
+    ++released[counted->first];
+    released_.push_back({entry.sample->UUID(), &counted->first, entry.arrival});
     bySource[entry.source].push_back(std::move(entry.sample));
   }
+  dropReleased();
   if (bySource.empty()) return true;
   // Everything released here reaches HealthKit at the same moment, so the app must find all of
   // it when it wakes: it runs only once HealthKit has saved and announced every app's objects.

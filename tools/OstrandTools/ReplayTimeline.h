@@ -66,7 +66,7 @@ class ReplayTimeline final : public AppleHealthExportSink {
   // An object saved into the device, as the summary needs it.
   struct ReleasedObject {
     NSUUID uuid;
-    std::string type;  // identifier
+    const std::string* type;  // identifier: a key of readByType(), which lives as long
     NSDate arrival;
   };
   // Every object released so far, in the order they arrived.
@@ -84,6 +84,8 @@ class ReplayTimeline final : public AppleHealthExportSink {
     std::shared_ptr<HKHealthStore> store;  // made on first release
   };
 
+  // Gives back the memory of released entries once they are the larger part.
+  void dropReleased();
   bool release(NSDate bound, bool boundIncluded, platform::SimulatedHealthDevice& device,
                Counts& released, std::string& error);
 

@@ -7,6 +7,7 @@
 //
 // Main thread only.
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -44,6 +45,21 @@ class DayAudit {
   // record's last write are missing (also as the amount when `amountIsObjects`).
   void countDifferingDay(const Arrivals& arrivals, const std::string& activityID,
                          MissedDays& missed, bool amountIsObjects = false) const;
+
+  // The outbox's records of one class that `holds` accepts, by activity identifier, and the day
+  // of the earliest of them.
+  template <class Record, class Holds>
+  std::unordered_map<std::string, const Record*> recordsByKey(Holds holds,
+                                                              std::optional<NSDate>& first) const {
+    std::unordered_map<std::string, const Record*> records;
+    for (const auto& record : input_.records) {
+      const auto* typed = dynamic_cast<const Record*>(record.get());
+      if (!typed || !typed->activityID() || !typed->timestamp() || !holds(*typed)) continue;
+      records[*typed->activityID()] = typed;
+      first = std::min(first.value_or(NSDate::distantFuture()), dayOf(*typed->timestamp()));
+    }
+    return records;
+  }
 
   static NSDateComponents days(long count);
   // Whether two values are the same up to rounding.

@@ -27,18 +27,21 @@ bool holdsDay(const OSTBiometrics& record, double minimum, double maximum, doubl
          DayAudit::same(high.doubleValue(), maximum) && DayAudit::same(mean.doubleValue(), average);
 }
 
-MissedDays heartRateMisses(DayAudit& audit) {
-  std::unordered_map<std::string, const OSTBiometrics*> records;  // those with day statistics
-  std::optional<NSDate> first;
-  for (const auto& record : audit.input().records) {
-    const auto* biometrics = dynamic_cast<const OSTBiometrics*>(record.get());
-    if (!biometrics || biometrics->minHeartRate().isNil() || !biometrics->activityID() ||
-        !biometrics->timestamp()) {
-      continue;
-    }
-    records[*biometrics->activityID()] = biometrics;
-    first = std::min(first.value_or(NSDate::distantFuture()), *biometrics->timestamp());
+// Each source's heart-rate samples by the day they start in, and when each reached HealthKit.
+std::map<SourceDay, Arrivals> heartRateArrivals(
+    DayAudit& audit, const std::vector<std::shared_ptr<const HKSample>>& samples) {
+  std::map<SourceDay, Arrivals> arrivals;
+  for (const auto& sample : samples) {
+    arrivals[{sample->source()->bundleIdentifier(), audit.dayOf(sample->startDate())}].push_back(
+        audit.arrivalOf(*sample));
   }
+  return arrivals;
+}
+
+MissedDays heartRateMisses(DayAudit& audit) {
+  std::optional<NSDate> first;
+  const auto records = audit.recordsByKey<OSTBiometrics>(
+      [](const OSTBiometrics& record) { return !record.minHeartRate().isNil(); }, first);
   MissedDays missed;
   const NSDate from = audit.startingAt(first);
   missed.from = from;
@@ -50,11 +53,7 @@ MissedDays heartRateMisses(DayAudit& audit) {
       HKStatisticsOptionDiscreteMin | HKStatisticsOptionDiscreteMax);
   const auto collection =
       audit.healthKit().statistics(heartRate, predicate, options, from, DayAudit::days(1));
-  std::map<SourceDay, Arrivals> arrivals;
-  for (const auto& sample : audit.healthKit().samples(heartRate, predicate)) {
-    arrivals[{sample->source()->bundleIdentifier(), audit.dayOf(sample->startDate())}].push_back(
-        audit.arrivalOf(*sample));
-  }
+  auto arrivals = heartRateArrivals(audit, audit.healthKit().samples(heartRate, predicate));
   const auto bpm = HKUnit::unitFromString("count/min");
   for (NSDate day = from; collection && day < audit.to(); day = audit.nextDay(day)) {
     const auto statistics = collection->statisticsForDate(day);

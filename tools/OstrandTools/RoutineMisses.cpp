@@ -68,14 +68,9 @@ std::vector<RoutineQuantity> subscribedQuantities(DayAudit& audit, NSDate from,
 }  // namespace
 
 MissedDays routineMisses(DayAudit& audit) {
-  std::unordered_map<std::string, const OSTRoutine*> records;
   std::optional<NSDate> first;
-  for (const auto& record : audit.input().records) {
-    const auto* routine = dynamic_cast<const OSTRoutine*>(record.get());
-    if (!routine || !routine->activityID() || !routine->timestamp()) continue;
-    records[*routine->activityID()] = routine;
-    first = std::min(first.value_or(NSDate::distantFuture()), *routine->timestamp());
-  }
+  const auto records =
+      audit.recordsByKey<OSTRoutine>([](const OSTRoutine&) { return true; }, first);
   MissedDays missed;
   missed.from = audit.startingAt(first);
   if (!(missed.from < audit.to())) return missed;

@@ -28,8 +28,8 @@
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "OstrandCore/OSTLog.h"
 #include "OstrandCore/OSTSQLiteStore.h"
-#include "tools/OstrandTools/ReplayTimeline.h"
-#include "tools/OstrandTools/SimulatedPhone.h"
+#include "tools/OstrandTools/Common/SimulatedPhone.h"
+#include "tools/OstrandTools/Replay/ReplayTimeline.h"
 
 namespace {
 

@@ -8,11 +8,11 @@
 #include "Foundation/Platform/PlatformEnvironment.h"
 #include "OstrandCore/OSTLog.h"
 #include "tools/OstrandTools/Bench/Bench.h"
-#include "tools/OstrandTools/Demo.h"
-#include "tools/OstrandTools/ExportSync.h"
-#include "tools/OstrandTools/OutboxCommand.h"
-#include "tools/OstrandTools/Progress.h"
-#include "tools/OstrandTools/Replay.h"
+#include "tools/OstrandTools/Common/Progress.h"
+#include "tools/OstrandTools/Demo/Demo.h"
+#include "tools/OstrandTools/Export/ExportSync.h"
+#include "tools/OstrandTools/Outbox/OutboxCommand.h"
+#include "tools/OstrandTools/Replay/Replay.h"
 
 namespace {
 

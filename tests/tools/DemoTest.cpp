@@ -21,8 +21,8 @@
 #include "OstrandCore/OSTRecordType.h"
 #include "OutboxJSONLines.h"
 #include "support/TemporaryDirectory.h"
-#include "tools/OstrandTools/Demo.h"
-#include "tools/OstrandTools/OutboxReport.h"
+#include "tools/OstrandTools/Demo/Demo.h"
+#include "tools/OstrandTools/Outbox/OutboxReport.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include "OstrandCore/OSTRecordCoder.h"
 #include "OutboxJSONLines.h"
 #include "support/TemporaryDirectory.h"
-#include "tools/OstrandTools/ExportSync.h"
-#include "tools/OstrandTools/OutboxCommand.h"
+#include "tools/OstrandTools/Export/ExportSync.h"
+#include "tools/OstrandTools/Outbox/OutboxCommand.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/OstrandTools/OutboxCommand.h"
+#include "tools/OstrandTools/Outbox/OutboxCommand.h"
 
 namespace testing_support {
 

@@ -12,7 +12,7 @@
 #include "OutboxJSONLines.h"
 #include "ReplayTestExport.h"
 #include "support/TemporaryDirectory.h"
-#include "tools/OstrandTools/Replay.h"
+#include "tools/OstrandTools/Replay/Replay.h"
 
 namespace {
 

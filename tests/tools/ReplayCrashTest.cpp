@@ -32,7 +32,7 @@
 #include "ReplayTestExport.h"
 #include "support/KilledChild.h"
 #include "support/TemporaryDirectory.h"
-#include "tools/OstrandTools/Replay.h"
+#include "tools/OstrandTools/Replay/Replay.h"
 
 namespace {
 

@@ -20,7 +20,7 @@
 #include "OstrandCore/OSTIntraDay.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "support/TemporaryDirectory.h"
-#include "tools/OstrandTools/Replay.h"
+#include "tools/OstrandTools/Replay/Replay.h"
 
 namespace {
 

@@ -19,9 +19,9 @@
 #include "OutboxJSONLines.h"
 #include "ReplayTestExport.h"
 #include "support/TemporaryDirectory.h"
-#include "tools/OstrandTools/ExportTimeZone.h"
-#include "tools/OstrandTools/Replay.h"
-#include "tools/OstrandTools/ReplayRecordOrigins.h"
+#include "tools/OstrandTools/Export/ExportTimeZone.h"
+#include "tools/OstrandTools/Replay/Replay.h"
+#include "tools/OstrandTools/Replay/ReplayRecordOrigins.h"
 
 namespace {
 

@@ -23,7 +23,7 @@
 
 #include "tools/OstrandTools/Bench/BenchReport.h"
 #include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
-#include "tools/OstrandTools/Progress.h"
+#include "tools/OstrandTools/Common/Progress.h"
 
 namespace ostrand_tools {
 

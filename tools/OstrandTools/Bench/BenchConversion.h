@@ -20,7 +20,7 @@
 
 #include "HealthKit/HKSample.h"
 #include "OstrandCore/OSTRecord.h"
-#include "tools/OstrandTools/SimulatedPhone.h"
+#include "tools/OstrandTools/Common/SimulatedPhone.h"
 
 namespace ostrand_tools {
 

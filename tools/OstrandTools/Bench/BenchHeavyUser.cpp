@@ -7,7 +7,7 @@
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
-#include "tools/OstrandTools/SimulatedApps.h"
+#include "tools/OstrandTools/Common/SimulatedApps.h"
 
 namespace ostrand_tools {
 

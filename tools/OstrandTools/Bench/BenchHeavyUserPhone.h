@@ -18,8 +18,8 @@
 #include "tools/OstrandTools/Bench/BenchRecordingStore.h"
 #include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
 #include "tools/OstrandTools/Bench/BenchWrites.h"
-#include "tools/OstrandTools/Progress.h"
-#include "tools/OstrandTools/SimulatedPhone.h"
+#include "tools/OstrandTools/Common/Progress.h"
+#include "tools/OstrandTools/Common/SimulatedPhone.h"
 
 namespace ostrand_tools {
 

@@ -8,7 +8,7 @@
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
 #include "OstrandHealthKit/OSTHealthKitSubscription.h"
-#include "tools/OstrandTools/SimulatedPhone.h"
+#include "tools/OstrandTools/Common/SimulatedPhone.h"
 
 namespace ostrand_tools {
 

@@ -3,7 +3,7 @@
 #include "AppleHealthExport/AppleHealthExportReader.h"
 #include "tools/OstrandTools/Bench/BenchExportWriter.h"
 #include "tools/OstrandTools/Bench/BenchStopwatch.h"
-#include "tools/OstrandTools/Replay.h"
+#include "tools/OstrandTools/Replay/Replay.h"
 
 namespace ostrand_tools {
 

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <string>
 
-#include "tools/OstrandTools/SimulatedPhone.h"
+#include "tools/OstrandTools/Common/SimulatedPhone.h"
 
 namespace ostrand_tools {
 

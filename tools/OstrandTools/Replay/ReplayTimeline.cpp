@@ -1,0 +1,118 @@
+#include "tools/OstrandTools/Replay/ReplayTimeline.h"
+
+#include <algorithm>
+
+#include "Foundation/Platform/DispatchRuntime.h"
+#include "tools/OstrandTools/Common/SimulatedPhone.h"
+
+namespace ostrand_tools {
+
+namespace {
+
+constexpr double kLate = 3600;  // an object that arrives later than this after it ended is late
+constexpr std::size_t kDropAtLeast = 4096;  // released entries worth giving back
+
+}  // namespace
+
+void ReplayTimeline::add(const HKSourceRevision::Pointer& revision,
+                         std::shared_ptr<const HKObject> object,
+                         std::optional<NSDate> creationDate) {
+  auto sample = std::dynamic_pointer_cast<const HKSample>(std::move(object));
+  if (!sample) return;
+  auto [index, added] = sourceIndex_.try_emplace(revision->description(), sources_.size());
+  if (added) sources_.push_back({revision, nullptr});
+  entries_.push_back({creationDate.value_or(sample->endDate()),
+                      static_cast<std::uint32_t>(index->second), creationDate.has_value(),
+                      std::move(sample)});
+}
+
+void ReplayTimeline::remove(const NSUUID& uuid) { removed_.insert(uuid); }
+
+void ReplayTimeline::finish() {
+  if (!removed_.empty()) {
+    std::erase_if(entries_,
+                  [this](const Entry& entry) { return removed_.count(entry.sample->UUID()) != 0; });
+    removed_.clear();
+  }
+  std::stable_sort(entries_.begin(), entries_.end(),
+                   [](const Entry& a, const Entry& b) { return a.arrival < b.arrival; });
+  for (const auto& entry : entries_) {
+    ++readByType_[entry.sample->sampleType()->identifier()];
+    withCreationDate_ += entry.hasCreationDate;
+    arrivedLate_ += entry.arrival.timeIntervalSinceDate(entry.sample->endDate()) > kLate;
+  }
+}
+
+std::optional<NSDate> ReplayTimeline::firstArrival() const {
+  if (entries_.empty()) return std::nullopt;
+  return entries_.front().arrival;
+}
+
+std::optional<NSDate> ReplayTimeline::nextArrival() const {
+  if (next_ == entries_.size()) return std::nullopt;
+  return entries_[next_].arrival;
+}
+
+bool ReplayTimeline::releaseBefore(NSDate moment, platform::SimulatedHealthDevice& device,
+                                   Counts& released, std::string& error) {
+  return release(moment, false, device, released, error);
+}
+
+bool ReplayTimeline::releaseThrough(NSDate end, platform::SimulatedHealthDevice& device,
+                                    Counts& released, std::string& error) {
+  return release(end, true, device, released, error);
+}
+
+void ReplayTimeline::dropReleased() {
+  // Entries are dropped once they are most of the list, so the memory of what is in the device
+  // already is given back and each entry is moved at most once on average.
+  if (next_ < kDropAtLeast || next_ < entries_.size() - next_) return;
+  entries_.erase(entries_.begin(), entries_.begin() + static_cast<std::ptrdiff_t>(next_));
+  entries_.shrink_to_fit();
+  next_ = 0;
+}
+
+bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
+                             platform::SimulatedHealthDevice& device, Counts& released,
+                             std::string& error) {
+  // Each app saves its own objects, in time order; apps in the order they were first read.
+  std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> bySource;
+  for (; next_ < entries_.size(); ++next_) {
+    auto& entry = entries_[next_];
+    if (boundIncluded ? bound < entry.arrival : !(entry.arrival < bound)) break;
+    const auto counted = readByType_.find(entry.sample->sampleType()->identifier());
+    ++released[counted->first];
+    released_.push_back({entry.sample->UUID(), &counted->first, entry.arrival});
+    bySource[entry.source].push_back(std::move(entry.sample));
+  }
+  dropReleased();
+  if (bySource.empty()) return true;
+  // Everything released here reaches HealthKit at the same moment, so the app must find all of
+  // it when it wakes: it runs only once HealthKit has saved and announced every app's objects.
+  // Were it let in between, its fetch after one app's save would count as made after the
+  // others' too, and the next fetch, which reaches back only an hour before that one, would miss
+  // the start of another app's sample that began before that hour.
+  std::vector<std::shared_ptr<const NSError>> refused(bySource.size());
+  std::size_t position = 0;
+  for (auto& [index, objects] : bySource) {
+    auto& source = sources_[index];
+    if (!source.store) source.store = device.storeForSource(source.revision);
+    source.store->saveObjects(objects, [&refused, position](bool, auto failure) {
+      refused[position] = std::move(failure);
+    });
+    ++position;
+  }
+  platform::DispatchRuntime::shared().waitForWorkers();
+  SimulatedPhone::runUntilIdle();
+  position = 0;
+  for (const auto& [index, objects] : bySource) {
+    if (const auto& failure = refused[position++]) {
+      error = sources_[index].revision->description() +
+              " could not save: " + failure->localizedDescription();
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace ostrand_tools

@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 #include <time.h>
 
+#include <algorithm>
+#include <atomic>
 #include <fstream>
 #include <string>
 
@@ -26,6 +28,9 @@ std::uint64_t statusBytes(const std::string& field) {
   return 0;
 }
 
+// The highest peak that a reset dropped.
+std::atomic<std::uint64_t> peakBeforeResets{0};
+
 }  // namespace
 
 std::chrono::duration<double> BenchProcessUsage::cpuTime() {
@@ -46,10 +51,15 @@ std::uint64_t BenchProcessUsage::residentBytes() { return statusBytes("VmRSS"); 
 std::uint64_t BenchProcessUsage::peakResidentBytes() { return statusBytes("VmHWM"); }
 
 bool BenchProcessUsage::resetPeakResident() {
+  peakBeforeResets = runPeakResidentBytes();
   std::ofstream clearRefs("/proc/self/clear_refs");
   clearRefs << "5";
   clearRefs.flush();
   return clearRefs.good();
+}
+
+std::uint64_t BenchProcessUsage::runPeakResidentBytes() {
+  return std::max(peakBeforeResets.load(), peakResidentBytes());
 }
 
 }  // namespace ostrand_tools

@@ -29,8 +29,11 @@ void BenchAppStreams::phoneSteps(const BenchPersonDay& day, bool distance) {
     if (!BenchWatchStreams::walking(day, t)) continue;
     const double steps = std::floor(300 + 250 * BenchNoise::at(t, 50));
     BenchRecord stretch{.type = "HKQuantityTypeIdentifierStepCount",
-                        .source = sources_.phone(day.year), .unit = "count", .value = steps,
-                        .start = t, .end = t + 7 * kMinute};
+                        .source = sources_.phone(day.year),
+                        .unit = "count",
+                        .value = steps,
+                        .start = t,
+                        .end = t + 7 * kMinute};
     if (distance) {
       stretch.type = "HKQuantityTypeIdentifierDistanceWalkingRunning";
       stretch.unit = "km";
@@ -43,8 +46,11 @@ void BenchAppStreams::phoneSteps(const BenchPersonDay& day, bool distance) {
 void BenchAppStreams::flightsClimbed(const BenchPersonDay& day) {
   for (std::int64_t t = day.wokeAt; t < day.bedAt; t += 10 * kMinute) {
     if (!BenchWatchStreams::walking(day, t) || BenchNoise::at(t, 51) > 0.3) continue;
-    write({.type = "HKQuantityTypeIdentifierFlightsClimbed", .source = sources_.phone(day.year),
-           .unit = "count", .value = 1 + std::floor(3 * BenchNoise::at(t, 52)), .start = t,
+    write({.type = "HKQuantityTypeIdentifierFlightsClimbed",
+           .source = sources_.phone(day.year),
+           .unit = "count",
+           .value = 1 + std::floor(3 * BenchNoise::at(t, 52)),
+           .start = t,
            .end = t + 2 * kMinute},
           Saver::phone);
   }
@@ -54,8 +60,10 @@ void BenchAppStreams::headphoneAudio(const BenchPersonDay& day) {
   if (day.index % 7 >= 5) return;  // music on the way to work and back, on weekdays
   for (const std::int64_t start : {day.wokeAt + kHour, day.wokeAt + 10 * kHour}) {
     write({.type = "HKQuantityTypeIdentifierHeadphoneAudioExposure",
-           .source = sources_.headphones(day.year), .unit = "dBASPL",
-           .value = rounded(62 + 16 * BenchNoise::at(start, 53), 4), .start = start,
+           .source = sources_.headphones(day.year),
+           .unit = "dBASPL",
+           .value = rounded(62 + 16 * BenchNoise::at(start, 53), 4),
+           .start = start,
            .end = start + 25 * kMinute},
           Saver::phone);
   }
@@ -63,9 +71,12 @@ void BenchAppStreams::headphoneAudio(const BenchPersonDay& day) {
 
 void BenchAppStreams::bloodGlucose(const BenchPersonDay& day) {
   for (std::int64_t t = day.midnight; t < day.nextMidnight; t += 5 * kMinute) {
-    write({.type = "HKQuantityTypeIdentifierBloodGlucose", .source = sources_.glucoseSensor(),
-           .unit = "mg/dL", .value = std::floor(88 + afterMeals(day, t) + 10 * BenchNoise::at(t, 54)),
-           .start = t, .end = t},
+    write({.type = "HKQuantityTypeIdentifierBloodGlucose",
+           .source = sources_.glucoseSensor(),
+           .unit = "mg/dL",
+           .value = std::floor(88 + afterMeals(day, t) + 10 * BenchNoise::at(t, 54)),
+           .start = t,
+           .end = t},
           Saver::glucoseSensor);
   }
 }
@@ -77,19 +88,22 @@ void BenchAppStreams::scale(const BenchPersonDay& day, Weighing measure) {
   BenchRecord weighing{.source = sources_.scale(), .start = at, .end = at};
   switch (measure) {
     case Weighing::bodyMassIndex:
-      weighing = {.type = "HKQuantityTypeIdentifierBodyMassIndex", .unit = "count",
+      weighing = {.type = "HKQuantityTypeIdentifierBodyMassIndex",
+                  .unit = "count",
                   .value = rounded(mass / (1.7 * 1.7), 1)};
       break;
     case Weighing::bodyFat:
-      weighing = {.type = "HKQuantityTypeIdentifierBodyFatPercentage", .unit = "%",
+      weighing = {.type = "HKQuantityTypeIdentifierBodyFatPercentage",
+                  .unit = "%",
                   .value = rounded(fat, 3)};
       break;
     case Weighing::bodyMass:
-      weighing = {.type = "HKQuantityTypeIdentifierBodyMass", .unit = "kg",
-                  .value = rounded(mass, 2)};
+      weighing = {
+          .type = "HKQuantityTypeIdentifierBodyMass", .unit = "kg", .value = rounded(mass, 2)};
       break;
     case Weighing::leanBodyMass:
-      weighing = {.type = "HKQuantityTypeIdentifierLeanBodyMass", .unit = "kg",
+      weighing = {.type = "HKQuantityTypeIdentifierLeanBodyMass",
+                  .unit = "kg",
                   .value = rounded(mass * (1 - fat), 2)};
       break;
   }

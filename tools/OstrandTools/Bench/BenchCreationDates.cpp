@@ -52,7 +52,8 @@ std::int64_t BenchCreationDates::of(Saver saver, std::int64_t end, std::uint64_t
       break;
     case Saver::foodDiary:
       saved = end + kMinute + seconds(20 * kMinute * noise);
-      if (BenchNoise::unit(seed, 22) < kLateMealShare) saved += 2 * kHour + seconds(4 * kHour * noise);
+      if (BenchNoise::unit(seed, 22) < kLateMealShare)
+        saved += 2 * kHour + seconds(4 * kHour * noise);
       break;
     case Saver::cuff:
       saved = end + 20 + seconds(40 * noise);

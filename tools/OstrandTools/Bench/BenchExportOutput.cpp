@@ -38,10 +38,10 @@ BenchExportOutput& BenchExportOutput::text(std::string_view text) {
 BenchExportOutput& BenchExportOutput::number(double value) {
   char digits[32];
   // Whole numbers as integers: "72", not "72.0"; others as short as they read back.
-  const auto result = std::floor(value) == value && std::fabs(value) < 1e15
-                          ? std::to_chars(digits, digits + sizeof digits,
-                                          static_cast<long long>(value))
-                          : std::to_chars(digits, digits + sizeof digits, value);
+  const auto result =
+      std::floor(value) == value && std::fabs(value) < 1e15
+          ? std::to_chars(digits, digits + sizeof digits, static_cast<long long>(value))
+          : std::to_chars(digits, digits + sizeof digits, value);
   return text(std::string_view(digits, static_cast<std::size_t>(result.ptr - digits)));
 }
 

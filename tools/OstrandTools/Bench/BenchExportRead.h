@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
-
 #include <string>
 
 #include "tools/OstrandTools/Bench/BenchExportWriter.h"

@@ -20,7 +20,7 @@ constexpr int kSampleDays = 7;
 
 using Stream = std::function<void(const BenchPersonDay&)>;
 
-// Every stream of the person, in the order their types appear in the file.
+// The person's streams, each class over the same output.
 struct PersonStreams {
   BenchWatchStreams watch;
   BenchVitalStreams vitals;
@@ -33,9 +33,9 @@ struct PersonStreams {
 void addMotionStreams(std::vector<Stream>& all, BenchWorkoutStreams& workouts) {
   using M = BenchWorkoutStreams::Metric;
   using Walk = BenchWorkoutStreams::WalkingMetric;
-  for (const M metric : {M::runningPower, M::runningSpeed, M::runningStrideLength,
-                         M::runningVerticalOscillation, M::runningGroundContactTime,
-                         M::cyclingSpeed, M::cyclingCadence, M::physicalEffort}) {
+  for (const M metric :
+       {M::runningPower, M::runningSpeed, M::runningStrideLength, M::runningVerticalOscillation,
+        M::runningGroundContactTime, M::cyclingSpeed, M::cyclingCadence, M::physicalEffort}) {
     all.push_back([&workouts, metric](const auto& day) { workouts.during(day, metric); });
   }
   for (const Walk metric : {Walk::speed, Walk::stepLength, Walk::doubleSupport, Walk::asymmetry}) {
@@ -44,6 +44,19 @@ void addMotionStreams(std::vector<Stream>& all, BenchWorkoutStreams& workouts) {
   all.push_back([&workouts](const auto& day) { workouts.timeInDaylight(day); });
 }
 
+// The last records' streams, then the correlations, workouts and activity summaries.
+void addClosingStreams(std::vector<Stream>& all, PersonStreams& person) {
+  auto& [watch, vitals, apps, workouts, events] = person;
+  all.insert(
+      all.end(),
+      {[&](const auto& day) { vitals.heartRateVariability(day); },
+       [&](const auto& day) { vitals.sleep(day); }, [&](const auto& day) { watch.standHours(day); },
+       [&](const auto& day) { events.bloodPressure(day); },
+       [&](const auto& day) { events.meals(day); }, [&](const auto& day) { events.workout(day); },
+       [&](const auto& day) { events.activitySummary(day); }});
+}
+
+// Every stream of the person, in the order their types appear in the file.
 std::vector<Stream> streams(PersonStreams& person) {
   auto& [watch, vitals, apps, workouts, events] = person;
   using W = BenchAppStreams::Weighing;
@@ -75,14 +88,7 @@ std::vector<Stream> streams(PersonStreams& person) {
                          [&](const auto& day) { vitals.walkingHeartRate(day); },
                          [&](const auto& day) { watch.standTime(day); }});
   addMotionStreams(all, workouts);
-  all.insert(all.end(), {
-                         [&](const auto& day) { vitals.heartRateVariability(day); },
-                         [&](const auto& day) { vitals.sleep(day); },
-                         [&](const auto& day) { watch.standHours(day); },
-                         [&](const auto& day) { events.bloodPressure(day); },
-                         [&](const auto& day) { events.meals(day); },
-                         [&](const auto& day) { events.workout(day); },
-                         [&](const auto& day) { events.activitySummary(day); }});
+  addClosingStreams(all, person);
   return all;
 }
 
@@ -90,11 +96,12 @@ void writeHeader(BenchExportOutput& out, std::int64_t exportedAt) {
   out.text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<HealthData locale=\"en_DE\">\n")
       .text(" <ExportDate value=\"")
       .date(exportedAt)
-      .text("\"/>\n <Me HKCharacteristicTypeIdentifierDateOfBirth=\"1988-04-12\" "
-            "HKCharacteristicTypeIdentifierBiologicalSex=\"HKBiologicalSexFemale\" "
-            "HKCharacteristicTypeIdentifierBloodType=\"HKBloodTypeAPositive\" "
-            "HKCharacteristicTypeIdentifierFitzpatrickSkinType=\"HKFitzpatrickSkinTypeNotSet\" "
-            "HKCharacteristicTypeIdentifierCardioFitnessMedicationsUse=\"None\"/>\n");
+      .text(
+          "\"/>\n <Me HKCharacteristicTypeIdentifierDateOfBirth=\"1988-04-12\" "
+          "HKCharacteristicTypeIdentifierBiologicalSex=\"HKBiologicalSexFemale\" "
+          "HKCharacteristicTypeIdentifierBloodType=\"HKBloodTypeAPositive\" "
+          "HKCharacteristicTypeIdentifierFitzpatrickSkinType=\"HKFitzpatrickSkinTypeNotSet\" "
+          "HKCharacteristicTypeIdentifierCardioFitnessMedicationsUse=\"None\"/>\n");
 }
 
 // Writes `days` days into `path` (empty: counted only).
@@ -112,8 +119,11 @@ std::optional<BenchExportWriter::Written> writeInto(const std::string& path, int
   const BenchCreationDates created(kFirstMidnight, exportedAt);
   const BenchPersonSources sources(days / 365 + 1);
   BenchExportOutput out(path, zone);
-  PersonStreams person{{out, created, sources}, {out, created, sources}, {out, created, sources},
-                       {out, created, sources}, {out, created, sources}};
+  PersonStreams person{{out, created, sources},
+                       {out, created, sources},
+                       {out, created, sources},
+                       {out, created, sources},
+                       {out, created, sources}};
   writeHeader(out, exportedAt);
   for (const auto& stream : streams(person)) {
     for (const auto& day : plans) stream(day);

@@ -42,8 +42,7 @@ std::int64_t floorDiv(std::int64_t value, std::int64_t divisor) {
 
 }  // namespace
 
-BenchExportZone::BenchExportZone(const std::string& zoneName, std::int64_t from,
-                                 std::int64_t to)
+BenchExportZone::BenchExportZone(const std::string& zoneName, std::int64_t from, std::int64_t to)
     : name_(zoneName) {
   const auto zone = NSTimeZone::timeZoneWithName(zoneName);
   if (!zone) throw std::invalid_argument("unknown time zone " + zoneName);

@@ -16,8 +16,7 @@ long bedTime(int index) {
 
 }  // namespace
 
-BenchPersonDay BenchPersonDay::plan(const BenchExportZone& zone, int index,
-                                    std::int64_t midnight) {
+BenchPersonDay BenchPersonDay::plan(const BenchExportZone& zone, int index, std::int64_t midnight) {
   BenchPersonDay day;
   day.index = index;
   day.year = index / 365;
@@ -30,7 +29,9 @@ BenchPersonDay BenchPersonDay::plan(const BenchExportZone& zone, int index,
   day.bedAt = zone.atLocalTime(midnight, bedTime(index));
   const double kind = BenchNoise::unit(index, 3);
   if (kind < kWorkoutShare) {
-    day.workout = kind < 0.35 ? Workout::running : kind < 0.5 ? Workout::cycling : Workout::strength;
+    day.workout = kind < 0.35  ? Workout::running
+                  : kind < 0.5 ? Workout::cycling
+                               : Workout::strength;
     day.workoutStart = zone.atLocalTime(
         midnight, 17 * kHour + static_cast<long>(2 * kHour * BenchNoise::unit(index, 4)));
     day.workoutEnd =

@@ -19,8 +19,8 @@ namespace ostrand_tools {
 struct BenchPersonDay {
   enum class Workout { none, running, cycling, strength };
 
-  int index = 0;          // days since the first
-  int year = 0;           // years since the first day, for the devices' software versions
+  int index = 0;  // days since the first
+  int year = 0;   // years since the first day, for the devices' software versions
   std::int64_t midnight = 0, nextMidnight = 0;
   std::int64_t sleptAt = 0;  // the evening before
   std::int64_t wokeAt = 0, bedAt = 0;

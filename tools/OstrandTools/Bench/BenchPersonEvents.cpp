@@ -37,15 +37,19 @@ struct Meal {
   long localMinutes;
   double size;
 };
-constexpr Meal kMeals[] = {
-    {"Breakfast", 7 * 60 + 30, 0.7}, {"Lunch", 12 * 60 + 30, 1.0},
-    {"Snack", 15 * 60 + 30, 0.3},    {"Dinner", 19 * 60, 1.2}};
+constexpr Meal kMeals[] = {{"Breakfast", 7 * 60 + 30, 0.7},
+                           {"Lunch", 12 * 60 + 30, 1.0},
+                           {"Snack", 15 * 60 + 30, 0.3},
+                           {"Dinner", 19 * 60, 1.2}};
 
 const char* activityType(BenchPersonDay::Workout workout) {
   switch (workout) {
-    case BenchPersonDay::Workout::running: return "HKWorkoutActivityTypeRunning";
-    case BenchPersonDay::Workout::cycling: return "HKWorkoutActivityTypeCycling";
-    default: return "HKWorkoutActivityTypeFunctionalStrengthTraining";
+    case BenchPersonDay::Workout::running:
+      return "HKWorkoutActivityTypeRunning";
+    case BenchPersonDay::Workout::cycling:
+      return "HKWorkoutActivityTypeCycling";
+    default:
+      return "HKWorkoutActivityTypeFunctionalStrengthTraining";
   }
 }
 
@@ -56,8 +60,12 @@ BenchRecord BenchPersonEvents::nutrient(const BenchPersonDay& day, int meal, int
   const std::int64_t at = out_.zone().atLocalTime(day.midnight, meals.localMinutes * kMinute);
   const double amount = kNutrientTable[index].perMeal * meals.size *
                         (0.6 + 0.8 * BenchNoise::unit(day.index * 8 + meal, 60 + index));
-  return {.type = kNutrientTable[index].type, .source = sources_.foodDiary(),
-          .unit = kNutrientTable[index].unit, .value = rounded(amount, 2), .start = at, .end = at};
+  return {.type = kNutrientTable[index].type,
+          .source = sources_.foodDiary(),
+          .unit = kNutrientTable[index].unit,
+          .value = rounded(amount, 2),
+          .start = at,
+          .end = at};
 }
 
 BenchRecord BenchPersonEvents::pressure(const BenchPersonDay& day, bool systolic) const {
@@ -65,8 +73,10 @@ BenchRecord BenchPersonEvents::pressure(const BenchPersonDay& day, bool systolic
   const double noise = BenchNoise::unit(day.index, systolic ? 80 : 81);
   return {.type = systolic ? "HKQuantityTypeIdentifierBloodPressureSystolic"
                            : "HKQuantityTypeIdentifierBloodPressureDiastolic",
-          .source = sources_.cuff(), .unit = "mmHg",
-          .value = std::floor(systolic ? 112 + 22 * noise : 70 + 14 * noise), .start = at,
+          .source = sources_.cuff(),
+          .unit = "mmHg",
+          .value = std::floor(systolic ? 112 + 22 * noise : 70 + 14 * noise),
+          .start = at,
           .end = at};
 }
 
@@ -94,7 +104,9 @@ void BenchPersonEvents::meals(const BenchPersonDay& day) {
     openElement("<Correlation type=\"HKCorrelationTypeIdentifierFood\"", sources_.foodDiary(),
                 first.start, first.end, Saver::foodDiary);
     out_.text("  <MetadataEntry key=\"HKFoodType\" value=\"").text(kMeals[meal].name);
-    out_.text("\"/>\n  <MetadataEntry key=\"meal\" value=\"").text(kMeals[meal].name).text("\"/>\n");
+    out_.text("\"/>\n  <MetadataEntry key=\"meal\" value=\"")
+        .text(kMeals[meal].name)
+        .text("\"/>\n");
     for (int index = 0; index < kNutrients; ++index) {
       auto member = nutrient(day, meal, index);
       member.indent = "  ";
@@ -182,8 +194,9 @@ void BenchPersonEvents::activitySummary(const BenchPersonDay& day) {
   const double noise = BenchNoise::unit(day.index, 83);
   out_.text(" <ActivitySummary dateComponents=\"").text(out_.zone().dayText(day.midnight));
   out_.text("\" activeEnergyBurned=\"").number(rounded(380 + 400 * noise, 3));
-  out_.text("\" activeEnergyBurnedGoal=\"500\" activeEnergyBurnedUnit=\"kcal\" appleMoveTime=\"0\" "
-            "appleMoveTimeGoal=\"0\" appleExerciseTime=\"")
+  out_.text(
+          "\" activeEnergyBurnedGoal=\"500\" activeEnergyBurnedUnit=\"kcal\" appleMoveTime=\"0\" "
+          "appleMoveTimeGoal=\"0\" appleExerciseTime=\"")
       .number(std::floor(15 + 50 * noise));
   out_.text("\" appleExerciseTimeGoal=\"30\" appleStandHours=\"")
       .number(std::floor(9 + 6 * noise))

@@ -6,8 +6,7 @@ namespace ostrand_tools {
 
 namespace {
 
-std::string source(const std::string& name, const std::string& version,
-                   const std::string& device) {
+std::string source(const std::string& name, const std::string& version, const std::string& device) {
   std::string text = "sourceName=\"" + name + "\" sourceVersion=\"" + version + "\"";
   if (!device.empty()) {
     text += " device=\"&lt;&lt;HKDevice: 0x&gt;, " + device + "&gt;\"";
@@ -29,10 +28,12 @@ BenchPersonSources::BenchPersonSources(int years)
     const std::string watch = std::to_string(7 + year) + ".3";
     phone_.push_back(source("Anna&#8217;s iPhone", phone,
                             "name:iPhone, manufacturer:Apple Inc., model:iPhone, "
-                            "hardware:iPhone13,2, software:" + phone));
+                            "hardware:iPhone13,2, software:" +
+                                phone));
     watch_.push_back(source("Anna&#8217;s Apple&#160;Watch", watch,
                             "name:Apple Watch, manufacturer:Apple Inc., model:Watch, "
-                            "hardware:Watch6,1, software:" + watch));
+                            "hardware:Watch6,1, software:" +
+                                watch));
     headphones_.push_back(source("Anna&#8217;s iPhone", phone,
                                  "name:AirPods, manufacturer:Apple Inc., model:0x2002, "
                                  "localIdentifier:00:00:00:00:00:00-aaaa"));

@@ -14,14 +14,12 @@ namespace ostrand_tools {
 std::string BenchReplayYear::sinceDay() const {
   auto calendar = NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian);
   calendar->setTimeZone(NSTimeZone::timeZoneWithName(BenchExportWriter::kZone));
-  const auto yearBefore =
-      calendar->dateByAddingUnit(NSCalendarUnitYear, -1,
-                                 NSDate::dateWithTimeIntervalSince1970(written_.exportedAt),
-                                 NSCalendarOptions{});
+  const auto yearBefore = calendar->dateByAddingUnit(
+      NSCalendarUnitYear, -1, NSDate::dateWithTimeIntervalSince1970(written_.exportedAt),
+      NSCalendarOptions{});
   const double since = std::max(yearBefore->timeIntervalSince1970(), written_.firstMidnight);
   const auto moment = static_cast<std::int64_t>(since);
-  return BenchExportZone(BenchExportWriter::kZone, moment - 86400, moment + 86400)
-      .dayText(moment);
+  return BenchExportZone(BenchExportWriter::kZone, moment - 86400, moment + 86400).dayText(moment);
 }
 
 std::optional<BenchReplayYearResult> BenchReplayYear::measure(std::ostream& err) const {

@@ -26,8 +26,8 @@ struct BenchReplayYearResult {
   std::string since;  // the first day replayed
   double hours = 0;
   std::size_t wakes = 0;
-  double prepareSeconds = 0;  // reading the export, installing the app, its first fetch
-  double replaySeconds = 0;   // living the hours
+  double prepareSeconds = 0;   // reading the export, installing the app, its first fetch
+  double replaySeconds = 0;    // living the hours
   double peakGrowthBytes = 0;  // VmHWM during prepare and replay minus VmRSS before
   bool peakWasReset = false;
 };

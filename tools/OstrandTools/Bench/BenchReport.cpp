@@ -138,8 +138,8 @@ void BenchReport::addExportRead(const BenchExportReadResult& result) {
   table_.addNote(
       "export: a generated export.xml of " + mebibytesText(bytes) + " (" + countText(objects) +
       " records, correlations and workouts over " +
-      countOf(static_cast<std::size_t>(result.days), "day") +
-      " of an Apple Watch wearer, " + countText(objects / result.days) +
+      countOf(static_cast<std::size_t>(result.days), "day") + " of an Apple Watch wearer, " +
+      countText(objects / result.days) +
       " a day, from a phone, a watch and four apps), written by the bench's generator, then read "
       "by the export reader into a sink that drops each object; baseline: expat over the same "
       "file with handlers that do nothing. Stored: the same export read into a fresh simulated "
@@ -160,10 +160,12 @@ void BenchReport::addReplayYear(const BenchReplayYearResult& result,
               "export stored, no app", mebibytesText(read.peakGrowthBytes),
               ratio(result.peakGrowthBytes, read.peakGrowthBytes)});
   table_.addNote(
-      "replay of the export: --since " + result.since + " (a year before the export, or its "
+      "replay of the export: --since " + result.since +
+      " (a year before the export, or its "
       "first day), the earlier days saved into HealthKit before the app's install; reading the "
-      "export and the first launch took " + durationText(result.prepareSeconds) + ", then " +
-      countText(result.hours) + " hours lived in " + durationText(result.replaySeconds) + " (" +
+      "export and the first launch took " +
+      durationText(result.prepareSeconds) + ", then " + countText(result.hours) +
+      " hours lived in " + durationText(result.replaySeconds) + " (" +
       durationText(result.replaySeconds / std::max(result.hours, 1.0)) + " an hour), " +
       countText(static_cast<double>(result.wakes)) +
       " background wakes. Peak RSS growth: VmHWM at the end minus VmRSS before reading" +
@@ -174,9 +176,10 @@ void BenchReport::addReplayYear(const BenchReplayYearResult& result,
 void BenchReport::addRunPeak(double peakBytes, double exportBytes) {
   table_.add({"the whole run, peak RSS", mebibytesText(peakBytes), "generated export's XML",
               mebibytesText(exportBytes), ratio(peakBytes, exportBytes)});
-  table_.addNote("the whole run: the process's highest resident size (VmHWM) from its start, "
-                 "across the resets of the measurements above; baseline: the size of the "
-                 "generated export it read and replayed (none: 0).");
+  table_.addNote(
+      "the whole run: the process's highest resident size (VmHWM) from its start, "
+      "across the resets of the measurements above; baseline: the size of the "
+      "generated export it read and replayed (none: 0).");
 }
 
 BenchReport::BenchReport() {

@@ -25,9 +25,12 @@ std::int64_t minutes(double count) { return static_cast<std::int64_t>(count) * k
 void BenchVitalStreams::sleep(const BenchPersonDay& day) {
   const std::string zone =
       "  <MetadataEntry key=\"HKTimeZone\" value=\"" + out_.zone().name() + "\"/>\n";
-  write({.type = kSleep, .source = sources_.phone(day.year),
-         .categoryValue = "HKCategoryValueSleepAnalysisInBed", .start = day.sleptAt,
-         .end = day.wokeAt, .inner = zone},
+  write({.type = kSleep,
+         .source = sources_.phone(day.year),
+         .categoryValue = "HKCategoryValueSleepAnalysisInBed",
+         .start = day.sleptAt,
+         .end = day.wokeAt,
+         .inner = zone},
         Saver::phone);
   sleepStages(day);
 }
@@ -46,8 +49,11 @@ void BenchVitalStreams::sleepStages(const BenchPersonDay& day) {
     for (const auto& [stage, length] : stages) {
       const std::int64_t end = std::min(t + length, day.wokeAt);
       if (end > t) {
-        write({.type = kSleep, .source = sources_.watch(day.year), .categoryValue = stage,
-               .start = t, .end = end},
+        write({.type = kSleep,
+               .source = sources_.watch(day.year),
+               .categoryValue = stage,
+               .start = t,
+               .end = end},
               Saver::watch);
       }
       t = end;
@@ -57,17 +63,23 @@ void BenchVitalStreams::sleepStages(const BenchPersonDay& day) {
 
 void BenchVitalStreams::respiratoryRate(const BenchPersonDay& day) {
   for (std::int64_t t = day.sleptAt + 600; t < day.wokeAt; t += 480) {
-    write({.type = "HKQuantityTypeIdentifierRespiratoryRate", .source = sources_.watch(day.year),
-           .unit = "count/min", .value = rounded(12 + 5 * BenchNoise::at(t, 31), 1),
-           .start = t - kMinute, .end = t},
+    write({.type = "HKQuantityTypeIdentifierRespiratoryRate",
+           .source = sources_.watch(day.year),
+           .unit = "count/min",
+           .value = rounded(12 + 5 * BenchNoise::at(t, 31), 1),
+           .start = t - kMinute,
+           .end = t},
           Saver::watch);
   }
 }
 
 void BenchVitalStreams::oxygenSaturation(const BenchPersonDay& day) {
   for (std::int64_t t = day.sleptAt + kHour; t < day.wokeAt; t += kHour) {
-    write({.type = "HKQuantityTypeIdentifierOxygenSaturation", .source = sources_.watch(day.year),
-           .unit = "%", .value = rounded(0.94 + 0.05 * BenchNoise::at(t, 32), 2), .start = t,
+    write({.type = "HKQuantityTypeIdentifierOxygenSaturation",
+           .source = sources_.watch(day.year),
+           .unit = "%",
+           .value = rounded(0.94 + 0.05 * BenchNoise::at(t, 32), 2),
+           .start = t,
            .end = t},
           Saver::watch);
   }
@@ -93,33 +105,44 @@ void BenchVitalStreams::heartRateVariability(const BenchPersonDay& day) {
     const std::int64_t start = t + minutes(50 * BenchNoise::at(t, 33));
     const std::string beats = beatList(start);
     write({.type = "HKQuantityTypeIdentifierHeartRateVariabilitySDNN",
-           .source = sources_.watch(day.year), .unit = "ms",
-           .value = rounded(30 + 40 * BenchNoise::at(t, 34), 4), .start = start,
-           .end = start + kMinute, .inner = beats},
+           .source = sources_.watch(day.year),
+           .unit = "ms",
+           .value = rounded(30 + 40 * BenchNoise::at(t, 34), 4),
+           .start = start,
+           .end = start + kMinute,
+           .inner = beats},
           Saver::watch);
   }
 }
 
 void BenchVitalStreams::restingHeartRate(const BenchPersonDay& day) {
-  write({.type = "HKQuantityTypeIdentifierRestingHeartRate", .source = sources_.watch(day.year),
-         .unit = "count/min", .value = std::floor(50 + 8 * BenchNoise::unit(day.index, 35)),
-         .start = day.midnight, .end = day.bedAt},
+  write({.type = "HKQuantityTypeIdentifierRestingHeartRate",
+         .source = sources_.watch(day.year),
+         .unit = "count/min",
+         .value = std::floor(50 + 8 * BenchNoise::unit(day.index, 35)),
+         .start = day.midnight,
+         .end = day.bedAt},
         Saver::watch);
 }
 
 void BenchVitalStreams::walkingHeartRate(const BenchPersonDay& day) {
   write({.type = "HKQuantityTypeIdentifierWalkingHeartRateAverage",
-         .source = sources_.watch(day.year), .unit = "count/min",
-         .value = std::floor(88 + 12 * BenchNoise::unit(day.index, 36)), .start = day.wokeAt,
+         .source = sources_.watch(day.year),
+         .unit = "count/min",
+         .value = std::floor(88 + 12 * BenchNoise::unit(day.index, 36)),
+         .start = day.wokeAt,
          .end = day.bedAt},
         Saver::watch);
 }
 
 void BenchVitalStreams::vo2Max(const BenchPersonDay& day) {
   if (day.workout != BenchPersonDay::Workout::running) return;
-  write({.type = "HKQuantityTypeIdentifierVO2Max", .source = sources_.watch(day.year),
-         .unit = "mL/min\xC2\xB7kg", .value = rounded(42 + 4 * BenchNoise::unit(day.index, 37), 2),
-         .start = day.workoutEnd, .end = day.workoutEnd,
+  write({.type = "HKQuantityTypeIdentifierVO2Max",
+         .source = sources_.watch(day.year),
+         .unit = "mL/min\xC2\xB7kg",
+         .value = rounded(42 + 4 * BenchNoise::unit(day.index, 37), 2),
+         .start = day.workoutEnd,
+         .end = day.workoutEnd,
          .inner = "  <MetadataEntry key=\"HKVO2MaxTestType\" value=\"2\"/>\n"},
         Saver::watch);
 }

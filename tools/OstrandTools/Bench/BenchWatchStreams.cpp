@@ -19,15 +19,18 @@ std::int64_t whole(double seconds) { return static_cast<std::int64_t>(seconds); 
 }  // namespace
 
 bool BenchWatchStreams::walking(const BenchPersonDay& day, std::int64_t moment) {
-  return !day.asleep(moment) && !day.workingOut(moment) &&
-         BenchNoise::at(moment / 300, 7) < 0.35;
+  return !day.asleep(moment) && !day.workingOut(moment) && BenchNoise::at(moment / 300, 7) < 0.35;
 }
 
 BenchRecord BenchWatchStreams::record(const BenchPersonDay& day, std::string_view type,
                                       std::string_view unit, double value, std::int64_t start,
                                       std::int64_t end) const {
-  return {.type = type, .source = sources_.watch(day.year), .unit = unit, .value = value,
-          .start = start, .end = end};
+  return {.type = type,
+          .source = sources_.watch(day.year),
+          .unit = unit,
+          .value = value,
+          .start = start,
+          .end = end};
 }
 
 void BenchWatchStreams::heartRate(const BenchPersonDay& day) {
@@ -59,10 +62,10 @@ void BenchWatchStreams::activeEnergy(const BenchPersonDay& day) {
     const bool workout = day.workingOut(t), asleep = day.asleep(t);
     const std::int64_t length = workout ? 10 : asleep ? 120 : 30 + whole(30 * noise);
     const std::int64_t end = std::min(t + length, day.nextMidnight);
-    const double perMinute = workout ? 11 + 4 * noise
-                             : asleep ? 0.05 + 0.1 * noise
+    const double perMinute = workout           ? 11 + 4 * noise
+                             : asleep          ? 0.05 + 0.1 * noise
                              : walking(day, t) ? 3 + 3 * noise
-                                                : 0.4 + 1.2 * noise;
+                                               : 0.4 + 1.2 * noise;
     write(record(day, "HKQuantityTypeIdentifierActiveEnergyBurned", "kcal",
                  rounded(perMinute * static_cast<double>(end - t) / 60, 3), t, end),
           Saver::watch);
@@ -74,11 +77,11 @@ void BenchWatchStreams::basalEnergy(const BenchPersonDay& day) {
   for (std::int64_t t = day.midnight; t < day.nextMidnight;) {
     const std::int64_t length = day.asleep(t) ? 300 : 60 + whole(10 * BenchNoise::at(t, 11));
     const std::int64_t end = std::min(t + length, day.nextMidnight);
-    write(record(day, "HKQuantityTypeIdentifierBasalEnergyBurned", "kcal",
-                 rounded((1.05 + 0.1 * BenchNoise::at(t, 12)) * static_cast<double>(end - t) / 60,
-                         3),
-                 t, end),
-          Saver::watch);
+    write(
+        record(day, "HKQuantityTypeIdentifierBasalEnergyBurned", "kcal",
+               rounded((1.05 + 0.1 * BenchNoise::at(t, 12)) * static_cast<double>(end - t) / 60, 3),
+               t, end),
+        Saver::watch);
     t = end;
   }
 }

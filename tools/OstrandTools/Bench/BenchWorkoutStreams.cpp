@@ -49,14 +49,18 @@ constexpr WalkingShape kWalking[] = {
 
 void BenchWorkoutStreams::during(const BenchPersonDay& day, Metric metric) {
   const MetricShape& shape = kMetrics[static_cast<int>(metric)];
-  if (day.workout == Workout::none || (shape.workout != Workout::none && shape.workout != day.workout)) {
+  if (day.workout == Workout::none ||
+      (shape.workout != Workout::none && shape.workout != day.workout)) {
     return;
   }
   const auto salt = static_cast<std::uint64_t>(70 + static_cast<int>(metric));
   for (std::int64_t t = day.workoutStart; t + shape.every <= day.workoutEnd; t += shape.every) {
-    write({.type = shape.type, .source = sources_.watch(day.year), .unit = shape.unit,
+    write({.type = shape.type,
+           .source = sources_.watch(day.year),
+           .unit = shape.unit,
            .value = rounded(shape.low + shape.spread * BenchNoise::at(t, salt), shape.decimals),
-           .start = t, .end = t + shape.every},
+           .start = t,
+           .end = t + shape.every},
           Saver::watch);
   }
 }
@@ -67,9 +71,12 @@ void BenchWorkoutStreams::walking(const BenchPersonDay& day, WalkingMetric metri
   // The phone measures a walk of at least a few minutes, once in each such stretch.
   for (std::int64_t t = day.wokeAt - day.wokeAt % 300; t < day.bedAt; t += 300) {
     if (!BenchWatchStreams::walking(day, t) || BenchNoise::at(t, 85) < 0.3) continue;
-    write({.type = shape.type, .source = sources_.phone(day.year), .unit = shape.unit,
+    write({.type = shape.type,
+           .source = sources_.phone(day.year),
+           .unit = shape.unit,
            .value = rounded(shape.low + shape.spread * BenchNoise::at(t, salt), shape.decimals),
-           .start = t + 20, .end = t + 20 + 150},
+           .start = t + 20,
+           .end = t + 20 + 150},
           Saver::phone);
   }
 }
@@ -77,8 +84,11 @@ void BenchWorkoutStreams::walking(const BenchPersonDay& day, WalkingMetric metri
 void BenchWorkoutStreams::timeInDaylight(const BenchPersonDay& day) {
   for (std::int64_t t = day.wokeAt + 3600; t + 900 < day.bedAt - 3 * 3600; t += 900) {
     if (BenchNoise::at(t, 86) > 0.5 && !day.workingOut(t)) continue;
-    write({.type = "HKQuantityTypeIdentifierTimeInDaylight", .source = sources_.watch(day.year),
-           .unit = "min", .value = std::floor(2 + 13 * BenchNoise::at(t, 87)), .start = t,
+    write({.type = "HKQuantityTypeIdentifierTimeInDaylight",
+           .source = sources_.watch(day.year),
+           .unit = "min",
+           .value = std::floor(2 + 13 * BenchNoise::at(t, 87)),
+           .start = t,
            .end = t + 900},
           Saver::watch);
   }

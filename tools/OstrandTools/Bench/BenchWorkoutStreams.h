@@ -19,8 +19,14 @@ namespace ostrand_tools {
 class BenchWorkoutStreams : public BenchPersonStreams {
  public:
   enum class Metric {
-    runningPower, runningSpeed, runningStrideLength, runningVerticalOscillation,
-    runningGroundContactTime, cyclingSpeed, cyclingCadence, physicalEffort
+    runningPower,
+    runningSpeed,
+    runningStrideLength,
+    runningVerticalOscillation,
+    runningGroundContactTime,
+    cyclingSpeed,
+    cyclingCadence,
+    physicalEffort
   };
   enum class WalkingMetric { speed, stepLength, doubleSupport, asymmetry };
 

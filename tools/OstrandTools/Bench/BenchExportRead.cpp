@@ -63,6 +63,7 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
     return std::nullopt;
   }
 
+  BenchProcessUsage::returnFreedMemory();
   const auto residentBefore = static_cast<double>(BenchProcessUsage::residentBytes());
   result.peakWasReset = BenchProcessUsage::resetPeakResident();
   auto device = platform::SimulatedHealthDevice::create();

@@ -1,5 +1,6 @@
 #include "tools/OstrandTools/Bench/BenchProcessUsage.h"
 
+#include <malloc.h>
 #include <sys/resource.h>
 #include <time.h>
 
@@ -56,6 +57,12 @@ bool BenchProcessUsage::resetPeakResident() {
   clearRefs << "5";
   clearRefs.flush();
   return clearRefs.good();
+}
+
+void BenchProcessUsage::returnFreedMemory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
 }
 
 std::uint64_t BenchProcessUsage::runPeakResidentBytes() {

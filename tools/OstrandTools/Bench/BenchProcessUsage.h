@@ -23,6 +23,10 @@ class BenchProcessUsage {
   // Makes the peak the current resident size; false when the kernel does not allow it. The peak
   // it drops still counts in runPeakResidentBytes().
   static bool resetPeakResident();
+  // Hands the heap's free memory back to the kernel, so that the resident size measured next
+  // does not count on memory an earlier step freed (which the heap would otherwise reuse,
+  // hiding the next step's growth).
+  static void returnFreedMemory();
   // The peak resident size since the process started, across resets.
   static std::uint64_t runPeakResidentBytes();
 };

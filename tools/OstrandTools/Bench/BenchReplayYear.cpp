@@ -24,6 +24,7 @@ std::string BenchReplayYear::sinceDay() const {
 
 std::optional<BenchReplayYearResult> BenchReplayYear::measure(std::ostream& err) const {
   BenchReplayYearResult result{.since = sinceDay()};
+  BenchProcessUsage::returnFreedMemory();
   const auto residentBefore = static_cast<double>(BenchProcessUsage::residentBytes());
   result.peakWasReset = BenchProcessUsage::resetPeakResident();
   std::ostream silent(nullptr);

@@ -146,6 +146,9 @@ TEST(BenchTest, GeneratedExportIsReadWholeAndTheSameEveryTime) {
   EXPECT_TRUE(summary.unknownTypes.empty()) << summary.unknownTypes.begin()->first;
   EXPECT_TRUE(summary.unknownUnits.empty()) << summary.unknownUnits.begin()->first;
   EXPECT_EQ(summary.correlationTwinsReplaced, 3u * (4 * 13 + 2));
+  // The zone the replay will count the person's days in, named by the export's own metadata.
+  EXPECT_EQ(summary.timeZoneNames.size(), 1u);
+  EXPECT_GT(summary.timeZoneNames.count(BenchExportWriter::kZone), 0u);
   EXPECT_EQ(summary.exportedAt->timeIntervalSince1970(), written->exportedAt);
   // About four years of the person fill 4 GiB.
   const int days = BenchExportWriter::daysForBytes(std::uint64_t{4096} << 20);

@@ -1,7 +1,12 @@
 #include "tools/OstrandTools/Bench/Bench.h"
 
+#include <filesystem>
+
+#include "tools/OstrandTools/Bench/BenchExportWriter.h"
 #include "tools/OstrandTools/Bench/BenchHeavyUserPhone.h"
 #include "tools/OstrandTools/Bench/BenchProcessUsage.h"
+#include "tools/OstrandTools/Bench/BenchReplayYear.h"
+#include "tools/OstrandTools/Bench/BenchStopwatch.h"
 
 namespace ostrand_tools {
 
@@ -45,6 +50,7 @@ int Bench::run(std::ostream& out, std::ostream& err) {
     return 1;
   }
   if (options_.terminal) out << "\n";
+  report_.addRunPeak(static_cast<double>(BenchProcessUsage::runPeakResidentBytes()), exportBytes_);
   report_.print(out);
   return 0;
 }
@@ -73,7 +79,7 @@ bool Bench::measureHeavyUser(const BenchScratchDirectory& scratch, Progress& pro
 bool Bench::measureReplay(const BenchScratchDirectory& scratch, Progress& progress,
                           std::ostream& err) {
   progress.start("Replaying a month of a generated export", 1);
-  const auto result = BenchReplayMonth(scratch, options_.quick ? 2 : 30).measure(err);
+  const auto result = BenchReplayMonth(scratch, options_.quick ? 1 : 30).measure(err);
   if (!result) return false;
   progress.finish();
   report_.addReplay(*result);
@@ -82,13 +88,29 @@ bool Bench::measureReplay(const BenchScratchDirectory& scratch, Progress& progre
 
 bool Bench::measureExportRead(const BenchScratchDirectory& scratch, Progress& progress,
                               std::ostream& err) {
-  const std::uint64_t bytes = options_.quick ? std::uint64_t{1} << 20 : options_.exportBytes;
-  if (bytes == 0) return true;
-  progress.start("Writing and reading a generated export", 1);
-  const auto result = BenchExportRead(scratch, bytes).measure(err);
-  if (!result) return false;
+  if (!options_.quick && options_.exportBytes == 0) return true;
+  progress.start("Writing, reading and replaying a generated export", 3);
+  const std::string path = scratch.file("generated-export.xml");
+  BenchStopwatch stopwatch;
+  const auto written = options_.quick ? BenchExportWriter::writeDays(path, 1)
+                                      : BenchExportWriter::write(path, options_.exportBytes);
+  const double writeSeconds = stopwatch.seconds();
+  if (!written) {
+    err << "error: cannot write the generated export " << path << "\n";
+    return false;
+  }
+  progress.update(1);
+  auto read = BenchExportRead(path, *written).measure(err);
+  if (!read) return false;
+  read->writeSeconds = writeSeconds;
+  exportBytes_ = static_cast<double>(written->bytes);
+  progress.update(2);
+  const auto year = BenchReplayYear(scratch, path, *written).measure(err);
+  std::filesystem::remove(path);
+  if (!year) return false;
   progress.finish();
-  report_.addExportRead(*result);
+  report_.addExportRead(*read);
+  report_.addReplayYear(*year, *read);
   return true;
 }
 

@@ -8,7 +8,9 @@
 //   (BenchHistory);
 // - one background wake with an hour of new data in every subscribed type (BenchWake);
 // - a month of a generated export replayed hour by hour (BenchReplayMonth);
-// - when asked, reading a generated export of a given size, and its memory (BenchExportRead).
+// - when asked, a generated export of a given size (BenchExportWriter): writing it, reading it
+//   and its memory (BenchExportRead), and its last year replayed hour by hour (BenchReplayYear);
+// - the peak memory of the whole run.
 // The heavy user's steps run first, while the process is small, so the memory row sees little of
 // what the others allocate. `quick` shrinks every size so the whole run takes seconds: it checks
 // that every measurement works, its numbers mean little.
@@ -30,7 +32,8 @@ namespace ostrand_tools {
 struct BenchOptions {
   bool quick = false;
   bool terminal = false;  // draw progress bars (nothing is drawn otherwise)
-  // Also read a generated export of about this many bytes (0: not; quick: a small one).
+  // Also write, read and replay a generated export of about this many bytes (0: not; quick: a
+  // day).
   std::uint64_t exportBytes = 0;
 };
 
@@ -71,6 +74,7 @@ class Bench {
   Sizes sizes_;
   BenchReport report_;
   HeavyUserResults heavyUser_;
+  double exportBytes_ = 0;  // the generated export's size, once written
 };
 
 }  // namespace ostrand_tools

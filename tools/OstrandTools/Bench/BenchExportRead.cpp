@@ -3,12 +3,10 @@
 #include <expat.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <vector>
 
 #include "AppleHealthExport/AppleHealthExportReader.h"
-#include "tools/OstrandTools/Bench/BenchExportWriter.h"
 #include "tools/OstrandTools/Bench/BenchProcessUsage.h"
 #include "tools/OstrandTools/Bench/BenchStopwatch.h"
 
@@ -46,14 +44,9 @@ bool plainExpatPass(const std::string& path) {
 }  // namespace
 
 std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err) const {
-  const std::string path = scratch_.file("generated-export.xml");
-  const auto written = BenchExportWriter::write(path, bytes_);
-  if (!written) {
-    err << "error: cannot write the generated export " << path << "\n";
-    return std::nullopt;
-  }
+  const std::string& path = path_;
   BenchExportReadResult result{
-      .bytes = written->bytes, .objects = written->objects, .days = written->days};
+      .bytes = written_.bytes, .objects = written_.objects, .days = written_.days};
   BenchStopwatch stopwatch;
   if (!plainExpatPass(path)) {
     err << "error: expat could not parse the generated export " << path << "\n";
@@ -71,6 +64,7 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
     return std::nullopt;
   }
 
+  BenchProcessUsage::returnFreedMemory();
   const auto residentBefore = static_cast<double>(BenchProcessUsage::residentBytes());
   result.peakWasReset = BenchProcessUsage::resetPeakResident();
   auto device = platform::SimulatedHealthDevice::create();
@@ -80,7 +74,6 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
   result.peakGrowthBytes =
       static_cast<double>(BenchProcessUsage::peakResidentBytes()) - residentBefore;
   result.heldBytes = static_cast<double>(BenchProcessUsage::residentBytes()) - residentBefore;
-  std::filesystem::remove(path);
   if (!stored.succeeded()) {
     err << "error: " << stored.error->description() << "\n";
     return std::nullopt;

@@ -9,15 +9,16 @@
 //   (VmHWM reset just before) over the objects stored, and the same process's resident growth
 //   while it holds them.
 //
-// Main thread only; the file is written into the scratch directory and removed afterwards.
+// Main thread only; the caller writes the file and removes it.
 //
-//   auto result = BenchExportRead(scratch, 1 << 30).measure(err);
+//   auto result = BenchExportRead(path, *BenchExportWriter::write(path, 1 << 30)).measure(err);
 
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <string>
 
-#include "tools/OstrandTools/Bench/BenchScratchDirectory.h"
+#include "tools/OstrandTools/Bench/BenchExportWriter.h"
 
 namespace ostrand_tools {
 
@@ -25,6 +26,7 @@ struct BenchExportReadResult {
   std::uint64_t bytes = 0;
   std::uint64_t objects = 0;
   int days = 0;
+  double writeSeconds = 0;  // the writer's, measured by the caller
   double expatSeconds = 0;
   double readSeconds = 0;      // into a sink that drops every object
   double storeSeconds = 0;     // into a simulated device
@@ -35,14 +37,14 @@ struct BenchExportReadResult {
 
 class BenchExportRead {
  public:
-  BenchExportRead(const BenchScratchDirectory& scratch, std::uint64_t bytes)
-      : scratch_(scratch), bytes_(bytes) {}
+  BenchExportRead(std::string path, const BenchExportWriter::Written& written)
+      : path_(std::move(path)), written_(written) {}
 
   std::optional<BenchExportReadResult> measure(std::ostream& err) const;
 
  private:
-  const BenchScratchDirectory& scratch_;
-  std::uint64_t bytes_;
+  std::string path_;
+  BenchExportWriter::Written written_;
 };
 
 }  // namespace ostrand_tools

@@ -1,198 +1,157 @@
 #include "tools/OstrandTools/Bench/BenchExportWriter.h"
 
-#include <cmath>
-#include <cstdio>
-#include <memory>
+#include <algorithm>
+#include <functional>
+#include <vector>
 
-#include "Foundation/NSCalendar.h"
-#include "Foundation/NSTimeZone.h"
+#include "tools/OstrandTools/Bench/BenchAppStreams.h"
+#include "tools/OstrandTools/Bench/BenchPersonEvents.h"
+#include "tools/OstrandTools/Bench/BenchVitalStreams.h"
+#include "tools/OstrandTools/Bench/BenchWatchStreams.h"
+#include "tools/OstrandTools/Bench/BenchWorkoutStreams.h"
 
 namespace ostrand_tools {
 
 namespace {
 
-constexpr double kFirstDay = 1451602800;  // 2016-01-01 00:00 in Berlin
-constexpr char kZone[] = "Europe/Berlin";
-constexpr char kPhone[] =
-    "sourceName=\"Anna&#8217;s iPhone\" sourceVersion=\"17.2\" device=\"&lt;&lt;HKDevice: 0x, "
-    "name:iPhone, manufacturer:Apple Inc., model:iPhone, hardware:iPhone15,2, software:17.2&gt;\"";
-constexpr char kWatch[] =
-    "sourceName=\"Anna&#8217;s Apple Watch\" sourceVersion=\"10.2\" device=\"&lt;&lt;HKDevice: "
-    "0x, name:Apple Watch, manufacturer:Apple Inc., model:Watch, hardware:Watch6,1, "
-    "software:10.2&gt;\"";
-constexpr char kScale[] = "sourceName=\"Scale\" sourceVersion=\"3.1\"";
-constexpr char kCuff[] = "sourceName=\"Blood Pressure\" sourceVersion=\"2.0\"";
+constexpr std::int64_t kFirstMidnight = 1451602800;  // 2016-01-01 00:00 in Berlin
+constexpr std::int64_t kDay = 86400;
+constexpr int kSampleDays = 7;
 
-class ExportFile {
- public:
-  explicit ExportFile(const std::string& path)
-      : file_(std::fopen(path.c_str(), "w"), &std::fclose) {
-    if (file_) std::setvbuf(file_.get(), nullptr, _IOFBF, 1 << 20);
-    calendar_->setTimeZone(NSTimeZone::timeZoneWithName(kZone));
-  }
-  bool ok() const { return file_ && !std::ferror(file_.get()); }
-  std::uint64_t bytes() const {
-    return file_ ? static_cast<std::uint64_t>(std::ftell(file_.get())) : 0;
-  }
-  std::uint64_t objects() const { return objects_; }
+using Stream = std::function<void(const BenchPersonDay&)>;
 
-  template <class... Args>
-  void print(const char* format, Args... args) {
-    std::fprintf(file_.get(), format, args...);
-  }
-  // "2016-03-27 03:10:00 +0200": the moment in Berlin, with its offset.
-  const char* date(double unixSeconds, char (&text)[64]) const {
-    const NSDate moment = NSDate::dateWithTimeIntervalSince1970(unixSeconds);
-    const auto c =
-        calendar_->components(NSCalendarUnitYear | NSCalendarUnitMonth | NSCalendarUnitDay |
-                                  NSCalendarUnitHour | NSCalendarUnitMinute | NSCalendarUnitSecond,
-                              moment);
-    const long offset = calendar_->timeZone()->secondsFromGMTForDate(moment);
-    std::snprintf(text, sizeof text, "%04ld-%02ld-%02ld %02ld:%02ld:%02ld +%02ld00", c.year(),
-                  c.month(), c.day(), c.hour(), c.minute(), c.second(), offset / 3600);
-    return text;
-  }
-  // One top-level <Record>; `inner` goes between its tags (nullptr: an empty element).
-  void record(const char* type, const char* source, const char* unit, double value, double start,
-              double end, const char* inner = nullptr) {
-    char from[64], to[64], made[64];
-    print(
-        " <Record type=\"%s\" %s unit=\"%s\" creationDate=\"%s\" startDate=\"%s\" "
-        "endDate=\"%s\" value=\"%g\"",
-        type, source, unit, date(end + 60, made), date(start, from), date(end, to), value);
-    if (inner == nullptr) {
-      print("/>\n");
-    } else {
-      print(">\n%s </Record>\n", inner);
-    }
-    ++objects_;
-  }
-  void counted() { ++objects_; }
-
- private:
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
-  std::shared_ptr<NSCalendar> calendar_ =
-      NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian);
-  std::uint64_t objects_ = 0;
+// The person's streams, each class over the same output.
+struct PersonStreams {
+  BenchWatchStreams watch;
+  BenchVitalStreams vitals;
+  BenchAppStreams apps;
+  BenchWorkoutStreams workouts;
+  BenchPersonEvents events;
 };
 
-constexpr char kZoneEntry[] = "  <MetadataEntry key=\"HKTimeZone\" value=\"Europe/Berlin\"/>\n";
-constexpr char kResting[] =
-    "  <MetadataEntry key=\"HKMetadataKeyHeartRateMotionContext\" value=\"1\"/>\n";
-
-// A pseudo-random but fixed value in [0, 1) for (day, slot).
-double noise(int day, int slot) {
-  std::uint32_t x =
-      static_cast<std::uint32_t>(day) * 2654435761u ^ static_cast<std::uint32_t>(slot) * 40503u;
-  x ^= x >> 13;
-  x *= 0x5bd1e995u;
-  x ^= x >> 15;
-  return (x % 10000) / 10000.0;
+// The streams of workout metrics and walking metrics, each a type of its own.
+void addMotionStreams(std::vector<Stream>& all, BenchWorkoutStreams& workouts) {
+  using M = BenchWorkoutStreams::Metric;
+  using Walk = BenchWorkoutStreams::WalkingMetric;
+  for (const M metric :
+       {M::runningPower, M::runningSpeed, M::runningStrideLength, M::runningVerticalOscillation,
+        M::runningGroundContactTime, M::cyclingSpeed, M::cyclingCadence, M::physicalEffort}) {
+    all.push_back([&workouts, metric](const auto& day) { workouts.during(day, metric); });
+  }
+  for (const Walk metric : {Walk::speed, Walk::stepLength, Walk::doubleSupport, Walk::asymmetry}) {
+    all.push_back([&workouts, metric](const auto& day) { workouts.walking(day, metric); });
+  }
+  all.push_back([&workouts](const auto& day) { workouts.timeInDaylight(day); });
 }
 
-void writeActivity(ExportFile& file, int day, double midnight) {
-  for (int slot = 7 * 6; slot < 23 * 6; ++slot) {
-    const double start = midnight + slot * 600.0, end = start + 540;
-    const double steps = std::floor(40 + 400 * noise(day, slot));
-    file.record("HKQuantityTypeIdentifierStepCount", kPhone, "count", steps, start, end,
-                kZoneEntry);
-    file.record("HKQuantityTypeIdentifierStepCount", kWatch, "count", steps + 7, start, end);
-    file.record("HKQuantityTypeIdentifierDistanceWalkingRunning", kPhone, "km", steps * 0.00072,
-                start, end, kZoneEntry);
-    file.record("HKQuantityTypeIdentifierActiveEnergyBurned", kWatch, "Cal", steps * 0.041, start,
-                end);
-  }
-  for (int slot = 0; slot < 24 * 12; ++slot) {
-    const double at = midnight + slot * 300.0;
-    file.record("HKQuantityTypeIdentifierHeartRate", kWatch, "count/min",
-                std::floor(55 + 50 * noise(day, slot + 1000)), at, at,
-                slot % 4 == 0 ? kResting : nullptr);
-  }
-  for (int hour = 0; hour < 24; ++hour) {
-    file.record("HKQuantityTypeIdentifierBasalEnergyBurned", kWatch, "Cal", 68.5,
-                midnight + hour * 3600.0, midnight + hour * 3600.0 + 3599);
-  }
+// The last records' streams, then the correlations, workouts and activity summaries.
+void addClosingStreams(std::vector<Stream>& all, PersonStreams& person) {
+  auto& [watch, vitals, apps, workouts, events] = person;
+  all.insert(
+      all.end(),
+      {[&](const auto& day) { vitals.heartRateVariability(day); },
+       [&](const auto& day) { vitals.sleep(day); }, [&](const auto& day) { watch.standHours(day); },
+       [&](const auto& day) { events.bloodPressure(day); },
+       [&](const auto& day) { events.meals(day); }, [&](const auto& day) { events.workout(day); },
+       [&](const auto& day) { events.activitySummary(day); }});
 }
 
-void writeWorkout(ExportFile& file, double midnight) {
-  char from[64], to[64], made[64], pause[64], resume[64];
-  const double start = midnight + 18 * 3600.0, end = start + 2400;
-  file.print(
-      " <Workout workoutActivityType=\"HKWorkoutActivityTypeRunning\" duration=\"40\" "
-      "durationUnit=\"min\" totalDistance=\"6.2\" totalDistanceUnit=\"km\" "
-      "totalEnergyBurned=\"410\" totalEnergyBurnedUnit=\"Cal\" %s creationDate=\"%s\" "
-      "startDate=\"%s\" endDate=\"%s\">\n"
-      "  <MetadataEntry key=\"HKIndoorWorkout\" value=\"0\"/>\n"
-      "  <WorkoutEvent type=\"HKWorkoutEventTypePause\" date=\"%s\"/>\n"
-      "  <WorkoutEvent type=\"HKWorkoutEventTypeResume\" date=\"%s\"/>\n"
-      " </Workout>\n",
-      kWatch, file.date(end + 60, made), file.date(start, from), file.date(end, to),
-      file.date(start + 1200, pause), file.date(start + 1260, resume));
-  file.counted();
-}
-
-void writeBloodPressure(ExportFile& file, int day, double midnight) {
-  char at[64];
-  const double moment = midnight + 21.5 * 3600;
-  const double systolic = std::floor(115 + 20 * noise(day, 7)),
-               diastolic = std::floor(70 + 15 * noise(day, 8));
-  file.date(moment, at);
-  file.print(
-      " <Correlation type=\"HKCorrelationTypeIdentifierBloodPressure\" %s creationDate=\"%s\" "
-      "startDate=\"%s\" endDate=\"%s\">\n",
-      kCuff, at, at, at);
-  for (const auto& [type, value] :
-       {std::pair{"HKQuantityTypeIdentifierBloodPressureSystolic", systolic},
-        std::pair{"HKQuantityTypeIdentifierBloodPressureDiastolic", diastolic}}) {
-    file.print(
-        "  <Record type=\"%s\" %s unit=\"mmHg\" creationDate=\"%s\" startDate=\"%s\" "
-        "endDate=\"%s\" value=\"%g\"/>\n",
-        type, kCuff, at, at, at, value);
+// Every stream of the person, in the order their types appear in the file.
+std::vector<Stream> streams(PersonStreams& person) {
+  auto& [watch, vitals, apps, workouts, events] = person;
+  using W = BenchAppStreams::Weighing;
+  std::vector<Stream> all;
+  for (const W measure : {W::bodyMassIndex, W::bodyFat, W::bodyMass, W::leanBodyMass}) {
+    all.push_back([&apps, measure](const auto& day) { apps.scale(day, measure); });
   }
-  file.print(" </Correlation>\n");
-  file.counted();
+  for (const bool distance : {false, true}) {
+    all.push_back([&watch, distance](const auto& day) { watch.steps(day, distance); });
+    all.push_back([&apps, distance](const auto& day) { apps.phoneSteps(day, distance); });
+  }
+  all.insert(all.end(), {[&](const auto& day) { watch.basalEnergy(day); },
+                         [&](const auto& day) { watch.activeEnergy(day); },
+                         [&](const auto& day) { apps.flightsClimbed(day); }});
+  for (int nutrient = 0; nutrient < BenchPersonEvents::kNutrients; ++nutrient) {
+    all.push_back([&events, nutrient](const auto& day) { events.nutrientTwins(day, nutrient); });
+  }
+  all.insert(all.end(), {[&](const auto& day) { watch.heartRate(day); },
+                         [&](const auto& day) { vitals.respiratoryRate(day); },
+                         [&](const auto& day) { vitals.oxygenSaturation(day); },
+                         [&](const auto& day) { events.bloodPressureTwin(day, true); },
+                         [&](const auto& day) { events.bloodPressureTwin(day, false); },
+                         [&](const auto& day) { apps.bloodGlucose(day); },
+                         [&](const auto& day) { watch.exerciseTime(day); },
+                         [&](const auto& day) { watch.environmentalAudio(day); },
+                         [&](const auto& day) { apps.headphoneAudio(day); },
+                         [&](const auto& day) { vitals.restingHeartRate(day); },
+                         [&](const auto& day) { vitals.vo2Max(day); },
+                         [&](const auto& day) { vitals.walkingHeartRate(day); },
+                         [&](const auto& day) { watch.standTime(day); }});
+  addMotionStreams(all, workouts);
+  addClosingStreams(all, person);
+  return all;
 }
 
-void writeDay(ExportFile& file, int day, double midnight) {
-  writeActivity(file, day, midnight);
-  file.record("HKCategoryTypeIdentifierSleepAnalysis", kWatch, "", 1, midnight - 1.5 * 3600,
-              midnight + 6.5 * 3600);
-  file.record("HKQuantityTypeIdentifierBodyMass", kScale, "kg", 68 + 3 * noise(day, 9),
-              midnight + 7.25 * 3600, midnight + 7.25 * 3600);
-  if (day % 2 == 0) writeWorkout(file, midnight);
-  if (day % 7 == 3) writeBloodPressure(file, day, midnight);
+void writeHeader(BenchExportOutput& out, std::int64_t exportedAt) {
+  out.text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<HealthData locale=\"en_DE\">\n")
+      .text(" <ExportDate value=\"")
+      .date(exportedAt)
+      .text(
+          "\"/>\n <Me HKCharacteristicTypeIdentifierDateOfBirth=\"1988-04-12\" "
+          "HKCharacteristicTypeIdentifierBiologicalSex=\"HKBiologicalSexFemale\" "
+          "HKCharacteristicTypeIdentifierBloodType=\"HKBloodTypeAPositive\" "
+          "HKCharacteristicTypeIdentifierFitzpatrickSkinType=\"HKFitzpatrickSkinTypeNotSet\" "
+          "HKCharacteristicTypeIdentifierCardioFitnessMedicationsUse=\"None\"/>\n");
+}
+
+// Writes `days` days into `path` (empty: counted only).
+std::optional<BenchExportWriter::Written> writeInto(const std::string& path, int days) {
+  days = std::max(days, 1);
+  const BenchExportZone zone(BenchExportWriter::kZone, kFirstMidnight - 2 * kDay,
+                             kFirstMidnight + (days + 2) * kDay);
+  std::vector<BenchPersonDay> plans;
+  std::int64_t midnight = kFirstMidnight;
+  for (int index = 0; index < days; ++index) {
+    plans.push_back(BenchPersonDay::plan(zone, index, midnight));
+    midnight = plans.back().nextMidnight;
+  }
+  const std::int64_t exportedAt = midnight + 12 * 3600;
+  const BenchCreationDates created(kFirstMidnight, exportedAt);
+  const BenchPersonSources sources(days / 365 + 1);
+  BenchExportOutput out(path, zone);
+  PersonStreams person{{out, created, sources},
+                       {out, created, sources},
+                       {out, created, sources},
+                       {out, created, sources},
+                       {out, created, sources}};
+  writeHeader(out, exportedAt);
+  for (const auto& stream : streams(person)) {
+    for (const auto& day : plans) stream(day);
+    if (!out.ok()) return std::nullopt;
+  }
+  out.text("</HealthData>\n");
+  if (!out.close()) return std::nullopt;
+  return BenchExportWriter::Written{out.bytes(), out.objects(), days,
+                                    static_cast<double>(kFirstMidnight),
+                                    static_cast<double>(exportedAt)};
 }
 
 }  // namespace
 
+int BenchExportWriter::daysForBytes(std::uint64_t bytes) {
+  const auto sample = writeInto("", kSampleDays);
+  const double perDay = static_cast<double>(sample->bytes) / kSampleDays;
+  return std::max(1, static_cast<int>(static_cast<double>(bytes) / perDay + 0.5));
+}
+
 std::optional<BenchExportWriter::Written> BenchExportWriter::write(const std::string& path,
                                                                    std::uint64_t bytes) {
-  return write(path, [bytes](std::uint64_t written, int) { return written < bytes; });
+  return writeInto(path, daysForBytes(bytes));
 }
 
 std::optional<BenchExportWriter::Written> BenchExportWriter::writeDays(const std::string& path,
                                                                        int days) {
-  return write(path, [days](std::uint64_t, int written) { return written < days; });
-}
-
-std::optional<BenchExportWriter::Written> BenchExportWriter::write(
-    const std::string& path, const std::function<bool(std::uint64_t, int)>& more) {
-  ExportFile file(path);
-  if (!file.ok()) return std::nullopt;
-  file.print("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<HealthData locale=\"en_DE\">\n");
-  const auto calendar = NSCalendar::calendarWithIdentifier(NSCalendarIdentifierGregorian);
-  calendar->setTimeZone(NSTimeZone::timeZoneWithName(kZone));
-  NSDate midnight = NSDate::dateWithTimeIntervalSince1970(kFirstDay);
-  int day = 0;
-  for (; file.ok() && more(file.bytes(), day); ++day) {
-    writeDay(file, day, midnight.timeIntervalSince1970());
-    midnight = *calendar->dateByAddingUnit(NSCalendarUnitDay, 1, midnight, NSCalendarOptions{});
-  }
-  char exported[64];
-  file.print(" <ExportDate value=\"%s\"/>\n</HealthData>\n",
-             file.date(midnight.timeIntervalSince1970() + 12 * 3600, exported));
-  if (!file.ok()) return std::nullopt;
-  return Written{file.bytes(), file.objects(), day};
+  return writeInto(path, days);
 }
 
 }  // namespace ostrand_tools

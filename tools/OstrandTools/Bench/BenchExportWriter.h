@@ -1,23 +1,24 @@
 #pragma once
 
 // BenchExportWriter: writes a Health app export (export.xml) of about a given size, for the bench
-// to read: a person with an iPhone and an Apple Watch, day after day from 2016 on, in
-// Europe/Berlin. Every ten minutes the phone and the watch write steps, distance and active
-// energy, the watch heart rate every five minutes (with its motion context) and basal energy
-// each hour; each night brings sleep, each morning a weight from a scale app, each week a blood
-// pressure reading (its correlation and its two members), every other day a run with its
-// events. Dates carry the zone's offset of their moment and the phone's records HKTimeZone, as
-// the Health app writes them.
+// to read and replay: one person with an iPhone, an Apple Watch, AirPods, a scale's app, a food
+// diary, a glucose sensor's app and a blood pressure app, day after day from 2016 on, in
+// Europe/Berlin (clocks change twice a year). About 5,500 objects a day, as a watch wearer's
+// HealthKit holds them: heart rate and energy every minute or so (BenchWatchStreams), sleep
+// stages and other vitals (BenchVitalStreams), the phone's steps, a glucose reading every five
+// minutes and a daily weighing (BenchAppStreams), meals, blood pressure and workouts
+// (BenchPersonEvents). Each object carries when HealthKit saved it (BenchCreationDates).
 //
-// The same size always gives the same file. It is written as it goes, a day at a time; nothing
-// of it is held in memory.
+// Like the Health app's, the file lists the records grouped by type, then the correlations, the
+// workouts and the activity summaries; dates carry the zone's offset of their moment. The same
+// size always gives the same file. It is written as it goes, one type's stream at a time, a day
+// after another; nothing of it is held in memory.
 //
 // Any thread; one writer per file.
 //
-//   auto written = BenchExportWriter::write("/tmp/export.xml", 1 << 30);  // objects, or nullopt
+//   auto written = BenchExportWriter::write("/tmp/export.xml", 1 << 30);  // nullopt: failed
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -25,21 +26,22 @@ namespace ostrand_tools {
 
 class BenchExportWriter {
  public:
+  static constexpr char kZone[] = "Europe/Berlin";
+
   struct Written {
     std::uint64_t bytes = 0;
-    std::uint64_t objects = 0;  // records, correlations and workouts at the top level
+    std::uint64_t objects = 0;  // what the reader hands on: records, correlations, workouts
     int days = 0;
+    double firstMidnight = 0;  // seconds since 1970
+    double exportedAt = 0;     // the ExportDate: noon after the last day
   };
 
-  // Writes days until the file holds at least `bytes`; nullopt when it cannot be written.
+  // Writes as many days as make about `bytes` (at least one).
   static std::optional<Written> write(const std::string& path, std::uint64_t bytes);
-  // Writes `days` days.
+  // Writes `days` days (at least one).
   static std::optional<Written> writeDays(const std::string& path, int days);
-
- private:
-  // Writes days while `more(bytes written, days written)` says so.
-  static std::optional<Written> write(const std::string& path,
-                                      const std::function<bool(std::uint64_t, int)>& more);
+  // How many days make about `bytes`, from the size of the first week.
+  static int daysForBytes(std::uint64_t bytes);
 };
 
 }  // namespace ostrand_tools

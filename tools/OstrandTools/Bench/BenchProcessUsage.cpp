@@ -1,8 +1,11 @@
 #include "tools/OstrandTools/Bench/BenchProcessUsage.h"
 
+#include <malloc.h>
 #include <sys/resource.h>
 #include <time.h>
 
+#include <algorithm>
+#include <atomic>
 #include <fstream>
 #include <string>
 
@@ -26,6 +29,9 @@ std::uint64_t statusBytes(const std::string& field) {
   return 0;
 }
 
+// The highest peak that a reset dropped.
+std::atomic<std::uint64_t> peakBeforeResets{0};
+
 }  // namespace
 
 std::chrono::duration<double> BenchProcessUsage::cpuTime() {
@@ -46,10 +52,21 @@ std::uint64_t BenchProcessUsage::residentBytes() { return statusBytes("VmRSS"); 
 std::uint64_t BenchProcessUsage::peakResidentBytes() { return statusBytes("VmHWM"); }
 
 bool BenchProcessUsage::resetPeakResident() {
+  peakBeforeResets = runPeakResidentBytes();
   std::ofstream clearRefs("/proc/self/clear_refs");
   clearRefs << "5";
   clearRefs.flush();
   return clearRefs.good();
+}
+
+void BenchProcessUsage::returnFreedMemory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+}
+
+std::uint64_t BenchProcessUsage::runPeakResidentBytes() {
+  return std::max(peakBeforeResets.load(), peakResidentBytes());
 }
 
 }  // namespace ostrand_tools

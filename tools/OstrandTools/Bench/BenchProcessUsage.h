@@ -20,8 +20,15 @@ class BenchProcessUsage {
   // VmRSS and VmHWM of /proc/self/status, in bytes; 0 when it cannot be read.
   static std::uint64_t residentBytes();
   static std::uint64_t peakResidentBytes();
-  // Makes the peak the current resident size; false when the kernel does not allow it.
+  // Makes the peak the current resident size; false when the kernel does not allow it. The peak
+  // it drops still counts in runPeakResidentBytes().
   static bool resetPeakResident();
+  // Hands the heap's free memory back to the kernel, so that the resident size measured next
+  // does not count on memory an earlier step freed (which the heap would otherwise reuse,
+  // hiding the next step's growth).
+  static void returnFreedMemory();
+  // The peak resident size since the process started, across resets.
+  static std::uint64_t runPeakResidentBytes();
 };
 
 }  // namespace ostrand_tools

@@ -1,5 +1,6 @@
 #include "tools/OstrandTools/Bench/BenchReport.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -124,24 +125,61 @@ void BenchReport::addReplay(const BenchReplayResult& result) {
 
 void BenchReport::addExportRead(const BenchExportReadResult& result) {
   const double objects = static_cast<double>(result.objects);
-  table_.add({"export read, " + mebibytesText(static_cast<double>(result.bytes)),
-              durationText(result.readSeconds), "plain expat pass",
-              durationText(result.expatSeconds), ratio(result.readSeconds, result.expatSeconds)});
+  const double bytes = static_cast<double>(result.bytes);
+  table_.add({"export written, " + mebibytesText(bytes), durationText(result.writeSeconds),
+              "plain expat pass", durationText(result.expatSeconds),
+              ratio(result.writeSeconds, result.expatSeconds)});
+  table_.add({"export read, " + mebibytesText(bytes), durationText(result.readSeconds),
+              "plain expat pass", durationText(result.expatSeconds),
+              ratio(result.readSeconds, result.expatSeconds)});
   table_.add({"export stored, peak memory per object",
               countText(result.peakGrowthBytes / objects) + " B", "its XML per object",
-              countText(static_cast<double>(result.bytes) / objects) + " B",
-              ratio(result.peakGrowthBytes, static_cast<double>(result.bytes))});
+              countText(bytes / objects) + " B", ratio(result.peakGrowthBytes, bytes)});
   table_.addNote(
-      "export: a generated export.xml of " + mebibytesText(static_cast<double>(result.bytes)) +
-      " (" + countText(objects) + " records, correlations and workouts over " +
-      countOf(static_cast<std::size_t>(result.days), "day") +
-      " of an iPhone and a Watch), read by the export reader into a sink that drops each "
-      "object; baseline: expat over the same file with handlers that do nothing. Stored: the "
-      "same export read into a fresh simulated device in " +
+      "export: a generated export.xml of " + mebibytesText(bytes) + " (" + countText(objects) +
+      " records, correlations and workouts over " +
+      countOf(static_cast<std::size_t>(result.days), "day") + " of an Apple Watch wearer, " +
+      countText(objects / result.days) +
+      " a day, from a phone, a watch and four apps), written by the bench's generator, then read "
+      "by the export reader into a sink that drops each object; baseline: expat over the same "
+      "file with handlers that do nothing. Stored: the same export read into a fresh simulated "
+      "device in " +
       durationText(result.storeSeconds) + "; peak RSS growth " +
       mebibytesText(result.peakGrowthBytes) +
       (result.peakWasReset ? "" : " (VmHWM could not be reset: the peak since the start)") +
       ", resident while held " + mebibytesText(result.heldBytes) + ".");
+}
+
+void BenchReport::addReplayYear(const BenchReplayYearResult& result,
+                                const BenchExportReadResult& read) {
+  table_.add({"replay of the export since " + result.since,
+              rateText(static_cast<double>(result.wakes), result.replaySeconds, "wakes"),
+              "whole export stored, no app", durationText(read.storeSeconds),
+              ratio(result.replaySeconds, read.storeSeconds)});
+  table_.add({"replay of the export, peak RSS growth", mebibytesText(result.peakGrowthBytes),
+              "export stored, no app", mebibytesText(read.peakGrowthBytes),
+              ratio(result.peakGrowthBytes, read.peakGrowthBytes)});
+  table_.addNote(
+      "replay of the export: --since " + result.since +
+      " (a year before the export, or its "
+      "first day), the earlier days saved into HealthKit before the app's install; reading the "
+      "export and the first launch took " +
+      durationText(result.prepareSeconds) + ", then " + countText(result.hours) +
+      " hours lived in " + durationText(result.replaySeconds) + " (" +
+      durationText(result.replaySeconds / std::max(result.hours, 1.0)) + " an hour), " +
+      countText(static_cast<double>(result.wakes)) +
+      " background wakes. Peak RSS growth: VmHWM at the end minus VmRSS before reading" +
+      (result.peakWasReset ? "" : " (VmHWM could not be reset: the peak since the start)") +
+      "; baseline: the whole export stored into a fresh simulated device.");
+}
+
+void BenchReport::addRunPeak(double peakBytes, double exportBytes) {
+  table_.add({"the whole run, peak RSS", mebibytesText(peakBytes), "generated export's XML",
+              mebibytesText(exportBytes), ratio(peakBytes, exportBytes)});
+  table_.addNote(
+      "the whole run: the process's highest resident size (VmHWM) from its start, "
+      "across the resets of the measurements above; baseline: the size of the "
+      "generated export it read and replayed (none: 0).");
 }
 
 BenchReport::BenchReport() {

@@ -1,8 +1,9 @@
 #pragma once
 
 // BenchReport: the bench's results as its one table (BenchTable), rows in a fixed order
-// (conversion per kind, outbox, historical fetch, background wake), each followed under the
-// table by a note that says what exactly was measured.
+// (conversion per kind, outbox, historical fetch, background wake, replays, the generated
+// export, the run's peak memory), each followed under the table by a note that says what
+// exactly was measured.
 //
 // Main thread only.
 //
@@ -20,6 +21,7 @@
 #include "tools/OstrandTools/Bench/BenchHistory.h"
 #include "tools/OstrandTools/Bench/BenchOutbox.h"
 #include "tools/OstrandTools/Bench/BenchReplayMonth.h"
+#include "tools/OstrandTools/Bench/BenchReplayYear.h"
 #include "tools/OstrandTools/Bench/BenchTable.h"
 #include "tools/OstrandTools/Bench/BenchWake.h"
 
@@ -38,6 +40,9 @@ class BenchReport {
   void addWake(const BenchWakeResult& result, int runs);
   void addExportRead(const BenchExportReadResult& result);
   void addReplay(const BenchReplayResult& result);
+  // `read`: the same export's reading, whose storing is the baseline.
+  void addReplayYear(const BenchReplayYearResult& result, const BenchExportReadResult& read);
+  void addRunPeak(double peakBytes, double exportBytes);
 
   void print(std::ostream& out) const;
 

@@ -80,6 +80,15 @@ std::vector<HealthDatabase::TypeTable::Hit> HealthDatabase::TypeTable::rowsWithi
       if (hit.row == nullptr) hit = Hit{deletionAt(entry.anchor), true};
       if (hit.row != nullptr && range.contains(hit.row->start, hit.row->end)) rows.push_back(hit);
     });
+    if (!inStartOrder) continue;
+    auto row =
+        std::lower_bound(objects.begin(), objects.end(), from,
+                         [](const StoredRow& entry, double value) { return entry.start < value; });
+    for (; row != objects.end() && row->start <= to; ++row) {
+      if (!row->erased() && row->anchor > after && range.contains(row->start, row->end)) {
+        rows.push_back(Hit{&*row, false});
+      }
+    }
   }
   std::sort(rows.begin(), rows.end(),
             [](const Hit& a, const Hit& b) { return a.row->anchor < b.row->anchor; });
@@ -87,6 +96,30 @@ std::vector<HealthDatabase::TypeTable::Hit> HealthDatabase::TypeTable::rowsWithi
                          [](const Hit& a, const Hit& b) { return a.row == b.row; }),
              rows.end());
   return rows;
+}
+
+void HealthDatabase::TypeTable::add(const StoredRow& row) {
+  if (inStartOrder && !objects.empty() && row.start < objects.back().start) {
+    for (const StoredRow& earlier : objects) {
+      if (!earlier.erased()) byDate.insert(DateIndex::Entry{earlier.start, earlier.anchor});
+    }
+    inStartOrder = false;
+  }
+  objects.push_back(row);
+  if (!inStartOrder) byDate.insert(DateIndex::Entry{row.start, row.anchor});
+  longest = std::max(longest, row.end - row.start);
+}
+
+void HealthDatabase::TypeTable::erase(std::deque<StoredRow>::iterator live, const StoredRow& gone) {
+  if (!inStartOrder) byDate.erase(DateIndex::Entry{live->start, live->anchor});
+  byDate.insert(DateIndex::Entry{gone.start, gone.anchor});
+  live->parts = StoredRow::kErased;
+  // Dropping the deleted objects' rows now and then keeps deletions cheap and the table lean.
+  if (++erased > objects.size() / 2) {
+    std::erase_if(objects, [](const StoredRow& one) { return one.erased(); });
+    erased = 0;
+  }
+  deletions.push_back(gone);
 }
 
 bool HealthDatabase::TypeTable::hasAnchorAbove(std::uint64_t anchor) const {
@@ -153,9 +186,7 @@ HealthDatabase::SaveResult HealthDatabase::insert(
     const StoredRow row = StoredRow::of(*object, savedBy, ++lastAnchor_, parts_, whole);
     if (whole) table.whole.emplace(row.anchor, object);
     saved_.insert(row.uuid, {table.number, row.anchor});
-    table.objects.push_back(row);
-    table.byDate.insert(DateIndex::Entry{row.start, row.anchor});
-    table.longest = std::max(table.longest, row.end - row.start);
+    table.add(row);
     if (sources_.count(owner) == 0) {
       sources_[owner] = SourceInfo{sources_.size(), isWatch(*object)};
     }
@@ -176,19 +207,11 @@ void HealthDatabase::eraseLocked(const NSUUID& uuid, DatabaseChange& change) {
   const auto former = objectOf(table, *live);
   StoredRow gone = *live;
   gone.anchor = ++lastAnchor_;
-  table.byDate.erase(DateIndex::Entry{live->start, live->anchor});
-  table.byDate.insert(DateIndex::Entry{gone.start, gone.anchor});
   if (auto kept = table.whole.find(live->anchor); kept != table.whole.end()) {
     table.whole.erase(kept);
     table.whole.emplace(gone.anchor, former);
   }
-  live->parts = StoredRow::kErased;
-  // Dropping the deleted objects' rows now and then keeps deletions cheap and the table lean.
-  if (++table.erased > table.objects.size() / 2) {
-    std::erase_if(table.objects, [](const StoredRow& one) { return one.erased(); });
-    table.erased = 0;
-  }
-  table.deletions.push_back(gone);
+  table.erase(live, gone);
   saved_.move(uuid, {table.number, gone.anchor},
               [this](SavedIdentifiers::Place at) { return uuidAt(at); });
   change.deleted.push_back(

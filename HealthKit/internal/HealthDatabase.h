@@ -16,7 +16,7 @@
 // whole ones kept), so callers work on them outside the lock.
 //
 // Each type keeps its objects in anchor order and an index of them (and of its deletions) by
-// start date. A read bounded by dates (PredicateDateBounds) looks up only the index entries
+// start date; objects saved in start order, as most are, need no index of their own. A read bounded by dates (PredicateDateBounds) looks up only the index entries
 // that can overlap its bounds: a sample overlaps by its start and end, so the lookup widens the
 // start bound by the type's longest duration. Reads return the same objects in the same order
 // whether or not they are bounded; the bounds only spare the walk over the rest.
@@ -140,10 +140,18 @@ class HealthDatabase {
     std::deque<StoredRow> deletions;  // the deleted objects' rows, at the deletions' anchors
     // The objects kept whole, and the former objects of their deletions, by anchor.
     std::unordered_map<std::uint64_t, std::shared_ptr<const HKObject>> whole;
-    DateIndex byDate;    // every live object and deletion
+    // While every object came in start order (the usual case) the objects are their own date
+    // index and byDate holds the deletions only; the first object out of order indexes them all.
+    DateIndex byDate;
+    bool inStartOrder = true;
     double longest = 0;  // the longest duration ever stored, in seconds
     const std::string* typeIdentifier = nullptr;
     std::uint16_t number = 0;  // its place in tableList_
+
+    // Appends a newly saved object's row.
+    void add(const StoredRow& row);
+    // Turns the live object's row into the deletion's row `gone`.
+    void erase(std::deque<StoredRow>::iterator live, const StoredRow& gone);
 
     // The live object's or the deletion's row at the anchor, or nullptr.
     const StoredRow* objectAt(std::uint64_t anchor) const;

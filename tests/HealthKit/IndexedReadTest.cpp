@@ -25,6 +25,7 @@ constexpr double kDay = 86400;
 const std::vector<DateBounds> kEverything{DateBounds{}};
 
 auto steps() { return HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierStepCount); }
+auto pulse() { return HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierHeartRate); }
 auto sleep() {
   return HKObjectType::categoryTypeForIdentifier(HKCategoryTypeIdentifierSleepAnalysis);
 }
@@ -33,15 +34,16 @@ NSDate at(double seconds) { return NSDate::dateWithTimeIntervalSinceReferenceDat
 
 class IndexedReadTest : public ::testing::Test {
  protected:
-  // A few weeks of steps (minutes long), sleep (hours long, a few days long), blood pressure
-  // correlations, from three apps, on a five-minute grid so that many samples share dates; then
+  // A few weeks of steps (minutes long), sleep (hours long, a few days long), heart rates (in
+  // start order, as the database reads them without its index), blood pressure correlations,
+  // from three apps, on a five-minute grid so that many samples share dates; then
   // some deletions, of correlations, of a correlation's member alone and of plain samples.
   void SetUp() override {
     std::vector<std::shared_ptr<const HKObject>> saved;
     for (int i = 0; i < 1500; ++i) {
       const double start = 5 * 60 * static_cast<double>(next(12 * 24 * 20));
       std::shared_ptr<const HKObject> object;
-      switch (next(4)) {
+      switch (next(5)) {
         case 0:
         case 1:
           object = HKQuantitySample::quantitySampleWithType(
@@ -55,6 +57,13 @@ class IndexedReadTest : public ::testing::Test {
                                                             someDevice(), someMetadata(i));
           break;
         }
+        case 3:  // saved in start order, as a watch records them
+          pulseClock += 5 * 60 * static_cast<double>(next(39));
+          object = HKQuantitySample::quantitySampleWithType(
+              pulse(), HKQuantity::quantityWithUnit(HKUnit::unitFromString("count/min"), 60),
+              at(pulseClock), at(pulseClock + 60 * static_cast<double>(next(2))), someDevice(),
+              someMetadata(i));
+          break;
         default:
           object = bloodPressure(start);
       }
@@ -185,6 +194,7 @@ class IndexedReadTest : public ::testing::Test {
                                std::nullopt, std::nullopt),
       HKDevice::deviceWithName("Band", "Maker", "B1", std::nullopt, std::nullopt, "2.1",
                                std::nullopt, std::nullopt)};
+  double pulseClock = 0;
   std::map<NSUUID, std::shared_ptr<const HKObject>> originals;  // every saved object and member
   HealthDatabase database;
 };
@@ -195,7 +205,7 @@ TEST_F(IndexedReadTest, SampleReadsMatchAFullWalk) {
     const Filter filter = filterFor(predicate);
     for (const std::string& type :
          {HKQuantityTypeIdentifierStepCount, HKCategoryTypeIdentifierSleepAnalysis,
-          HKQuantityTypeIdentifierBloodPressureSystolic,
+          HKQuantityTypeIdentifierHeartRate, HKQuantityTypeIdentifierBloodPressureSystolic,
           HKCorrelationTypeIdentifierBloodPressure}) {
       const auto bounded = database.objects(type, dateBoundsOf(predicate), filter);
       EXPECT_EQ(anchorsOf(bounded), anchorsOf(database.objects(type, kEverything, filter)))
@@ -220,7 +230,7 @@ TEST_F(IndexedReadTest, AnchoredReadsMatchAFullWalk) {
     const std::size_t limit = next(3) == 0 ? 0 : 1 + next(40);
     for (const std::string& type :
          {HKQuantityTypeIdentifierStepCount, HKCategoryTypeIdentifierSleepAnalysis,
-          HKQuantityTypeIdentifierBloodPressureDiastolic}) {
+          HKQuantityTypeIdentifierHeartRate, HKQuantityTypeIdentifierBloodPressureDiastolic}) {
       const auto bounded =
           database.changesSince(type, anchor, limit, dateBoundsOf(predicate), filter);
       const auto walked = database.changesSince(type, anchor, limit, kEverything, filter);

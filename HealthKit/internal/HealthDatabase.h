@@ -16,9 +16,10 @@
 // whole ones kept), so callers work on them outside the lock.
 //
 // Each type keeps its objects in anchor order and an index of them (and of its deletions) by
-// start date; objects saved in start order, as most are, need no index of their own. A read bounded by dates (PredicateDateBounds) looks up only the index entries
-// that can overlap its bounds: a sample overlaps by its start and end, so the lookup widens the
-// start bound by the type's longest duration. Reads return the same objects in the same order
+// start date; objects saved in start order, as most are, need no index of their own. A read
+// bounded by dates (PredicateDateBounds) looks up only the entries that can overlap its bounds:
+// a sample overlaps by its start and end, so the lookup widens the start bound by the type's
+// longest duration. Reads return the same objects in the same order
 // whether or not they are bounded; the bounds only spare the walk over the rest.
 //
 // Thread-safe. Owned by DeviceState.

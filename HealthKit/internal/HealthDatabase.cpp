@@ -132,7 +132,7 @@ bool HealthDatabase::TypeTable::hasAnchorAbove(std::uint64_t anchor) const {
 std::shared_ptr<const HKObject> HealthDatabase::objectOf(const TypeTable& table,
                                                          const StoredRow& row) const {
   const StoredParts& parts = parts_.at(row.parts);
-  if (parts.kind == StoredParts::Kind::whole) return table.whole.at(row.anchor);
+  if (parts.kind == StoredParts::Kind::whole) return table.whole.at(std::uint64_t{row.anchor});
   return row.restore(parts);
 }
 
@@ -184,7 +184,7 @@ HealthDatabase::SaveResult HealthDatabase::insert(
     TypeTable& table = tableLocked(typeIdentifierOf(*object));
     bool whole = false;
     const StoredRow row = StoredRow::of(*object, savedBy, ++lastAnchor_, parts_, whole);
-    if (whole) table.whole.emplace(row.anchor, object);
+    if (whole) table.whole.emplace(std::uint64_t{row.anchor}, object);
     saved_.insert(row.uuid, {table.number, row.anchor});
     table.add(row);
     if (sources_.count(owner) == 0) {
@@ -207,9 +207,9 @@ void HealthDatabase::eraseLocked(const NSUUID& uuid, DatabaseChange& change) {
   const auto former = objectOf(table, *live);
   StoredRow gone = *live;
   gone.anchor = ++lastAnchor_;
-  if (auto kept = table.whole.find(live->anchor); kept != table.whole.end()) {
+  if (auto kept = table.whole.find(std::uint64_t{live->anchor}); kept != table.whole.end()) {
     table.whole.erase(kept);
-    table.whole.emplace(gone.anchor, former);
+    table.whole.emplace(std::uint64_t{gone.anchor}, former);
   }
   table.erase(live, gone);
   saved_.move(uuid, {table.number, gone.anchor},

@@ -57,12 +57,13 @@ std::shared_ptr<const HKObject> StoredRow::restore(const StoredParts& shared) co
   const ObjectParts common{uuid, shared.sourceRevision, shared.device, shared.metadata};
   const NSDate startDate = NSDate::dateWithTimeIntervalSinceReferenceDate(start);
   const NSDate endDate = NSDate::dateWithTimeIntervalSinceReferenceDate(end);
+  const std::uint64_t bits = value;  // a copy: the packed row's field may sit unaligned
   if (shared.kind == StoredParts::Kind::quantity) {
     return HKObjectAccess::restoreQuantitySample(common, shared.type, startDate, endDate,
-                                                 shared.unit, std::bit_cast<double>(value));
+                                                 shared.unit, std::bit_cast<double>(bits));
   }
   return HKObjectAccess::restoreCategorySample(common, shared.type, startDate, endDate,
-                                               static_cast<long>(static_cast<std::int64_t>(value)));
+                                               static_cast<long>(static_cast<std::int64_t>(bits)));
 }
 
 }  // namespace platform::healthkit

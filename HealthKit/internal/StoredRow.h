@@ -19,6 +19,8 @@
 
 namespace platform::healthkit {
 
+// Packed to 4 bytes: its 8-byte fields may sit unaligned, so they are read by value, never bound
+// to a reference (a library call taking `const T&` gets a copy).
 #pragma pack(push, 4)
 struct StoredRow {
   static constexpr std::uint32_t kErased = std::numeric_limits<std::uint32_t>::max();

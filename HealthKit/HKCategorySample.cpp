@@ -31,6 +31,11 @@ HKCategorySample::HKCategorySample(std::shared_ptr<const HKCategoryType> type, l
   }
 }
 
+HKCategorySample::HKCategorySample(const platform::healthkit::ObjectParts& parts,
+                                   std::shared_ptr<const HKSampleType> type, NSDate startDate,
+                                   NSDate endDate, long value)
+    : HKSample(parts, std::move(type), startDate, endDate), value_(value) {}
+
 HKCategorySample::Pointer HKCategorySample::categorySampleWithType(
     std::shared_ptr<const HKCategoryType> type, long value, NSDate startDate, NSDate endDate,
     HKMetadata metadata) {

@@ -40,8 +40,13 @@ class HKCategorySample : public HKSample {
   std::string className() const override { return "HKCategorySample"; }
 
  private:
+  friend struct HKObjectAccess;  // rebuilds stored samples
+
   HKCategorySample(std::shared_ptr<const HKCategoryType> type, long value, NSDate startDate,
                    NSDate endDate, HKDevice::Pointer device, HKMetadata metadata);
+  HKCategorySample(const platform::healthkit::ObjectParts& parts,
+                   std::shared_ptr<const HKSampleType> type, NSDate startDate, NSDate endDate,
+                   long value);
   std::shared_ptr<HKObject> copyObject() const override;
 
   long value_;

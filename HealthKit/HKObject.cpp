@@ -6,6 +6,7 @@
 #include "HealthKit/HKMetadata.h"
 #include "HealthKit/HKQuantity.h"
 #include "HealthKit/HKUnit.h"
+#include "HealthKit/internal/HKObjectAccess.h"
 #include "HealthKit/internal/PackedMetadata.h"
 
 const std::string HKPredicateKeyPathUUID = "UUID";
@@ -73,6 +74,12 @@ HKObject::HKObject(const char* className, HKDevice::Pointer device, HKMetadata m
   checkMetadata(className, *metadata);
   metadata_ = std::make_shared<const platform::healthkit::PackedMetadata>(*metadata);
 }
+
+HKObject::HKObject(const platform::healthkit::ObjectParts& parts)
+    : uuid_(parts.uuid),
+      sourceRevision_(parts.sourceRevision),
+      device_(parts.device),
+      metadata_(parts.metadata) {}
 
 HKMetadata HKObject::metadata() const { return metadata_ ? metadata_->dictionary() : nullptr; }
 

@@ -32,6 +32,7 @@ using HKMetadata = std::shared_ptr<const NSDictionary>;
 
 namespace platform::healthkit {
 class PackedMetadata;
+struct ObjectParts;
 }
 
 class HKObject : public NSObject {
@@ -55,6 +56,8 @@ class HKObject : public NSObject {
   // Checks the metadata (see HKMetadata.h); throws std::invalid_argument naming `className`.
   HKObject(const char* className, HKDevice::Pointer device, HKMetadata metadata);
   HKObject(const HKObject&) = default;
+  // A stored object rebuilt from its parts (HKObjectAccess), unchecked: it passed when first made.
+  explicit HKObject(const platform::healthkit::ObjectParts& parts);
 
   // A copy of this object, to be changed before it is shared (HKObjectAccess).
   virtual std::shared_ptr<HKObject> copyObject() const = 0;

@@ -40,6 +40,11 @@ HKQuantitySample::HKQuantitySample(std::shared_ptr<const HKQuantityType> type,
   }
 }
 
+HKQuantitySample::HKQuantitySample(const platform::healthkit::ObjectParts& parts,
+                                   std::shared_ptr<const HKSampleType> type, NSDate startDate,
+                                   NSDate endDate, HKUnit::Pointer unit, double value)
+    : HKSample(parts, std::move(type), startDate, endDate), unit_(std::move(unit)), value_(value) {}
+
 std::shared_ptr<const HKQuantityType> HKQuantitySample::quantityType() const {
   return std::static_pointer_cast<const HKQuantityType>(sampleType());
 }

@@ -48,8 +48,13 @@ class HKQuantitySample : public HKSample {
   std::string className() const override { return "HKQuantitySample"; }
 
  private:
+  friend struct HKObjectAccess;  // rebuilds stored samples
+
   HKQuantitySample(std::shared_ptr<const HKQuantityType> type, HKQuantity::Pointer quantity,
                    NSDate startDate, NSDate endDate, HKDevice::Pointer device, HKMetadata metadata);
+  HKQuantitySample(const platform::healthkit::ObjectParts& parts,
+                   std::shared_ptr<const HKSampleType> type, NSDate startDate, NSDate endDate,
+                   HKUnit::Pointer unit, double value);
   std::shared_ptr<HKObject> copyObject() const override;
 
   HKUnit::Pointer unit_;

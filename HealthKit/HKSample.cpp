@@ -23,6 +23,10 @@ HKSample::HKSample(const char* className, std::shared_ptr<const HKSampleType> ty
   }
 }
 
+HKSample::HKSample(const platform::healthkit::ObjectParts& parts,
+                   std::shared_ptr<const HKSampleType> type, NSDate startDate, NSDate endDate)
+    : HKObject(parts), sampleType_(std::move(type)), startDate_(startDate), endDate_(endDate) {}
+
 NSAny HKSample::valueForKey(const std::string& key) const {
   if (key == HKPredicateKeyPathStartDate) return startDate_;
   if (key == HKPredicateKeyPathEndDate) return endDate_;

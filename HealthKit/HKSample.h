@@ -37,6 +37,9 @@ class HKSample : public HKObject {
   HKSample(const char* className, std::shared_ptr<const HKSampleType> type, NSDate startDate,
            NSDate endDate, HKDevice::Pointer device, HKMetadata metadata);
   HKSample(const HKSample&) = default;
+  // A stored sample rebuilt from its parts (HKObjectAccess), unchecked.
+  HKSample(const platform::healthkit::ObjectParts& parts, std::shared_ptr<const HKSampleType> type,
+           NSDate startDate, NSDate endDate);
 
  private:
   friend class HKCorrelation;

@@ -1,12 +1,12 @@
 #pragma once
 
-// DateIndex: one type's live objects and deletions ordered by start date (then anchor), for the
-// database's date-bounded reads.
-//
-// Kept as a list of sorted runs of at most a few hundred entries rather than a tree: an entry
-// costs its 24 bytes and little more, where a tree node would cost three times that, and saves
-// in date order (the usual case) append to the last run. Insert and erase are O(log n + run
-// length); a walk from a date is O(log n + what it visits).
+// DateIndex: a type's stored objects and deletions ordered by start date (then anchor), for the
+// database's date-bounded reads (HealthDatabase gives it only those its rows do not already
+// keep in start order). An entry holds the start and the anchor only; the caller finds the end
+// where the anchor leads. Kept as a list of sorted runs of at most a few hundred entries rather
+// than a tree: an entry costs its 16 bytes and little more, where a tree node would cost three
+// times that, and saves in date order (the usual case) append to the last run. Insert and erase are
+// O(log n + run length); a walk from a date is O(log n + what it visits).
 //
 // Not thread-safe: HealthDatabase guards it with its own lock.
 
@@ -21,7 +21,6 @@ class DateIndex {
  public:
   struct Entry {
     double start = 0;
-    double end = 0;
     std::uint64_t anchor = 0;
     bool operator<(const Entry& other) const {
       return start != other.start ? start < other.start : anchor < other.anchor;

@@ -268,12 +268,17 @@ void DeviceState::recordDelivery(const std::string& reader,
                                  const std::vector<std::shared_ptr<const HKSample>>& samples) {
   if (reader != hostBundle_) return;
   std::lock_guard<std::mutex> lock(deliveriesMutex_);
-  for (const auto& sample : samples) delivered_.insert(sample->UUID());
+  for (const auto& sample : samples) delivered_.push_back(sample->UUID());
+  if (delivered_.size() >= 2 * distinctDelivered_ + 1024) {
+    std::sort(delivered_.begin(), delivered_.end());
+    delivered_.erase(std::unique(delivered_.begin(), delivered_.end()), delivered_.end());
+    distinctDelivered_ = delivered_.size();
+  }
 }
 
 std::set<NSUUID> DeviceState::identifiersDeliveredToHostApp() const {
   std::lock_guard<std::mutex> lock(deliveriesMutex_);
-  return delivered_;
+  return std::set<NSUUID>(delivered_.begin(), delivered_.end());
 }
 
 }  // namespace platform::healthkit

@@ -5,13 +5,28 @@
 // derives stable UUIDs so that loading one export twice gives the same objects), its device
 // and metadata (the store keeps one copy of each distinct value), and the samples a correlation
 // shows (an app sees only those it may read). Each returns a changed copy; the object itself
-// stays as it was. Internal to HealthKit/.
+// stays as it was. The store, which keeps quantity and category samples as plain values, also
+// rebuilds them here. Internal to HealthKit/.
 
 #include <memory>
 
+#include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKCorrelation.h"
 #include "HealthKit/HKObject.h"
+#include "HealthKit/HKQuantitySample.h"
 #include "HealthKit/internal/PackedMetadata.h"
+
+namespace platform::healthkit {
+
+// What every stored object has besides its class's own values.
+struct ObjectParts {
+  NSUUID uuid;
+  HKSourceRevision::Pointer sourceRevision;
+  HKDevice::Pointer device;
+  std::shared_ptr<const PackedMetadata> metadata;
+};
+
+}  // namespace platform::healthkit
 
 struct HKObjectAccess {
   template <class T>
@@ -53,6 +68,35 @@ struct HKObjectAccess {
                                             const HKCorrelation::Objects& objects) {
     return correlation.copyHolding(objects);
   }
+
+  // A stored sample rebuilt from its parts, equal in every value to the one that was saved. Not
+  // checked again: the sample passed its checks when it was first made.
+  static HKQuantitySample::Pointer restoreQuantitySample(
+      const platform::healthkit::ObjectParts& parts, std::shared_ptr<const HKSampleType> type,
+      NSDate startDate, NSDate endDate, HKUnit::Pointer unit, double value) {
+    struct Shared : HKQuantitySample {
+      Shared(const platform::healthkit::ObjectParts& parts,
+             std::shared_ptr<const HKSampleType> type, NSDate startDate, NSDate endDate,
+             HKUnit::Pointer unit, double value)
+          : HKQuantitySample(parts, std::move(type), startDate, endDate, std::move(unit), value) {}
+    };
+    return std::make_shared<const Shared>(parts, std::move(type), startDate, endDate,
+                                          std::move(unit), value);
+  }
+  static HKCategorySample::Pointer restoreCategorySample(
+      const platform::healthkit::ObjectParts& parts, std::shared_ptr<const HKSampleType> type,
+      NSDate startDate, NSDate endDate, long value) {
+    struct Shared : HKCategorySample {
+      Shared(const platform::healthkit::ObjectParts& parts,
+             std::shared_ptr<const HKSampleType> type, NSDate startDate, NSDate endDate, long value)
+          : HKCategorySample(parts, std::move(type), startDate, endDate, value) {}
+    };
+    return std::make_shared<const Shared>(parts, std::move(type), startDate, endDate, value);
+  }
+
+  // The unit and number a quantity sample keeps.
+  static const HKUnit::Pointer& unit(const HKQuantitySample& sample) { return sample.unit_; }
+  static double value(const HKQuantitySample& sample) { return sample.value_; }
 
   // The correlation that holds the sample, or nullptr.
   static HKCorrelation::Pointer correlationOf(const HKSample& sample) {

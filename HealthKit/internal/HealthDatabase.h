@@ -3,17 +3,23 @@
 // HealthDatabase: the objects saved on one simulated device, their anchors and the deletions
 // they left behind.
 //
+// A quantity or category sample is kept as a row of plain numbers and the index of its shared
+// parts (StoredRow, PartsTable), a few tens of bytes where the object itself would take a few
+// hundred; reads rebuild it, equal in every value to the saved one. Correlations, their samples
+// and workouts are kept whole. Deletions keep the deleted object's row.
+//
 // Every save and every deletion takes the next anchor value, so "what changed since anchor a"
 // is every object and deletion with a larger anchor. A saved correlation brings its member
 // samples in with it (each a stored object of its own type) and takes them out again when it is
 // deleted. The database knows nothing of permissions: callers pass a Filter that decides what a
-// reader may see. Read results are copies of shared, immutable objects, so callers work on them
-// outside the lock.
+// reader may see. Read results are shared, immutable objects (rebuilt for the read, or the
+// whole ones kept), so callers work on them outside the lock.
 //
 // Each type keeps its objects in anchor order and an index of them (and of its deletions) by
-// start date. A read bounded by dates (PredicateDateBounds) looks up only the index entries
-// that can overlap its bounds: a sample overlaps by its start and end, so the lookup widens the
-// start bound by the type's longest duration. Reads return the same objects in the same order
+// start date; objects saved in start order, as most are, need no index of their own. A read
+// bounded by dates (PredicateDateBounds) looks up only the entries that can overlap its bounds:
+// a sample overlaps by its start and end, so the lookup widens the start bound by the type's
+// longest duration. Reads return the same objects in the same order
 // whether or not they are bounded; the bounds only spare the walk over the rest.
 //
 // Thread-safe. Owned by DeviceState.
@@ -21,6 +27,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -36,12 +43,15 @@
 #include "HealthKit/HKObject.h"
 #include "HealthKit/HKSample.h"
 #include "HealthKit/internal/DateIndex.h"
+#include "HealthKit/internal/PartsTable.h"
 #include "HealthKit/internal/PredicateDateBounds.h"
+#include "HealthKit/internal/SavedIdentifiers.h"
+#include "HealthKit/internal/StoredRow.h"
 
 namespace platform::healthkit {
 
-// The strings point into the database's one copy of each distinct value, which lives as long as
-// the database.
+// What reads and changes hand out. The strings point into the database's one copy of each
+// distinct value, which lives as long as the database.
 struct StoredObject {
   std::shared_ptr<const HKObject> object;
   const std::string* typeIdentifier = nullptr;
@@ -126,55 +136,83 @@ class HealthDatabase {
 
  private:
   struct TypeTable {
-    std::vector<StoredObject> objects;      // ascending anchors; a deleted one keeps a null object
-    std::size_t erased = 0;                 // null objects in `objects`, dropped now and then
-    std::vector<StoredDeletion> deletions;  // ascending anchors
-    DateIndex byDate;                       // every live object and deletion
-    double longest = 0;                     // the longest duration ever stored, in seconds
+    std::deque<StoredRow> objects;  // ascending anchors; deleted ones erased, dropped now and then
+    std::size_t erased = 0;         // erased rows in `objects`
+    std::deque<StoredRow> deletions;  // the deleted objects' rows, at the deletions' anchors
+    // The objects kept whole, and the former objects of their deletions, by anchor.
+    std::unordered_map<std::uint64_t, std::shared_ptr<const HKObject>> whole;
+    // While every object came in start order (the usual case) the objects are their own date
+    // index and byDate holds the deletions only; the first object out of order indexes them all.
+    DateIndex byDate;
+    bool inStartOrder = true;
+    double longest = 0;  // the longest duration ever stored, in seconds
+    const std::string* typeIdentifier = nullptr;
+    std::uint16_t number = 0;  // its place in tableList_
 
-    const StoredObject* objectAt(std::uint64_t anchor) const;
-    const StoredDeletion* deletionAt(std::uint64_t anchor) const;
-    // The anchors above `after` of entries inside any of the ranges, ascending.
-    std::vector<std::uint64_t> anchorsWithin(const std::vector<DateBounds>& ranges,
-                                             std::uint64_t after) const;
-    // Passes the first object or deletion above `anchor` through the filter, for its exception
-    // only: a bounded read fails on a predicate that cannot be evaluated as a full walk would.
-    void probeFirstAbove(std::uint64_t anchor, const Filter& filter) const;
+    // Appends a newly saved object's row.
+    void add(const StoredRow& row);
+    // Turns the live object's row into the deletion's row `gone`.
+    void erase(std::deque<StoredRow>::iterator live, const StoredRow& gone);
+
+    // The live object's or the deletion's row at the anchor, or nullptr.
+    const StoredRow* objectAt(std::uint64_t anchor) const;
+    const StoredRow* deletionAt(std::uint64_t anchor) const;
+    // Rows of objects and deletions with anchors above `after` inside any of the ranges, in
+    // anchor order.
+    struct Hit {
+      const StoredRow* row = nullptr;
+      bool deleted = false;
+    };
+    std::vector<Hit> rowsWithin(const std::vector<DateBounds>& ranges, std::uint64_t after) const;
     // Whether an object or deletion has an anchor above `anchor`.
     bool hasAnchorAbove(std::uint64_t anchor) const;
   };
 
-  // Appends the deletion of a stored object and its correlation members. Caller holds mutex_.
-  void eraseLocked(const StoredObject& stored, DatabaseChange& change);
+  // The object a row stands for. Caller holds mutex_.
+  std::shared_ptr<const HKObject> objectOf(const TypeTable& table, const StoredRow& row) const;
+  const std::string& ownerOf(const StoredRow& row) const { return *parts_.at(row.parts).owner; }
+  // The row's object as a read hands it out, when it passes the filter.
+  bool takeObject(const TypeTable& table, const StoredRow& row, const Filter& filter,
+                  std::vector<StoredObject>& into) const;
+  bool takeDeletion(const TypeTable& table, const StoredRow& row, const Filter& filter,
+                    std::vector<StoredDeletion>& into) const;
+  // Passes the first object or deletion above `anchor` through the filter, for its exception
+  // only: a bounded read fails on a predicate that cannot be evaluated as a full walk would.
+  void probeFirstAbove(const TypeTable& table, std::uint64_t anchor, const Filter& filter) const;
+
+  // Deletes the live object with the UUID (and a correlation's members), appending the
+  // deletions to `change`. Caller holds mutex_.
+  void eraseLocked(const NSUUID& uuid, DatabaseChange& change);
+  // The live object's row with the UUID, or nullptr. Caller holds mutex_.
+  const StoredRow* liveRowLocked(const NSUUID& uuid) const;
+  // The UUID of the object or deletion at a place. Caller holds mutex_.
+  NSUUID uuidAt(SavedIdentifiers::Place place) const;
   // changesSince() over every entry above the anchor, or over those `within` some range.
   // Caller holds mutex_.
-  static void allChangesLocked(const TypeTable& table, std::uint64_t anchor, std::size_t limit,
-                               const Filter& filter, Changes& changes);
-  static void boundedChangesLocked(const TypeTable& table, std::uint64_t anchor, std::size_t limit,
-                                   const std::vector<DateBounds>& within, const Filter& filter,
-                                   Changes& changes);
-  // Adds the object or the deletion (one is null) when it passes the filter; true when that
-  // makes the answer `limit` long.
-  static bool takeChange(const StoredObject* object, const StoredDeletion* deletion,
-                         std::size_t limit, const Filter& filter, Changes& changes);
+  void allChangesLocked(const TypeTable& table, std::uint64_t anchor, std::size_t limit,
+                        const Filter& filter, Changes& changes) const;
+  void boundedChangesLocked(const TypeTable& table, std::uint64_t anchor, std::size_t limit,
+                            const std::vector<DateBounds>& within, const Filter& filter,
+                            Changes& changes) const;
+  // Adds the row's object or deletion when it passes the filter; true when that makes the
+  // answer `limit` long.
+  bool takeChange(const TypeTable& table, const StoredRow& row, bool deleted, std::size_t limit,
+                  const Filter& filter, Changes& changes) const;
   // A full answer ends at `last` when more of the type follows it.
   static void cutAt(const TypeTable& table, std::uint64_t last, Changes& changes);
 
-  // Where a saved object is, or was: a UUID once saved may never be saved again.
-  struct Saved {
-    const std::string* typeIdentifier = nullptr;
-    std::uint64_t anchor = 0;
-    bool live = true;
-  };
-
   // The one copy of a type or bundle identifier. Caller holds mutex_.
   const std::string* internLocked(const std::string& text);
+  // The type's table, made when the type is first saved. Caller holds mutex_.
+  TypeTable& tableLocked(const std::string& typeIdentifier);
 
   mutable std::mutex mutex_;  // guards every field below
   std::uint64_t lastAnchor_ = 0;
   std::unordered_set<std::string> strings_;            // never erased: StoredObject points here
   std::unordered_map<std::string, TypeTable> tables_;  // by type identifier
-  std::unordered_map<NSUUID, Saved> saved_;
+  std::vector<TypeTable*> tableList_;                  // by TypeTable::number
+  PartsTable parts_;
+  SavedIdentifiers saved_;  // where each UUID ever saved is, or its deletion
   std::map<std::string, SourceInfo> sources_;
 };
 

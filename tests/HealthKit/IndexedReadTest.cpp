@@ -1,6 +1,8 @@
 // The database's date index against a plain walk over every object: for random data and random
 // predicates, a read bounded by the predicate's dates returns exactly what the unbounded read
 // returns (same objects, same order, same anchors), and the statistics computed from it agree.
+// Every object read is the one saved, value for value, whether the database kept it as numbers
+// (plain samples, some with a device or metadata) or whole (correlations and their samples).
 
 #include <gtest/gtest.h>
 
@@ -9,6 +11,7 @@
 #include "Foundation/NSCompoundPredicate.h"
 #include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKCorrelation.h"
+#include "HealthKit/HKMetadata.h"
 #include "HealthKit/HKQuantitySample.h"
 #include "HealthKit/HKQuery.h"
 #include "HealthKit/internal/HealthDatabase.h"
@@ -22,6 +25,7 @@ constexpr double kDay = 86400;
 const std::vector<DateBounds> kEverything{DateBounds{}};
 
 auto steps() { return HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierStepCount); }
+auto pulse() { return HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierHeartRate); }
 auto sleep() {
   return HKObjectType::categoryTypeForIdentifier(HKCategoryTypeIdentifierSleepAnalysis);
 }
@@ -30,31 +34,41 @@ NSDate at(double seconds) { return NSDate::dateWithTimeIntervalSinceReferenceDat
 
 class IndexedReadTest : public ::testing::Test {
  protected:
-  // A few weeks of steps (minutes long), sleep (hours long, a few days long), blood pressure
-  // correlations, from three apps, on a five-minute grid so that many samples share dates; then
+  // A few weeks of steps (minutes long), sleep (hours long, a few days long), heart rates (in
+  // start order, as the database reads them without its index), blood pressure correlations,
+  // from three apps, on a five-minute grid so that many samples share dates; then
   // some deletions, of correlations, of a correlation's member alone and of plain samples.
   void SetUp() override {
     std::vector<std::shared_ptr<const HKObject>> saved;
     for (int i = 0; i < 1500; ++i) {
       const double start = 5 * 60 * static_cast<double>(next(12 * 24 * 20));
       std::shared_ptr<const HKObject> object;
-      switch (next(4)) {
+      switch (next(5)) {
         case 0:
         case 1:
           object = HKQuantitySample::quantitySampleWithType(
               steps(), HKQuantity::quantityWithUnit(HKUnit::countUnit(), 1 + next(300)), at(start),
-              at(start + 60 * static_cast<double>(next(11))));
+              at(start + 60 * static_cast<double>(next(11))), someDevice(), someMetadata(i));
           break;
         case 2: {
           const double hours = next(10) == 0 ? 24.0 * (1 + next(4)) : 1 + next(9);
-          object = HKCategorySample::categorySampleWithType(
-              sleep(), HKCategoryValueSleepAnalysisAsleepCore, at(start), at(start + hours * 3600));
+          object = HKCategorySample::categorySampleWithType(sleep(), static_cast<long>(next(6)),
+                                                            at(start), at(start + hours * 3600),
+                                                            someDevice(), someMetadata(i));
           break;
         }
+        case 3:  // saved in start order, as a watch records them
+          pulseClock += 5 * 60 * static_cast<double>(next(39));
+          object = HKQuantitySample::quantitySampleWithType(
+              pulse(), HKQuantity::quantityWithUnit(HKUnit::unitFromString("count/min"), 60),
+              at(pulseClock), at(pulseClock + 60 * static_cast<double>(next(2))), someDevice(),
+              someMetadata(i));
+          break;
         default:
           object = bloodPressure(start);
       }
       saved.push_back(object);
+      for (const auto& one : withMembers(object)) originals[one->UUID()] = one;
       ASSERT_FALSE(database.insert({object}, owners[next(3)]).failure);
     }
     for (int i = 0; i < 250; ++i) {
@@ -79,6 +93,51 @@ class IndexedReadTest : public ::testing::Test {
         at(start), at(start),
         {pressure(HKQuantityTypeIdentifierBloodPressureSystolic, 100 + next(50)),
          pressure(HKQuantityTypeIdentifierBloodPressureDiastolic, 60 + next(30))});
+  }
+
+  // Most samples have neither; a few share one of two devices or a motion context, a few have
+  // metadata of their own.
+  HKDevice::Pointer someDevice() { return devices[next(4) % 3]; }
+  HKMetadata someMetadata(int i) {
+    switch (next(8)) {
+      case 0:
+        return NSDictionary::dictionaryWithDictionary({{HKMetadataKeyHeartRateMotionContext, 1}});
+      case 1:
+        return NSDictionary::dictionaryWithDictionary(
+            {{HKMetadataKeySyncIdentifier, std::to_string(i)}, {HKMetadataKeySyncVersion, i}});
+      default:
+        return nullptr;
+    }
+  }
+  static std::vector<std::shared_ptr<const HKObject>> withMembers(
+      const std::shared_ptr<const HKObject>& object) {
+    std::vector<std::shared_ptr<const HKObject>> all{object};
+    if (auto correlation = std::dynamic_pointer_cast<const HKCorrelation>(object)) {
+      all.insert(all.end(), correlation->objects().begin(), correlation->objects().end());
+    }
+    return all;
+  }
+
+  // The object read is the one saved: same class, dates, value, device, source and metadata.
+  void expectAsSaved(const HKObject& read) {
+    const auto& saved = *originals.at(read.UUID());
+    const std::string what = read.UUID().UUIDString();
+    EXPECT_EQ(read.className(), saved.className()) << what;
+    EXPECT_EQ(read.device(), saved.device()) << what;
+    EXPECT_EQ(read.sourceRevision(), saved.sourceRevision()) << what;
+    EXPECT_EQ(!read.metadata(), !saved.metadata()) << what;
+    if (read.metadata() && saved.metadata()) {
+      EXPECT_TRUE(read.metadata()->isEqual(*saved.metadata())) << what;
+    }
+    const auto& sample = dynamic_cast<const HKSample&>(read);
+    EXPECT_EQ(sample.startDate(), dynamic_cast<const HKSample&>(saved).startDate()) << what;
+    EXPECT_EQ(sample.endDate(), dynamic_cast<const HKSample&>(saved).endDate()) << what;
+    for (const char* key : {"quantity", "value", "correlation"}) {
+      if (key == std::string("value") && !dynamic_cast<const HKCategorySample*>(&read)) continue;
+      if (key == std::string("quantity") && !dynamic_cast<const HKQuantitySample*>(&read)) continue;
+      EXPECT_EQ(read.valueForKey(key).description(), saved.valueForKey(key).description())
+          << what << " " << key;
+    }
   }
 
   std::size_t next(std::size_t below) { return random() % below; }
@@ -129,6 +188,14 @@ class IndexedReadTest : public ::testing::Test {
 
   std::mt19937 random{20260417};
   const std::vector<std::string> owners{"com.a", "com.b", "com.c"};
+  const std::vector<HKDevice::Pointer> devices{
+      nullptr,
+      HKDevice::deviceWithName("Watch", "Apple Inc.", "Watch", "Watch6,2", std::nullopt, "10.0",
+                               std::nullopt, std::nullopt),
+      HKDevice::deviceWithName("Band", "Maker", "B1", std::nullopt, std::nullopt, "2.1",
+                               std::nullopt, std::nullopt)};
+  double pulseClock = 0;
+  std::map<NSUUID, std::shared_ptr<const HKObject>> originals;  // every saved object and member
   HealthDatabase database;
 };
 
@@ -138,11 +205,14 @@ TEST_F(IndexedReadTest, SampleReadsMatchAFullWalk) {
     const Filter filter = filterFor(predicate);
     for (const std::string& type :
          {HKQuantityTypeIdentifierStepCount, HKCategoryTypeIdentifierSleepAnalysis,
-          HKQuantityTypeIdentifierBloodPressureSystolic,
+          HKQuantityTypeIdentifierHeartRate, HKQuantityTypeIdentifierBloodPressureSystolic,
           HKCorrelationTypeIdentifierBloodPressure}) {
-      EXPECT_EQ(anchorsOf(database.objects(type, dateBoundsOf(predicate), filter)),
-                anchorsOf(database.objects(type, kEverything, filter)))
+      const auto bounded = database.objects(type, dateBoundsOf(predicate), filter);
+      EXPECT_EQ(anchorsOf(bounded), anchorsOf(database.objects(type, kEverything, filter)))
           << type << " where " << predicate->predicateFormat();
+      if (round % 10 == 0) {
+        for (const auto& stored : bounded) expectAsSaved(*stored.object);
+      }
     }
   }
 }
@@ -160,7 +230,7 @@ TEST_F(IndexedReadTest, AnchoredReadsMatchAFullWalk) {
     const std::size_t limit = next(3) == 0 ? 0 : 1 + next(40);
     for (const std::string& type :
          {HKQuantityTypeIdentifierStepCount, HKCategoryTypeIdentifierSleepAnalysis,
-          HKQuantityTypeIdentifierBloodPressureDiastolic}) {
+          HKQuantityTypeIdentifierHeartRate, HKQuantityTypeIdentifierBloodPressureDiastolic}) {
       const auto bounded =
           database.changesSince(type, anchor, limit, dateBoundsOf(predicate), filter);
       const auto walked = database.changesSince(type, anchor, limit, kEverything, filter);
@@ -168,6 +238,11 @@ TEST_F(IndexedReadTest, AnchoredReadsMatchAFullWalk) {
                                   std::to_string(limit) + " where " + predicate->predicateFormat();
       EXPECT_EQ(anchorsOf(bounded.added), anchorsOf(walked.added)) << context;
       EXPECT_EQ(deletedAnchors(bounded), deletedAnchors(walked)) << context;
+      for (const auto& deletion : bounded.deleted) {
+        expectAsSaved(*deletion.former);
+        EXPECT_EQ(deletion.deleted->UUID(), deletion.former->UUID()) << context;
+        EXPECT_EQ(!deletion.deleted->metadata(), !deletion.former->metadata()) << context;
+      }
       EXPECT_EQ(bounded.newAnchor, walked.newAnchor) << context;
     }
   }

@@ -1,12 +1,15 @@
 // Saved objects share one copy of equal devices and metadata, and what a reader gets back is
 // exactly what was saved: values that compare equal but read differently (YES, 1 and 1.0; 0.0
-// and -0.0; equal quantities in different units) are never merged.
+// and -0.0; equal quantities in different units) are never merged. The store keeps quantity and
+// category samples as plain numbers; what it rebuilds from them is the sample that was saved.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
+#include "HealthKit/HKCategorySample.h"
 #include "HealthKit/HKMetadata.h"
+#include "HealthKit/internal/HKQuantityAccess.h"
 #include "QueryFixture.h"
 
 namespace testing_support {
@@ -72,6 +75,63 @@ TEST_F(StoredPartsTest, SamplesFromOneWatchShareItsDeviceAndKeepTheirOwnValues) 
     contexts.push_back(sample->metadata()->objectForKey(HKMetadataKeySyncIdentifier).stringValue());
   }
   EXPECT_EQ(contexts, (std::vector<std::string>{"a", "b", "a"}));
+}
+
+TEST_F(StoredPartsTest, SamplesKeptAsNumbersComeBackWhole) {
+  const auto sleepType =
+      HKObjectType::categoryTypeForIdentifier(HKCategoryTypeIdentifierSleepAnalysis);
+  authorize({}, {heartRateType(), sleepType});
+  const auto perSecond = HKUnit::unitFromString("count/s");
+  const auto band = HKDevice::deviceWithName("Band", "Maker", "B1", std::nullopt, std::nullopt,
+                                             "2.1", std::nullopt, "band-7");
+  const auto metadata = NSDictionary::dictionaryWithDictionary(
+      {{HKMetadataKeyHeartRateMotionContext, 1}, {HKMetadataKeySyncIdentifier, "x"}});
+  // A third of a beat a second: converted to beats a minute and back it would lose its last bit.
+  const auto pulse = HKQuantitySample::quantitySampleWithType(
+      heartRateType(), HKQuantity::quantityWithUnit(perSecond, 1.0 / 3), at(0.5), at(0.5), band,
+      metadata);
+  const auto night = HKCategorySample::categorySampleWithType(
+      sleepType, HKCategoryValueSleepAnalysisAsleepREM, at(10), at(70), band, metadata);
+  ASSERT_EQ(save(watch, {pulse, night}), nullptr);
+
+  const auto pulses = samples(heartRateType());
+  const auto nights = samples(sleepType);
+  ASSERT_EQ(pulses.size(), 1u);
+  ASSERT_EQ(nights.size(), 1u);
+  for (const auto& [found, saved] :
+       {std::pair<std::shared_ptr<const HKSample>, std::shared_ptr<const HKSample>>{pulses[0],
+                                                                                    pulse},
+        {nights[0], night}}) {
+    EXPECT_EQ(found->className(), saved->className());
+    EXPECT_EQ(found->UUID(), saved->UUID());
+    EXPECT_EQ(found->startDate(), saved->startDate());
+    EXPECT_EQ(found->endDate(), saved->endDate());
+    EXPECT_TRUE(found->device()->isEqual(*band));
+    EXPECT_EQ(found->sourceRevision()->source()->name(), "Alice’s Apple Watch");
+    EXPECT_TRUE(found->metadata()->isEqual(*metadata));
+    EXPECT_EQ(found->valueForKey(HKPredicateKeyPathCorrelation).isNil(), true);
+  }
+  const auto quantity = std::static_pointer_cast<const HKQuantitySample>(pulses[0])->quantity();
+  EXPECT_EQ(HKQuantityAccess::unit(*quantity)->unitString(), "count/s");
+  EXPECT_EQ(quantity->doubleValueForUnit(*perSecond), 1.0 / 3);
+  EXPECT_EQ(std::static_pointer_cast<const HKCategorySample>(nights[0])->value(),
+            HKCategoryValueSleepAnalysisAsleepREM);
+}
+
+TEST_F(StoredPartsTest, ADeletedSampleLeavesItsUUIDAndMetadata) {
+  const auto steps = HKQuantitySample::quantitySampleWithType(
+      stepType(), HKQuantity::quantityWithUnit(HKUnit::countUnit(), 40), at(0), at(1),
+      NSDictionary::dictionaryWithDictionary({{HKMetadataKeySyncIdentifier, "walk-1"}}));
+  ASSERT_EQ(save(iPhone, {steps, phoneSteps(5, at(1), at(2))}), nullptr);
+  const auto before = fetch();
+  ASSERT_EQ(remove(iPhone, {steps}), nullptr);
+  const auto after = fetch(before.anchor);
+  EXPECT_TRUE(after.added.empty());
+  ASSERT_EQ(after.deleted.size(), 1u);
+  EXPECT_EQ(after.deleted[0]->UUID(), steps->UUID());
+  EXPECT_EQ(after.deleted[0]->metadata()->objectForKey(HKMetadataKeySyncIdentifier).stringValue(),
+            "walk-1");
+  EXPECT_EQ(samples(stepType()).size(), 1u);
 }
 
 }  // namespace

@@ -11,35 +11,39 @@ namespace {
 
 constexpr double kLate = 3600;  // an object that arrives later than this after it ended is late
 constexpr std::size_t kDropAtLeast = 4096;  // released entries worth giving back
+constexpr std::size_t kBatch = 20000;       // objects unpacked and saved at once
 
 }  // namespace
 
 void ReplayTimeline::add(const HKSourceRevision::Pointer& revision,
                          std::shared_ptr<const HKObject> object,
                          std::optional<NSDate> creationDate) {
-  auto sample = std::dynamic_pointer_cast<const HKSample>(std::move(object));
+  const auto* sample = dynamic_cast<const HKSample*>(object.get());
   if (!sample) return;
   auto [index, added] = sourceIndex_.try_emplace(revision->description(), sources_.size());
   if (added) sources_.push_back({revision, nullptr});
-  entries_.push_back({creationDate.value_or(sample->endDate()),
-                      static_cast<std::uint32_t>(index->second), creationDate.has_value(),
-                      std::move(sample)});
+  entries_.push_back({packed_.pack(*sample), creationDate.value_or(sample->endDate()),
+                      static_cast<std::uint32_t>(index->second), creationDate.has_value()});
 }
 
 void ReplayTimeline::remove(const NSUUID& uuid) { removed_.insert(uuid); }
 
 void ReplayTimeline::finish() {
   if (!removed_.empty()) {
-    std::erase_if(entries_,
-                  [this](const Entry& entry) { return removed_.count(entry.sample->UUID()) != 0; });
+    std::erase_if(entries_, [this](const Entry& entry) {
+      const NSUUID uuid = entry.row.uuid;
+      return removed_.count(uuid) != 0;
+    });
     removed_.clear();
   }
   std::stable_sort(entries_.begin(), entries_.end(),
                    [](const Entry& a, const Entry& b) { return a.arrival < b.arrival; });
   for (const auto& entry : entries_) {
-    ++readByType_[entry.sample->sampleType()->identifier()];
+    ++readByType_[packed_.typeIdentifier(entry.row)];
     withCreationDate_ += entry.hasCreationDate;
-    arrivedLate_ += entry.arrival.timeIntervalSinceDate(entry.sample->endDate()) > kLate;
+    const double end = entry.row.end;
+    arrivedLate_ += entry.arrival.timeIntervalSinceDate(
+                        NSDate::dateWithTimeIntervalSinceReferenceDate(end)) > kLate;
   }
 }
 
@@ -75,44 +79,51 @@ void ReplayTimeline::dropReleased() {
 bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
                              platform::SimulatedHealthDevice& device, Counts& released,
                              std::string& error) {
-  // Each app saves its own objects, in time order; apps in the order they were first read.
-  std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> bySource;
-  for (; next_ < entries_.size(); ++next_) {
-    auto& entry = entries_[next_];
-    if (boundIncluded ? bound < entry.arrival : !(entry.arrival < bound)) break;
-    const auto counted = readByType_.find(entry.sample->sampleType()->identifier());
-    ++released[counted->first];
-    released_.push_back({entry.sample->UUID(), &counted->first, entry.arrival});
-    bySource[entry.source].push_back(std::move(entry.sample));
-  }
-  dropReleased();
-  if (bySource.empty()) return true;
   // Everything released here reaches HealthKit at the same moment, so the app must find all of
   // it when it wakes: it runs only once HealthKit has saved and announced every app's objects.
   // Were it let in between, its fetch after one app's save would count as made after the
   // others' too, and the next fetch, which reaches back only an hour before that one, would miss
-  // the start of another app's sample that began before that hour.
-  std::vector<std::shared_ptr<const NSError>> refused(bySource.size());
-  std::size_t position = 0;
-  for (auto& [index, objects] : bySource) {
-    auto& source = sources_[index];
-    if (!source.store) source.store = device.storeForSource(source.revision);
-    source.store->saveObjects(objects, [&refused, position](bool, auto failure) {
-      refused[position] = std::move(failure);
-    });
-    ++position;
+  // the start of another app's sample that began before that hour. Objects are unpacked and
+  // saved a batch at a time (years of them reach HealthKit at the install), each batch waiting
+  // for HealthKit, so only one batch is ever held whole.
+  std::vector<Refusal> refusals;
+  for (;;) {
+    auto bySource = unpackBatch(bound, boundIncluded, released);
+    if (bySource.empty()) break;
+    for (auto& [index, objects] : bySource) {
+      auto& source = sources_[index];
+      if (!source.store) source.store = device.storeForSource(source.revision);
+      auto& refusal = refusals.emplace_back(Refusal{index, nullptr});
+      source.store->saveObjects(
+          objects, [&refusal](bool, auto failure) { refusal.failure = std::move(failure); });
+    }
+    platform::DispatchRuntime::shared().waitForWorkers();
   }
-  platform::DispatchRuntime::shared().waitForWorkers();
+  dropReleased();
   SimulatedPhone::runUntilIdle();
-  position = 0;
-  for (const auto& [index, objects] : bySource) {
-    if (const auto& failure = refused[position++]) {
-      error = sources_[index].revision->description() +
-              " could not save: " + failure->localizedDescription();
+  for (const auto& refusal : refusals) {
+    if (refusal.failure) {
+      error = sources_[refusal.source].revision->description() +
+              " could not save: " + refusal.failure->localizedDescription();
       return false;
     }
   }
   return true;
+}
+
+std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> ReplayTimeline::unpackBatch(
+    NSDate bound, bool boundIncluded, Counts& released) {
+  // Each app saves its own objects, in time order; apps in the order they were first read.
+  std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> bySource;
+  for (std::size_t taken = 0; next_ < entries_.size() && taken < kBatch; ++next_, ++taken) {
+    const auto& entry = entries_[next_];
+    if (boundIncluded ? bound < entry.arrival : !(entry.arrival < bound)) break;
+    const auto counted = readByType_.find(packed_.typeIdentifier(entry.row));
+    ++released[counted->first];
+    released_.push_back({entry.row.uuid, &counted->first, entry.arrival});
+    bySource[entry.source].push_back(packed_.unpack(entry.row));
+  }
+  return bySource;
 }
 
 }  // namespace ostrand_tools

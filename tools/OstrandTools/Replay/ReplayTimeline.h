@@ -6,8 +6,10 @@
 // an import arrive hours or months after they ended), else at its end date. finish() orders them
 // by arrival, and releaseBefore() / releaseThrough() save into the simulated device, through the
 // store of the app that wrote it, everything that arrives before (or by) a given moment. Each
-// object is held once: here until it is released, in the device afterwards; the timeline keeps only
-// which objects it released (released()), for the replay's summary.
+// object is held once: here, packed in about 70 bytes (PackedObjects), until it is released, in
+// the device afterwards; the timeline keeps only which objects it released (released()), for the
+// replay's summary. Releasing unpacks and saves a bounded batch at a time, so years released at
+// once (at the install) never need the memory of their objects held whole.
 //
 // Releasing is deterministic: the same export released at the same moments gives the same
 // objects the same anchors, so a relaunched replay can rebuild HealthKit as a killed one left it
@@ -26,6 +28,7 @@
 
 #include "AppleHealthExport/AppleHealthExportSink.h"
 #include "HealthKit/HKSample.h"
+#include "HealthKit/Simulator/PackedObjects.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 
 namespace ostrand_tools {
@@ -73,11 +76,17 @@ class ReplayTimeline final : public AppleHealthExportSink {
   const std::vector<ReleasedObject>& released() const { return released_; }
 
  private:
+#pragma pack(push, 4)
   struct Entry {
+    platform::PackedObjects::Packed row;  // the object, packed
     NSDate arrival;
     std::uint32_t source;  // index in sources_
     bool hasCreationDate;
-    std::shared_ptr<const HKSample> sample;
+  };
+#pragma pack(pop)
+  struct Refusal {
+    std::size_t source;
+    std::shared_ptr<const NSError> failure;
   };
   struct Source {
     HKSourceRevision::Pointer revision;
@@ -88,7 +97,12 @@ class ReplayTimeline final : public AppleHealthExportSink {
   void dropReleased();
   bool release(NSDate bound, bool boundIncluded, platform::SimulatedHealthDevice& device,
                Counts& released, std::string& error);
+  // Unpacks the next batch of entries that arrive before (or by) `bound`, by source, and
+  // counts them as released.
+  std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> unpackBatch(
+      NSDate bound, bool boundIncluded, Counts& released);
 
+  platform::PackedObjects packed_;
   std::vector<Entry> entries_;
   std::vector<ReleasedObject> released_;
   std::vector<Source> sources_;

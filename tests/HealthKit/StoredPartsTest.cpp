@@ -8,7 +8,9 @@
 #include <cmath>
 
 #include "HealthKit/HKCategorySample.h"
+#include "HealthKit/HKCorrelation.h"
 #include "HealthKit/HKMetadata.h"
+#include "HealthKit/Simulator/PackedObjects.h"
 #include "HealthKit/internal/HKQuantityAccess.h"
 #include "QueryFixture.h"
 
@@ -132,6 +134,48 @@ TEST_F(StoredPartsTest, ADeletedSampleLeavesItsUUIDAndMetadata) {
   EXPECT_EQ(after.deleted[0]->metadata()->objectForKey(HKMetadataKeySyncIdentifier).stringValue(),
             "walk-1");
   EXPECT_EQ(samples(stepType()).size(), 1u);
+}
+
+// A loader holds samples packed until it saves them: they come back equal in every value, and a
+// correlation, kept whole, comes back once.
+TEST_F(StoredPartsTest, PackedObjectsComeBackAsTheyWerePacked) {
+  const auto perSecond = HKUnit::unitFromString("count/s");
+  const auto band = HKDevice::deviceWithName("Band", "Maker", "B1", std::nullopt, std::nullopt,
+                                             "2.1", std::nullopt, "band-7");
+  const auto metadata =
+      NSDictionary::dictionaryWithDictionary({{HKMetadataKeyHeartRateMotionContext, 1}});
+  const auto pulse = HKQuantitySample::quantitySampleWithType(
+      heartRateType(), HKQuantity::quantityWithUnit(perSecond, 1.0 / 3), at(0.5), at(0.7), band,
+      metadata);
+  const auto pressure =
+      HKObjectType::correlationTypeForIdentifier(HKCorrelationTypeIdentifierBloodPressure);
+  const auto reading = HKCorrelation::correlationWithType(
+      pressure, at(1), at(1),
+      {HKQuantitySample::quantitySampleWithType(
+           HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureSystolic),
+           HKQuantity::quantityWithUnit(HKUnit::unitFromString("mmHg"), 120), at(1), at(1)),
+       HKQuantitySample::quantitySampleWithType(
+           HKObjectType::quantityTypeForIdentifier(HKQuantityTypeIdentifierBloodPressureDiastolic),
+           HKQuantity::quantityWithUnit(HKUnit::unitFromString("mmHg"), 80), at(1), at(1))});
+
+  platform::PackedObjects packed;
+  const auto pulseRow = packed.pack(*pulse);
+  const auto readingRow = packed.pack(*reading);
+  EXPECT_EQ(packed.typeIdentifier(pulseRow), HKQuantityTypeIdentifierHeartRate);
+  EXPECT_EQ(packed.typeIdentifier(readingRow), HKCorrelationTypeIdentifierBloodPressure);
+  const auto again = std::dynamic_pointer_cast<const HKQuantitySample>(packed.unpack(pulseRow));
+  ASSERT_NE(again, nullptr);
+  EXPECT_EQ(again->UUID(), pulse->UUID());
+  EXPECT_EQ(again->startDate(), pulse->startDate());
+  EXPECT_EQ(again->endDate(), pulse->endDate());
+  EXPECT_TRUE(again->device()->isEqual(*band));
+  EXPECT_TRUE(again->metadata()->isEqual(*metadata));
+  EXPECT_EQ(HKQuantityAccess::unit(*again->quantity())->unitString(), "count/s");
+  EXPECT_EQ(again->quantity()->doubleValueForUnit(*perSecond), 1.0 / 3);
+  const auto whole = packed.unpack(readingRow);
+  ASSERT_NE(whole, nullptr);
+  EXPECT_EQ(whole->UUID(), reading->UUID());
+  EXPECT_EQ(packed.unpack(readingRow), nullptr);
 }
 
 }  // namespace

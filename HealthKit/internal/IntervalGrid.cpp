@@ -93,10 +93,11 @@ NSDate IntervalGrid::startOfInterval(long index) const {
 }
 
 long IntervalGrid::indexContaining(NSDate date) const {
-  long index = static_cast<long>(std::floor(date.timeIntervalSinceDate(anchor_) / nominalSeconds_));
-  while (startOfInterval(index) > date) --index;
-  while (startOfInterval(index + 1) <= date) ++index;
-  return index;
+  return indexContaining(date, [this](long index) { return startOfInterval(index); });
+}
+
+long IntervalGrid::estimatedIndex(NSDate date) const {
+  return static_cast<long>(std::floor(date.timeIntervalSinceDate(anchor_) / nominalSeconds_));
 }
 
 }  // namespace platform::healthkit

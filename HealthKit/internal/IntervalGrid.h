@@ -30,6 +30,20 @@ class IntervalGrid {
   NSDate startOfInterval(long index) const;
   // The interval that contains `date`: start <= date < start of the next one.
   long indexContaining(NSDate date) const;
+  // The same search, reading each start it needs from `startOf(index)`, which must return
+  // exactly startOfInterval(index): lets a caller that keeps the starts skip the calendar and
+  // still get the very index indexContaining(date) gives.
+  template <class StartOf>
+  long indexContaining(NSDate date, StartOf&& startOf) const {
+    long index = estimatedIndex(date);
+    while (startOf(index) > date) --index;
+    while (startOf(index + 1) <= date) ++index;
+    return index;
+  }
+  // An index at or near the one containing `date`, from the intervals' nominal length.
+  long estimatedIndex(NSDate date) const;
+  // True when interval starts are elapsed time from the anchor, computed without the calendar.
+  bool isElapsedTime() const { return fixedSeconds_.has_value(); }
 
  private:
   NSDate anchor_;

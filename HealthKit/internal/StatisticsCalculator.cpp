@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "HealthKit/HKQuantitySample.h"
 #include "HealthKit/HKUnit.h"
+#include "HealthKit/internal/IntervalStarts.h"
 #include "HealthKit/internal/SourceMerge.h"
 
 namespace platform::healthkit {
@@ -39,30 +41,11 @@ struct Sample {
   std::string bundle;
 };
 
-// Interval starts, computed once each (the calendar is not free).
-class Starts {
- public:
-  explicit Starts(const IntervalGrid& grid) : grid_(grid) {}
-  double operator()(long index) {
-    auto found = cache_.find(index);
-    if (found != cache_.end()) return found->second;
-    const double start = grid_.startOfInterval(index).timeIntervalSinceReferenceDate();
-    cache_.emplace(index, start);
-    return start;
-  }
-  NSDate date(long index) { return NSDate::dateWithTimeIntervalSinceReferenceDate((*this)(index)); }
-
- private:
-  const IntervalGrid& grid_;
-  std::map<long, double> cache_;
-};
-
 // Calls visit(index, from, to) for every interval [from, to) that [start, end) overlaps, or for
 // the one containing `start` when start == end.
 template <class Visit>
-void forEachInterval(const IntervalGrid& grid, Starts& starts, double start, double end,
-                     Visit visit) {
-  long index = grid.indexContaining(NSDate::dateWithTimeIntervalSinceReferenceDate(start));
+void forEachInterval(IntervalStarts& starts, double start, double end, Visit visit) {
+  long index = starts.indexContaining(start);
   do {
     const double from = starts(index);
     const double to = starts(index + 1);
@@ -70,6 +53,17 @@ void forEachInterval(const IntervalGrid& grid, Starts& starts, double start, dou
     if (to >= end) break;
     ++index;
   } while (true);
+}
+
+// The stretch of time the samples cover, from the earliest date to the latest.
+std::pair<double, double> spanOf(const std::vector<Sample>& samples) {
+  double earliest = std::numeric_limits<double>::infinity();
+  double latest = -std::numeric_limits<double>::infinity();
+  for (const Sample& sample : samples) {
+    earliest = std::min({earliest, sample.start, sample.end});
+    latest = std::max({latest, sample.start, sample.end});
+  }
+  return {earliest, latest};
 }
 
 HKQuantity::Pointer quantity(bool wanted, double value, const HKUnit::Pointer& unit) {
@@ -109,21 +103,21 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
                       sample->quantity()->doubleValueForUnit(*unit), *stored.owner});
   }
 
-  Starts starts(grid);
+  const auto [earliest, latest] = spanOf(values);
+  IntervalStarts starts(grid, earliest, latest);
   std::map<long, Interval> intervals;
   // Which intervals have data, and each source's own figures.
   for (const Sample& sample : values) {
-    forEachInterval(grid, starts, sample.start, sample.end,
-                    [&](long index, double from, double to) {
-                      Interval& interval = intervals[index];
-                      Accumulator& own = interval.bySource[sample.bundle];
-                      if (cumulative) {
-                        own.sum += amountWithin({sample.start, sample.end, sample.value}, from, to);
-                      } else {
-                        own.addValue(sample.value);
-                        interval.merged.addValue(sample.value);
-                      }
-                    });
+    forEachInterval(starts, sample.start, sample.end, [&](long index, double from, double to) {
+      Interval& interval = intervals[index];
+      Accumulator& own = interval.bySource[sample.bundle];
+      if (cumulative) {
+        own.sum += amountWithin({sample.start, sample.end, sample.value}, from, to);
+      } else {
+        own.addValue(sample.value);
+        interval.merged.addValue(sample.value);
+      }
+    });
   }
   // Sources not ranked come after every ranked one.
   auto rankOf = [&](const std::string& bundle) {
@@ -138,12 +132,11 @@ std::map<long, std::shared_ptr<const HKStatistics>> computeStatistics(
       ranked.push_back({{sample.start, sample.end, sample.value}, rankOf(sample.bundle)});
     }
     for (const TimedAmount& piece : mergeBySourcePriority(ranked)) {
-      forEachInterval(grid, starts, piece.start, piece.end,
-                      [&](long index, double from, double to) {
-                        auto interval = intervals.find(index);
-                        if (interval != intervals.end())
-                          interval->second.merged.sum += amountWithin(piece, from, to);
-                      });
+      forEachInterval(starts, piece.start, piece.end, [&](long index, double from, double to) {
+        auto interval = intervals.find(index);
+        if (interval != intervals.end())
+          interval->second.merged.sum += amountWithin(piece, from, to);
+      });
     }
   }
 

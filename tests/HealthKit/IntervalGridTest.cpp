@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <random>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "HealthKit/internal/IntervalGrid.h"
+#include "HealthKit/internal/IntervalStarts.h"
 
 namespace platform::healthkit {
 namespace {
@@ -56,6 +60,43 @@ TEST(IntervalGrid, MonthsFromTheThirtyFirstClampAndRecover) {
   // A week is seven calendar days.
   IntervalGrid weeks(january31, components(NSCalendarUnitWeekOfYear, 1), calendar);
   EXPECT_EQ(weeks.startOfInterval(1), utc(1706659200 + 7 * 86400));
+}
+
+// Kept starts must place every date exactly as the calendar does, within the stretch they were
+// kept for and around it, for anchors off midnight and dates on either side of the anchor.
+TEST(IntervalGrid, KeptStartsFindTheCalendarsIntervalsAcrossDaylightSaving) {
+  // Each zone's two changes of 2024 (Lord Howe shifts by 30 minutes).
+  const std::pair<const char*, std::vector<double>> zones[] = {
+      {"America/New_York", {1710054000, 1730613600}},
+      {"Australia/Lord_Howe", {1712415600, 1728142200}}};
+  const std::pair<NSCalendarUnit, long> lengths[] = {
+      {NSCalendarUnitMinute, 1}, {NSCalendarUnitMinute, 15}, {NSCalendarUnitHour, 1},
+      {NSCalendarUnitDay, 1},    {NSCalendarUnitDay, 2},     {NSCalendarUnitWeekOfYear, 1},
+      {NSCalendarUnitMonth, 1}};
+  std::mt19937 random(20240407);
+  auto within = [&](double from, double to) {
+    return from + (to - from) * static_cast<double>(random() % 1000001) / 1e6;
+  };
+  for (const auto& [zone, changes] : zones) {
+    for (const double change : changes) {
+      for (const auto& [unit, value] : lengths) {
+        const double from = change - within(0, 3) * 86400;
+        const double to = change + within(0, 3) * 86400;
+        const IntervalGrid grid(utc(within(change - 80 * 86400, change + 80 * 86400)),
+                                components(unit, value), calendarIn(zone));
+        IntervalStarts starts(grid, from - NSDate::kTimeIntervalBetween1970AndReferenceDate,
+                              to - NSDate::kTimeIntervalBetween1970AndReferenceDate);
+        for (int round = 0; round < 40; ++round) {
+          NSDate date = utc(within(from - 8 * 86400, to + 8 * 86400));
+          if (round % 2) date = grid.startOfInterval(grid.indexContaining(date));
+          const long index = starts.indexContaining(date.timeIntervalSinceReferenceDate());
+          ASSERT_EQ(index, grid.indexContaining(date)) << zone << " " << date;
+          EXPECT_EQ(starts.date(index), grid.startOfInterval(index)) << zone << " " << date;
+          EXPECT_EQ(starts.date(index + 1), grid.startOfInterval(index + 1)) << zone << " " << date;
+        }
+      }
+    }
+  }
 }
 
 TEST(IntervalGrid, RejectsIntervalsThatCannotTile) {

@@ -24,10 +24,11 @@ constexpr long kNight = 23;   // the phone is put away
 // observers and wakes the app a moment after the save that caused it. Here the objects of an
 // hour reach HealthKit at the hour's step, the user opens the app (07:00) or puts it away
 // (23:00) at the step, and the app's fetches, whether HealthKit woke it or the user opened it,
-// run a moment later. Each object counts as saved at its end date, so the step also saves those
-// that end within the moment: when the app fetches, HealthKit holds exactly what ended before
-// that instant, a window read by end date up to the fetch's now holds every object saved so far,
-// and the next window, which starts there, every object saved later.
+// run a moment later. Each object counts as saved when it arrives, so the step also saves those
+// that arrive within the moment: when the app fetches, HealthKit holds exactly what arrived
+// before that instant. An object that arrives as it ends then lies in the window read by end date
+// up to the fetch's now, or in the next one, which starts there; one that arrives later than that
+// is what the replay's report of what the outbox misses measures.
 // The moment is one whole minute, because
 // - query dates are stored cut to the minute: a fetch on a whole minute stores its own moment,
 //   so the next window starts exactly where this one ended;

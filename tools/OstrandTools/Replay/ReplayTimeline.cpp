@@ -1,6 +1,7 @@
 #include "tools/OstrandTools/Replay/ReplayTimeline.h"
 
 #include <algorithm>
+#include <deque>
 
 #include "Foundation/Platform/DispatchRuntime.h"
 #include "tools/OstrandTools/Common/SimulatedPhone.h"
@@ -86,7 +87,7 @@ bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
   // the start of another app's sample that began before that hour. Objects are unpacked and
   // saved a batch at a time (years of them reach HealthKit at the install), each batch waiting
   // for HealthKit, so only one batch is ever held whole.
-  std::vector<Refusal> refusals;
+  std::deque<Refusal> refusals;  // stays where it is while HealthKit's workers write to it
   for (;;) {
     auto bySource = unpackBatch(bound, boundIncluded, released);
     if (bySource.empty()) break;

@@ -6,7 +6,7 @@
 // an import arrive hours or months after they ended), else at its end date. finish() orders them
 // by arrival, and releaseBefore() / releaseThrough() save into the simulated device, through the
 // store of the app that wrote it, everything that arrives before (or by) a given moment. Each
-// object is held once: here, packed in about 70 bytes (PackedObjects), until it is released, in
+// object is held once: here, packed in 72 bytes (PackedObjects), until it is released, in
 // the device afterwards; the timeline keeps only which objects it released (released()), for the
 // replay's summary. Releasing unpacks and saves a bounded batch at a time, so years released at
 // once (at the install) never need the memory of their objects held whole.
@@ -76,14 +76,12 @@ class ReplayTimeline final : public AppleHealthExportSink {
   const std::vector<ReleasedObject>& released() const { return released_; }
 
  private:
-#pragma pack(push, 4)
   struct Entry {
     platform::PackedObjects::Packed row;  // the object, packed
     NSDate arrival;
     std::uint32_t source;  // index in sources_
     bool hasCreationDate;
   };
-#pragma pack(pop)
   struct Refusal {
     std::size_t source;
     std::shared_ptr<const NSError> failure;

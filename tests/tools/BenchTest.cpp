@@ -13,13 +13,11 @@
 #include "AppleHealthExport/AppleHealthExportReader.h"
 #include "support/TemporaryDirectory.h"
 #include "tools/OstrandTools/Bench/Bench.h"
-#include "tools/OstrandTools/Bench/BenchCreationDates.h"
 #include "tools/OstrandTools/Bench/BenchExportWriter.h"
 #include "tools/OstrandTools/Bench/BenchExportZone.h"
 
 namespace {
 
-using ostrand_tools::BenchCreationDates;
 using ostrand_tools::BenchExportWriter;
 using ostrand_tools::BenchExportZone;
 
@@ -75,40 +73,6 @@ TEST(BenchTest, ExportDatesCarryTheOffsetOfTheirMoment) {
     if (!c.repeatedWallClock) {
       const long wall = static_cast<long>(c.moment - wallMidnight);
       EXPECT_EQ(zone.atLocalTime(midnight, wall), c.moment) << c.text;
-    }
-  }
-}
-
-TEST(BenchTest, CreationDatesFollowWhoSavedTheObject) {
-  using Saver = BenchCreationDates::Saver;
-  const std::int64_t first = 1451602800, exported = first + 400 * 86400;
-  const BenchCreationDates created(first, exported);
-  struct Case {
-    Saver saver;
-    std::int64_t end;
-    std::int64_t earliest, latest;  // after the end
-  };
-  const std::int64_t day = first + 200 * 86400;
-  const Case cases[] = {
-      {Saver::phone, day, 1, 41},
-      {Saver::watch, day, 3, 6 * 3600 + 30},
-      {Saver::glucoseSensor, day, 3 * 3600, 3 * 3600 + 300},
-      {Saver::scale, day, 600, 3 * 3600 + 600},
-      {Saver::foodDiary, day, 60, 7 * 3600},
-      {Saver::cuff, day, 20, 60},
-      // The scale's first months were imported when its app was connected, months later.
-      {Saver::scale, first + 86400, 149 * 86400, 151 * 86400},
-      // Nothing is saved after the export was made.
-      {Saver::glucoseSensor, exported - 600, 0, 540},
-  };
-  for (const auto& c : cases) {
-    for (std::uint64_t seed = 0; seed < 500; ++seed) {
-      const std::int64_t end = c.end + static_cast<std::int64_t>(seed) * 37;
-      const std::int64_t saved = created.of(c.saver, std::min(end, exported - 600), seed);
-      const std::int64_t after = saved - std::min(end, exported - 600);
-      ASSERT_GE(after, c.earliest) << static_cast<int>(c.saver) << " seed " << seed;
-      ASSERT_LE(after, c.latest) << static_cast<int>(c.saver) << " seed " << seed;
-      ASSERT_LT(saved, exported);
     }
   }
 }

@@ -6,11 +6,11 @@
 namespace platform {
 
 PackedObjects::Packed PackedObjects::pack(const HKObject& object) {
-  // A copy sharing its device and metadata with equal ones packed before: the parts table tells
-  // parts apart by identity.
-  const auto shared =
-      HKObjectAccess::copyForStore(object, object.sourceRevision(), shared_.device(object.device()),
-                                   shared_.metadata(HKObjectAccess::packedMetadata(object)));
+  // A copy sharing its revision, device and metadata with equal ones packed before: the parts
+  // table tells parts apart by identity, and a reader makes each object its own revision.
+  const auto shared = HKObjectAccess::copyForStore(
+      object, shared_.sourceRevision(object.sourceRevision()), shared_.device(object.device()),
+      shared_.metadata(HKObjectAccess::packedMetadata(object)));
   bool whole = false;
   Packed packed = Packed::of(*shared, nullptr, nextWhole_, table_, whole);
   if (whole) whole_.emplace(nextWhole_++, shared);

@@ -15,4 +15,10 @@ std::shared_ptr<const PackedMetadata> SharedParts::metadata(
   return *metadata_.insert(metadata).first;
 }
 
+HKSourceRevision::Pointer SharedParts::sourceRevision(const HKSourceRevision::Pointer& revision) {
+  if (!revision) return revision;
+  std::lock_guard<std::mutex> lock(mutex_);
+  return *revisions_.insert(revision).first;
+}
+
 }  // namespace platform::healthkit

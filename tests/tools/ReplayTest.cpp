@@ -201,7 +201,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ReplaySummary, SaysWhyEachObjectMadeNoRecord) {
   const std::string water = "HKQuantityTypeIdentifierDietaryWater";
   const NSDate since = NSDate::dateWithTimeIntervalSince1970(1771891200);
-  std::vector<ostrand_tools::ReplayTimeline::ReleasedObject> saved;
+  ostrand_tools::ReplayTimeline::ReleasedObjects saved;
   for (double hours : {-30.0, -2.0, 1.0, 2.0, 3.0}) {
     saved.push_back({NSUUID(), &water, since.dateByAddingTimeInterval(hours * 3600)});
   }

@@ -61,7 +61,7 @@ struct OutboxMissesInput {
   platform::SimulatedHealthDevice& device;
   NSDate since, until;
   const RecordWriteMoments& writeMoments;
-  const std::vector<ReplayTimeline::ReleasedObject>& released;
+  const ReplayTimeline::ReleasedObjects& released;
   const ReplayedTypes& types;
 };
 

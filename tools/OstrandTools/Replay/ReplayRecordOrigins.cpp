@@ -4,7 +4,7 @@
 
 namespace ostrand_tools {
 
-void countObjectFates(const std::vector<ReplayTimeline::ReleasedObject>& saved,
+void countObjectFates(const ReplayTimeline::ReleasedObjects& saved,
                       const Records& records, const std::set<NSUUID>& handed, NSDate since,
                       ReplayedTypes& types) {
   std::unordered_set<std::string> identifiers;

@@ -21,7 +21,7 @@ namespace ostrand_tools {
 
 // Fills `types.handed`, `records`, `neverHandedBeforeSince` and `neverHanded` from the objects
 // saved, the outbox's records and the UUIDs of the objects the app was handed.
-void countObjectFates(const std::vector<ReplayTimeline::ReleasedObject>& saved,
+void countObjectFates(const ReplayTimeline::ReleasedObjects& saved,
                       const Records& records, const std::set<NSUUID>& handed, NSDate since,
                       ReplayedTypes& types);
 

@@ -11,8 +11,7 @@ namespace ostrand_tools {
 namespace {
 
 constexpr double kLate = 3600;  // an object that arrives later than this after it ended is late
-constexpr std::size_t kDropAtLeast = 4096;  // released entries worth giving back
-constexpr std::size_t kBatch = 20000;       // objects unpacked and saved at once
+constexpr std::size_t kBatch = 20000;  // objects unpacked and saved at once
 
 }  // namespace
 
@@ -23,8 +22,9 @@ void ReplayTimeline::add(const HKSourceRevision::Pointer& revision,
   if (!sample) return;
   auto [index, added] = sourceIndex_.try_emplace(revision->description(), sources_.size());
   if (added) sources_.push_back({revision, nullptr});
-  entries_.push_back({packed_.pack(*sample), creationDate.value_or(sample->endDate()),
-                      static_cast<std::uint32_t>(index->second), creationDate.has_value()});
+  entries_.push_back({creationDate.value_or(sample->endDate()), packed_.pack(*sample),
+                      static_cast<std::uint32_t>(index->second),
+                      static_cast<std::uint32_t>(entries_.size()), creationDate.has_value()});
 }
 
 void ReplayTimeline::remove(const NSUUID& uuid) { removed_.insert(uuid); }
@@ -37,8 +37,11 @@ void ReplayTimeline::finish() {
     });
     removed_.clear();
   }
-  std::stable_sort(entries_.begin(), entries_.end(),
-                   [](const Entry& a, const Entry& b) { return a.arrival < b.arrival; });
+  // Sorted in place: a stable sort would want a buffer as large as the entries.
+  std::sort(entries_.begin(), entries_.end(), [](const Entry& a, const Entry& b) {
+    if (a.arrival != b.arrival) return a.arrival < b.arrival;
+    return a.readingOrder < b.readingOrder;
+  });
   for (const auto& entry : entries_) {
     ++readByType_[packed_.typeIdentifier(entry.row)];
     withCreationDate_ += entry.hasCreationDate;
@@ -46,16 +49,14 @@ void ReplayTimeline::finish() {
     arrivedLate_ += entry.arrival.timeIntervalSinceDate(
                         NSDate::dateWithTimeIntervalSinceReferenceDate(end)) > kLate;
   }
+  if (!entries_.empty()) firstArrival_ = entries_.front().arrival;
 }
 
-std::optional<NSDate> ReplayTimeline::firstArrival() const {
-  if (entries_.empty()) return std::nullopt;
-  return entries_.front().arrival;
-}
+std::optional<NSDate> ReplayTimeline::firstArrival() const { return firstArrival_; }
 
 std::optional<NSDate> ReplayTimeline::nextArrival() const {
-  if (next_ == entries_.size()) return std::nullopt;
-  return entries_[next_].arrival;
+  if (entries_.empty()) return std::nullopt;
+  return entries_.front().arrival;
 }
 
 bool ReplayTimeline::releaseBefore(NSDate moment, platform::SimulatedHealthDevice& device,
@@ -66,15 +67,6 @@ bool ReplayTimeline::releaseBefore(NSDate moment, platform::SimulatedHealthDevic
 bool ReplayTimeline::releaseThrough(NSDate end, platform::SimulatedHealthDevice& device,
                                     Counts& released, std::string& error) {
   return release(end, true, device, released, error);
-}
-
-void ReplayTimeline::dropReleased() {
-  // Entries are dropped once they are most of the list, so the memory of what is in the device
-  // already is given back and each entry is moved at most once on average.
-  if (next_ < kDropAtLeast || next_ < entries_.size() - next_) return;
-  entries_.erase(entries_.begin(), entries_.begin() + static_cast<std::ptrdiff_t>(next_));
-  entries_.shrink_to_fit();
-  next_ = 0;
 }
 
 bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
@@ -100,7 +92,6 @@ bool ReplayTimeline::release(NSDate bound, bool boundIncluded,
     }
     platform::DispatchRuntime::shared().waitForWorkers();
   }
-  dropReleased();
   SimulatedPhone::runUntilIdle();
   for (const auto& refusal : refusals) {
     if (refusal.failure) {
@@ -116,13 +107,14 @@ std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> ReplayTimeli
     NSDate bound, bool boundIncluded, Counts& released) {
   // Each app saves its own objects, in time order; apps in the order they were first read.
   std::map<std::size_t, std::vector<std::shared_ptr<const HKObject>>> bySource;
-  for (std::size_t taken = 0; next_ < entries_.size() && taken < kBatch; ++next_, ++taken) {
-    const auto& entry = entries_[next_];
+  for (std::size_t taken = 0; !entries_.empty() && taken < kBatch; ++taken) {
+    const auto& entry = entries_.front();
     if (boundIncluded ? bound < entry.arrival : !(entry.arrival < bound)) break;
     const auto counted = readByType_.find(packed_.typeIdentifier(entry.row));
     ++released[counted->first];
     released_.push_back({entry.row.uuid, &counted->first, entry.arrival});
     bySource[entry.source].push_back(packed_.unpack(entry.row));
+    entries_.pop_front();  // gives back each block of entries once it is released
   }
   return bySource;
 }

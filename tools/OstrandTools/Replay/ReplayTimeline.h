@@ -8,8 +8,10 @@
 // store of the app that wrote it, everything that arrives before (or by) a given moment. Each
 // object is held once: here, packed in 72 bytes (PackedObjects), until it is released, in
 // the device afterwards; the timeline keeps only which objects it released (released()), for the
-// replay's summary. Releasing unpacks and saves a bounded batch at a time, so years released at
-// once (at the install) never need the memory of their objects held whole.
+// replay's summary. Entries live in blocks that are given back as they are released, and are
+// never copied whole to grow or to sort, so ten million of them take what they are and no
+// more. Releasing unpacks and saves a bounded batch at a time, so years released at once (at
+// the install) never need the memory of their objects held whole.
 //
 // Releasing is deterministic: the same export released at the same moments gives the same
 // objects the same anchors, so a relaunched replay can rebuild HealthKit as a killed one left it
@@ -19,6 +21,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -72,14 +75,16 @@ class ReplayTimeline final : public AppleHealthExportSink {
     const std::string* type;  // identifier: a key of readByType(), which lives as long
     NSDate arrival;
   };
+  using ReleasedObjects = std::deque<ReleasedObject>;
   // Every object released so far, in the order they arrived.
-  const std::vector<ReleasedObject>& released() const { return released_; }
+  const ReleasedObjects& released() const { return released_; }
 
  private:
   struct Entry {
-    platform::PackedObjects::Packed row;  // the object, packed
     NSDate arrival;
-    std::uint32_t source;  // index in sources_
+    platform::PackedObjects::Packed row;  // the object, packed
+    std::uint32_t source;                 // index in sources_
+    std::uint32_t readingOrder;           // orders equal arrivals
     bool hasCreationDate;
   };
   struct Refusal {
@@ -91,8 +96,6 @@ class ReplayTimeline final : public AppleHealthExportSink {
     std::shared_ptr<HKHealthStore> store;  // made on first release
   };
 
-  // Gives back the memory of released entries once they are the larger part.
-  void dropReleased();
   bool release(NSDate bound, bool boundIncluded, platform::SimulatedHealthDevice& device,
                Counts& released, std::string& error);
   // Unpacks the next batch of entries that arrive before (or by) `bound`, by source, and
@@ -101,14 +104,14 @@ class ReplayTimeline final : public AppleHealthExportSink {
       NSDate bound, bool boundIncluded, Counts& released);
 
   platform::PackedObjects packed_;
-  std::vector<Entry> entries_;
-  std::vector<ReleasedObject> released_;
+  std::deque<Entry> entries_;  // not yet released, by arrival (after finish())
+  ReleasedObjects released_;
   std::vector<Source> sources_;
   std::map<std::string, std::size_t> sourceIndex_;  // by the revision's description
   std::set<NSUUID> removed_;
   Counts readByType_;
   std::size_t withCreationDate_ = 0, arrivedLate_ = 0;
-  std::size_t next_ = 0;  // the first entry not yet released
+  std::optional<NSDate> firstArrival_;
 };
 
 }  // namespace ostrand_tools

@@ -49,6 +49,7 @@ void DeviceState::setPermission(const HKObjectType& type, std::optional<bool> re
   Permission& permission = permissions_[type.identifier()];
   if (read) permission.read = read;
   if (share) permission.share = share;
+  hostAccess_ = nullptr;
 }
 
 std::optional<std::string> DeviceState::typeNotShared(const std::string& bundle,
@@ -65,7 +66,8 @@ std::optional<std::string> DeviceState::typeNotShared(const std::string& bundle,
 std::shared_ptr<const ReadAccess> DeviceState::readAccess(const std::string& reader) const {
   if (reader != hostBundle_) return std::make_shared<const ReadAccess>();
   std::lock_guard<std::mutex> lock(permissionsMutex_);
-  return std::make_shared<const ReadAccess>(reader, permissions_);
+  if (!hostAccess_) hostAccess_ = std::make_shared<const ReadAccess>(reader, permissions_);
+  return hostAccess_;
 }
 
 Filter DeviceState::readFilter(std::shared_ptr<const ReadAccess> access,

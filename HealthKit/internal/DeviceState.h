@@ -150,8 +150,11 @@ class DeviceState {
   ScriptedHealthUser user_;
   const dispatch_queue_t workQueue_;
 
-  mutable std::mutex permissionsMutex_;            // guards permissions_ and backgroundDelivery_
+  // Guards permissions_, hostAccess_ and backgroundDelivery_.
+  mutable std::mutex permissionsMutex_;
   std::map<std::string, Permission> permissions_;  // host app's, by type identifier
+  // What the host app reads as of permissions_, made again once they change.
+  mutable std::shared_ptr<const ReadAccess> hostAccess_;
   std::map<std::pair<std::string, std::string>, HKUpdateFrequency> backgroundDelivery_;
 
   std::atomic<bool> locked_{false};          // the lock screen; atomic, so it needs no mutex

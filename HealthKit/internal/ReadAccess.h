@@ -10,7 +10,8 @@
 // A sample that belongs to such a correlation is shown leading (through its "correlation" key
 // path) to the correlation as shown, so no path leads to a hidden sample.
 //
-// Immutable; any thread. DeviceState makes one per query run; the read filters keep it.
+// Immutable; any thread. DeviceState makes one each time the permissions change, and every
+// query run until the next change shares it; the read filters keep it.
 
 #include <map>
 #include <memory>

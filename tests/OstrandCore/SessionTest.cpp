@@ -47,6 +47,15 @@ class RawDatabase {
   bool run(const std::string& sql) {
     return sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
   }
+  // Moves whenever another connection commits a change to the file.
+  std::int64_t dataVersion() {
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db_, "PRAGMA data_version", -1, &statement, nullptr);
+    sqlite3_step(statement);
+    const std::int64_t version = sqlite3_column_int64(statement, 0);
+    sqlite3_finalize(statement);
+    return version;
+  }
 
  private:
   sqlite3* db_ = nullptr;
@@ -109,16 +118,6 @@ TEST_F(SessionTest, SessionDataAndOutboxSurviveARestart) {
   EXPECT_TRUE(records[0]->isEqual(*record));
 }
 
-// PRAGMA data_version of another connection moves whenever this store commits a change.
-std::int64_t dataVersion(sqlite3* db) {
-  sqlite3_stmt* statement = nullptr;
-  sqlite3_prepare_v2(db, "PRAGMA data_version", -1, &statement, nullptr);
-  sqlite3_step(statement);
-  const std::int64_t version = sqlite3_column_int64(statement, 0);
-  sqlite3_finalize(statement);
-  return version;
-}
-
 TEST_F(SessionTest, SavesWriteWhatChangedAndAnUnchangedSaveWritesNothing) {
   OSTStoredSessionData first;
   first.anchors = {{"steps", std::string("archived:5")}, {"sleep", std::uint64_t{9}}};
@@ -133,19 +132,17 @@ TEST_F(SessionTest, SavesWriteWhatChangedAndAnUnchangedSaveWritesNothing) {
   second.routineQueryTimestamp.reset();
   second.intradayStepsFetchTimestamp = kStart;
 
-  sqlite3* observer = nullptr;
   {
     OSTSQLiteStore store(path_);
     ASSERT_EQ(store.open(), nullptr);
     ASSERT_EQ(store.saveSessionData(first), nullptr);
-    sqlite3_open(path_.c_str(), &observer);
-    const std::int64_t before = dataVersion(observer);
+    RawDatabase observer(path_);
+    const std::int64_t before = observer.dataVersion();
     ASSERT_EQ(store.saveSessionData(first), nullptr);
-    EXPECT_EQ(dataVersion(observer), before);
+    EXPECT_EQ(observer.dataVersion(), before);
     ASSERT_EQ(store.saveSessionData(second), nullptr);
-    EXPECT_NE(dataVersion(observer), before);
+    EXPECT_NE(observer.dataVersion(), before);
   }
-  sqlite3_close(observer);
   OSTSQLiteStore reopened(path_);
   ASSERT_EQ(reopened.open(), nullptr);
   const auto loaded = reopened.loadSessionData();
@@ -422,7 +419,6 @@ TEST_F(SessionTest, WithoutASessionNothingIsStored) {
   OSTStatus error = session.submitRecords({weightRecord("A", 1)});
   ASSERT_NE(error, nullptr);
   EXPECT_EQ(error->code(), OSTCoreErrorNoSession);
-  EXPECT_EQ(OSTSession::sharedInstance(), OSTSession::sharedInstance());
 }
 
 }  // namespace

@@ -98,21 +98,24 @@ INSTANTIATE_TEST_SUITE_P(
                  utc(2011, 12, 31, 10),
                  {"2011-12-29 10:00:01", "2011-12-30 10:00:01"}}));
 
+// The first two dates after `start` matching `parts`, as the enumeration yields them.
+std::vector<std::string> firstTwo(const std::string& zone, NSDate start,
+                                  const NSDateComponents& parts, NSCalendarOptions options) {
+  std::vector<std::string> seen;
+  calendarIn(zone)->enumerateDatesStartingAfterDate(
+      start, parts, options, [&](std::optional<NSDate> date, bool, bool* stop) {
+        seen.push_back(text(date));
+        *stop = seen.size() == 2;
+      });
+  return seen;
+}
+
 TEST(NSCalendarEnumeration, RepeatedTimeMatchesOnceFirstOrLast) {
-  auto calendar = calendarIn("America/New_York");
   const auto parts = fields({{kHour, 1}, {kMinute, 30}});
-  auto collect = [&](NSCalendarOptions options) {
-    std::vector<std::string> seen;
-    calendar->enumerateDatesStartingAfterDate(utc(2024, 11, 2, 12), parts, options,
-                                              [&](std::optional<NSDate> date, bool, bool* stop) {
-                                                seen.push_back(text(date));
-                                                *stop = seen.size() == 2;
-                                              });
-    return seen;
-  };
-  EXPECT_EQ(collect(NSCalendarMatchNextTime),
+  EXPECT_EQ(firstTwo("America/New_York", utc(2024, 11, 2, 12), parts, NSCalendarMatchNextTime),
             (std::vector<std::string>{"2024-11-03 05:30:00", "2024-11-04 06:30:00"}));
-  EXPECT_EQ(collect(NSCalendarMatchNextTime | NSCalendarMatchLast),
+  EXPECT_EQ(firstTwo("America/New_York", utc(2024, 11, 2, 12), parts,
+                     NSCalendarMatchNextTime | NSCalendarMatchLast),
             (std::vector<std::string>{"2024-11-03 06:30:00", "2024-11-04 06:30:00"}));
 }
 
@@ -158,14 +161,8 @@ TEST(NSCalendarEnumeration, FindsCalendarFieldsAndSearchesBackwards) {
 
 TEST(NSCalendarEnumeration, ComponentsThatNeverMatchEndWithoutACall) {
   auto calendar = calendarIn("UTC");
-  std::vector<std::string> seen;
-  calendar->enumerateDatesStartingAfterDate(utc(2024, 1, 31), fields({{kDay, 31}}),
-                                            NSCalendarMatchNextTime,
-                                            [&](std::optional<NSDate> date, bool, bool* stop) {
-                                              seen.push_back(text(date));
-                                              *stop = seen.size() == 2;
-                                            });
-  EXPECT_EQ(seen, (std::vector<std::string>{"2024-03-31 00:00:00", "2024-05-31 00:00:00"}));
+  EXPECT_EQ(firstTwo("UTC", utc(2024, 1, 31), fields({{kDay, 31}}), NSCalendarMatchNextTime),
+            (std::vector<std::string>{"2024-03-31 00:00:00", "2024-05-31 00:00:00"}));
 
   const NSDateComponents nevers[] = {
       fields({{kMonth, 13}}), fields({{kMonth, 2}, {kDay, 30}}),

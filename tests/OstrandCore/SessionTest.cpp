@@ -162,13 +162,14 @@ TEST_F(SessionTest, SameKindAndActivityIDUpdatesMemberByMemberAndUploadedRecords
     fill(*record);
     return record;
   };
-  auto fullDay = heartRateDay([](OSTBiometrics& r) {
+  const auto fillWholeDay = [](OSTBiometrics& r) {
     r.setMinHeartRate(48.0);
     r.setMaxHeartRate(151.0);
     r.setAverageHeartRate(72.5);
     r.setExtraValue(101.0, "apple_walking_heartrate_average");
     r.setExtraValue("watch", "device");
-  });
+  };
+  auto fullDay = heartRateDay(fillWholeDay);
   auto restingOnly = heartRateDay([](OSTBiometrics& r) { r.setRestingHeartrate(55.0); });
   auto walkingOnly = heartRateDay(
       [](OSTBiometrics& r) { r.setExtraValue(99.0, "apple_walking_heartrate_average"); });
@@ -186,13 +187,10 @@ TEST_F(SessionTest, SameKindAndActivityIDUpdatesMemberByMemberAndUploadedRecords
 
   auto records = outbox(session);
   ASSERT_EQ(records.size(), 3u);  // the two without an identifier, and the updated day
-  auto expected = heartRateDay([](OSTBiometrics& r) {
-    r.setMinHeartRate(48.0);
-    r.setMaxHeartRate(151.0);
-    r.setAverageHeartRate(72.5);
+  auto expected = heartRateDay([&](OSTBiometrics& r) {
+    fillWholeDay(r);
     r.setRestingHeartrate(55.0);
     r.setExtraValue(99.0, "apple_walking_heartrate_average");
-    r.setExtraValue("watch", "device");
   });
   EXPECT_TRUE(records.back()->isEqual(*expected)) << records.back()->description();
 

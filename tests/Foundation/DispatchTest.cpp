@@ -40,19 +40,26 @@ struct OverlapProbe {
   }
 };
 
-TEST_F(DispatchTest, MainQueueRunsOneBlockAtATimeOnTheMainThreadInOrderPerProducer) {
+// The main queue and a serial queue run one block at a time: each producer's blocks in the order
+// it submitted them, never two at once, the main queue's on the main thread and no other's.
+class OneAtATimeQueueTest : public DispatchTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(OneAtATimeQueueTest, KeepsEachProducersOrderAndNeverOverlaps) {
+  const bool isMain = GetParam();
+  auto queue =
+      isMain ? dispatch_get_main_queue() : dispatch_queue_create("serial", DISPATCH_QUEUE_SERIAL);
   constexpr int kProducers = 8;
   constexpr int kBlocksEach = 200;
   OverlapProbe probe;
-  std::atomic<int> offMainThread{0};
-  // Only main-queue blocks touch `order`, so a race here is a main queue running in parallel.
+  std::atomic<int> onWrongThread{0};
+  // Only the queue's blocks touch `order`, so a race here is the queue running in parallel.
   std::vector<std::pair<int, int>> order;
   for (int producer = 0; producer < kProducers; ++producer) {
     dispatch_async(globalQueue(), [&, producer] {
       for (int i = 0; i < kBlocksEach; ++i) {
-        dispatch_async(dispatch_get_main_queue(), [&, producer, i] {
+        dispatch_async(queue, [&, producer, i] {
           probe.during([&] { order.emplace_back(producer, i); });
-          if (!NSThread::isMainThread()) ++offMainThread;
+          if (NSThread::isMainThread() != isMain) ++onWrongThread;
         });
       }
     });
@@ -60,11 +67,14 @@ TEST_F(DispatchTest, MainQueueRunsOneBlockAtATimeOnTheMainThreadInOrderPerProduc
   runUntilIdle();
 
   EXPECT_EQ(probe.most.load(), 1);
-  EXPECT_EQ(offMainThread.load(), 0);
+  EXPECT_EQ(onWrongThread.load(), 0);
   ASSERT_EQ(order.size(), static_cast<size_t>(kProducers * kBlocksEach));
   std::map<int, int> next;
   for (auto [producer, i] : order) EXPECT_EQ(i, next[producer]++) << "producer " << producer;
 }
+
+INSTANTIATE_TEST_SUITE_P(MainAndSerial, OneAtATimeQueueTest, ::testing::Bool(),
+                         [](const auto& row) { return row.param ? "Main" : "Serial"; });
 
 TEST_F(DispatchTest, DrainRunsBlocksEnqueuedWhileDrainingAfterThoseAlreadyQueued) {
   std::vector<std::string> order;
@@ -77,35 +87,6 @@ TEST_F(DispatchTest, DrainRunsBlocksEnqueuedWhileDrainingAfterThoseAlreadyQueued
   EXPECT_EQ(platform::DispatchRuntime::shared().drainMainQueue(), 3u);
   EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c"}));
   EXPECT_EQ(platform::DispatchRuntime::shared().drainMainQueue(), 0u);
-}
-
-TEST_F(DispatchTest, SerialQueueKeepsOrderAndNeverOverlapsUnderManyProducers) {
-  auto serial = dispatch_queue_create("serial", DISPATCH_QUEUE_SERIAL);
-  OverlapProbe probe;
-  std::vector<int> order;  // touched only by the serial queue's blocks
-  constexpr int kBlocks = 500;
-  // One producer keeps a known order; the other producers only add contention.
-  dispatch_async(globalQueue(), [&] {
-    for (int i = 0; i < kBlocks; ++i) {
-      dispatch_async(serial, [&, i] { probe.during([&] { order.push_back(i); }); });
-    }
-  });
-  for (int producer = 0; producer < 4; ++producer) {
-    dispatch_async(globalQueue(), [&] {
-      for (int i = 0; i < 100; ++i) {
-        dispatch_async(serial, [&] { probe.during([&] { order.push_back(-1); }); });
-      }
-    });
-  }
-  runUntilIdle();
-
-  EXPECT_EQ(probe.most.load(), 1);
-  std::vector<int> mine;
-  for (int i : order) {
-    if (i >= 0) mine.push_back(i);
-  }
-  ASSERT_EQ(mine.size(), static_cast<size_t>(kBlocks));
-  for (int i = 0; i < kBlocks; ++i) EXPECT_EQ(mine[i], i);
 }
 
 TEST_F(DispatchTest, ConcurrentQueueRunsBlocksAtTheSameTimeOnWorkers) {
@@ -236,32 +217,6 @@ TEST_F(DispatchTest, GroupAsyncJoinsAFanOutOfWorkerBlocks) {
   runUntilIdle();
   EXPECT_EQ(seenAtNotify, 50);
 }
-
-TEST_F(DispatchTest, OnceRunsExactlyOnceUnderConcurrentFirstCalls) {
-  static dispatch_once_t token;
-  static std::atomic<int> runs{0};
-  static int value = 0;  // written by the once block only; read after dispatch_once returns
-  constexpr int kCallers = 16;
-  std::latch start(kCallers);
-  std::atomic<int> sawValue{0};
-  for (int i = 0; i < kCallers; ++i) {
-    dispatch_async(globalQueue(), [&] {
-      start.arrive_and_wait();
-      dispatch_once(&token, [] {
-        ++runs;
-        value = 42;
-      });
-      if (value == 42) ++sawValue;
-    });
-  }
-  runUntilIdle();
-  EXPECT_EQ(runs.load(), 1);
-  EXPECT_EQ(sawValue.load(), kCallers);
-}
-
-}  // namespace
-
-namespace {
 
 // Exit with work still queued and a worker waiting on the main queue: static destruction drops
 // the unstarted blocks, wakes the waiting worker and joins the pool, neither hanging nor crashing.

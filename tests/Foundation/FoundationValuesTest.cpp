@@ -13,12 +13,10 @@ namespace {
 enum class SampleKind : short { First = 0, Seventh = 7 };
 enum PlainKind { kPlainTwelve = 12 };
 
-TEST(NSAnyTest, EnumerationsBoxAsTheirRawValue) {
+TEST(NSAnyTest, NumbersFollowNSNumberAndAccessorsNameTheKind) {
+  // Enumerations box as their raw value.
   EXPECT_EQ(NSAny(SampleKind::Seventh).integerValue(), 7);
   EXPECT_TRUE(NSAny(kPlainTwelve).isEqual(12));
-}
-
-TEST(NSAnyTest, NumbersFollowNSNumberAndAccessorsNameTheKind) {
   EXPECT_TRUE(NSAny(true).isEqual(1));
   EXPECT_TRUE(NSAny(2).isEqual(2.0));
   EXPECT_EQ(NSAny(2).hash(), NSAny(2.0).hash());

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Foundation/Dispatch.h"
@@ -15,12 +17,19 @@ using calendar_test::calendarIn;
 using calendar_test::text;
 using calendar_test::utc;
 
-NSDateComponents timeOfDay(long hour, long minute, long second) {
+// Components with only the given fields set.
+NSDateComponents fields(std::initializer_list<std::pair<NSCalendarUnit, long>> values) {
   NSDateComponents parts;
-  parts.setHour(hour);
-  parts.setMinute(minute);
-  parts.setSecond(second);
+  for (const auto& [unit, value] : values) parts.setValue(value, unit);
   return parts;
+}
+
+constexpr NSCalendarUnit kYear = NSCalendarUnitYear, kMonth = NSCalendarUnitMonth,
+                         kDay = NSCalendarUnitDay, kHour = NSCalendarUnitHour,
+                         kMinute = NSCalendarUnitMinute;
+
+NSDateComponents timeOfDay(long hour, long minute, long second) {
+  return fields({{kHour, hour}, {kMinute, minute}, {NSCalendarUnitSecond, second}});
 }
 
 // The engine's day walk: the dates after `start` matching 00:00:01, until one is not before
@@ -89,23 +98,24 @@ INSTANTIATE_TEST_SUITE_P(
                  utc(2011, 12, 31, 10),
                  {"2011-12-29 10:00:01", "2011-12-30 10:00:01"}}));
 
+// The first two dates after `start` matching `parts`, as the enumeration yields them.
+std::vector<std::string> firstTwo(const std::string& zone, NSDate start,
+                                  const NSDateComponents& parts, NSCalendarOptions options) {
+  std::vector<std::string> seen;
+  calendarIn(zone)->enumerateDatesStartingAfterDate(
+      start, parts, options, [&](std::optional<NSDate> date, bool, bool* stop) {
+        seen.push_back(text(date));
+        *stop = seen.size() == 2;
+      });
+  return seen;
+}
+
 TEST(NSCalendarEnumeration, RepeatedTimeMatchesOnceFirstOrLast) {
-  auto calendar = calendarIn("America/New_York");
-  NSDateComponents parts;
-  parts.setHour(1);
-  parts.setMinute(30);
-  auto collect = [&](NSCalendarOptions options) {
-    std::vector<std::string> seen;
-    calendar->enumerateDatesStartingAfterDate(utc(2024, 11, 2, 12), parts, options,
-                                              [&](std::optional<NSDate> date, bool, bool* stop) {
-                                                seen.push_back(text(date));
-                                                *stop = seen.size() == 2;
-                                              });
-    return seen;
-  };
-  EXPECT_EQ(collect(NSCalendarMatchNextTime),
+  const auto parts = fields({{kHour, 1}, {kMinute, 30}});
+  EXPECT_EQ(firstTwo("America/New_York", utc(2024, 11, 2, 12), parts, NSCalendarMatchNextTime),
             (std::vector<std::string>{"2024-11-03 05:30:00", "2024-11-04 06:30:00"}));
-  EXPECT_EQ(collect(NSCalendarMatchNextTime | NSCalendarMatchLast),
+  EXPECT_EQ(firstTwo("America/New_York", utc(2024, 11, 2, 12), parts,
+                     NSCalendarMatchNextTime | NSCalendarMatchLast),
             (std::vector<std::string>{"2024-11-03 06:30:00", "2024-11-04 06:30:00"}));
 }
 
@@ -132,22 +142,17 @@ TEST(NSCalendarEnumeration, SkippedTimesFollowTheMatchOption) {
 
 TEST(NSCalendarEnumeration, FindsCalendarFieldsAndSearchesBackwards) {
   auto calendar = calendarIn("UTC");
-  NSDateComponents leapDay;
-  leapDay.setMonth(2);
-  leapDay.setDay(29);
+  const auto leapDay = fields({{kMonth, 2}, {kDay, 29}});
   EXPECT_EQ(text(calendar->nextDateAfterDate(utc(2024, 3, 1), leapDay, NSCalendarMatchStrictly)),
             "2028-02-29 00:00:00");
   EXPECT_EQ(text(calendar->nextDateAfterDate(utc(2024, 3, 1), leapDay,
                                              NSCalendarMatchStrictly | NSCalendarSearchBackwards)),
             "2024-02-29 00:00:00");
 
-  NSDateComponents halfPast;
-  halfPast.setMinute(30);
-  EXPECT_EQ(text(calendar->nextDateAfterDate(utc(2024, 3, 9, 23, 30), halfPast,
+  EXPECT_EQ(text(calendar->nextDateAfterDate(utc(2024, 3, 9, 23, 30), fields({{kMinute, 30}}),
                                              NSCalendarMatchNextTime | NSCalendarSearchBackwards)),
             "2024-03-09 22:30:00");
-  NSDateComponents year;
-  year.setYear(2030);
+  const auto year = fields({{kYear, 2030}});
   EXPECT_EQ(text(calendar->nextDateAfterDate(utc(2024, 3, 9), year, NSCalendarMatchNextTime)),
             "2030-01-01 00:00:00");
   EXPECT_EQ(calendar->nextDateAfterDate(utc(2031, 3, 9), year, NSCalendarMatchNextTime),
@@ -156,29 +161,16 @@ TEST(NSCalendarEnumeration, FindsCalendarFieldsAndSearchesBackwards) {
 
 TEST(NSCalendarEnumeration, ComponentsThatNeverMatchEndWithoutACall) {
   auto calendar = calendarIn("UTC");
-  NSDateComponents day31;
-  day31.setDay(31);
-  std::vector<std::string> seen;
-  calendar->enumerateDatesStartingAfterDate(utc(2024, 1, 31), day31, NSCalendarMatchNextTime,
-                                            [&](std::optional<NSDate> date, bool, bool* stop) {
-                                              seen.push_back(text(date));
-                                              *stop = seen.size() == 2;
-                                            });
-  EXPECT_EQ(seen, (std::vector<std::string>{"2024-03-31 00:00:00", "2024-05-31 00:00:00"}));
+  EXPECT_EQ(firstTwo("UTC", utc(2024, 1, 31), fields({{kDay, 31}}), NSCalendarMatchNextTime),
+            (std::vector<std::string>{"2024-03-31 00:00:00", "2024-05-31 00:00:00"}));
 
-  NSDateComponents month13;
-  month13.setMonth(13);
-  NSDateComponents february30;
-  february30.setMonth(2);
-  february30.setDay(30);
-  NSDateComponents julyInWeekOne;  // no range check rules it out: the bounded search ends it
-  julyInWeekOne.setWeekday(2);
-  julyInWeekOne.setWeekOfYear(1);
-  julyInWeekOne.setMonth(7);
-  NSDateComponents the31stInWeekOne;  // every day of the bounded range is looked at
-  the31stInWeekOne.setDay(31);
-  the31stInWeekOne.setWeekOfMonth(1);
-  for (const auto& never : {month13, february30, julyInWeekOne, the31stInWeekOne}) {
+  const NSDateComponents nevers[] = {
+      fields({{kMonth, 13}}), fields({{kMonth, 2}, {kDay, 30}}),
+      // July in week one: no range check rules it out, the bounded search ends it.
+      fields({{NSCalendarUnitWeekday, 2}, {NSCalendarUnitWeekOfYear, 1}, {kMonth, 7}}),
+      // The 31st in week one of its month: every day of the bounded range is looked at.
+      fields({{kDay, 31}, {NSCalendarUnitWeekOfMonth, 1}})};
+  for (const auto& never : nevers) {
     int calls = 0;
     calendar->enumerateDatesStartingAfterDate(utc(2024, 1, 1), never, NSCalendarMatchNextTime,
                                               [&](std::optional<NSDate>, bool, bool*) { ++calls; });

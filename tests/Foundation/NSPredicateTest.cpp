@@ -43,9 +43,7 @@ class TestSample : public NSObject {
 const NSDate kFrom = NSDate::dateWithTimeIntervalSinceReferenceDate(700000000);
 const NSDate kTo = kFrom.dateByAddingTimeInterval(86400);
 
-TestSample endingAt(NSDate end, std::shared_ptr<const NSObject> correlation = nullptr) {
-  return TestSample(end.dateByAddingTimeInterval(-60), end, std::move(correlation));
-}
+TestSample endingAt(NSDate end) { return TestSample(end.dateByAddingTimeInterval(-60), end); }
 
 TestSample withValue(NSAny value) {
   return TestSample(kFrom, kFrom, nullptr, nullptr, std::move(value));
@@ -62,15 +60,6 @@ TEST(NSPredicateTest, DateWindowIncludesItsStartAndExcludesItsEnd) {
     EXPECT_TRUE(predicate->evaluateWithObject(endingAt(kTo.dateByAddingTimeInterval(-0.001))));
     EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kTo))) << format;
   }
-}
-
-TEST(NSPredicateTest, PiecesJoinedWithDoubleAmpersandRequireEveryPiece) {
-  auto predicate = NSPredicate::predicateWithFormat(
-      "%K == nil && %K >= %@ AND %K < %@", {"correlation", "endDate", kFrom, "endDate", kTo});
-  auto correlation = NSDictionary::dictionary();
-  EXPECT_TRUE(predicate->evaluateWithObject(endingAt(kFrom)));
-  EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kFrom, correlation)));
-  EXPECT_FALSE(predicate->evaluateWithObject(endingAt(kTo)));
 }
 
 struct Comparison {

@@ -55,6 +55,7 @@ class RecordRoundTripTest : public ::testing::TestWithParam<OSTRecordType> {};
 
 TEST_P(RecordRoundTripTest, EveryPropertySurvivesJSON) {
   auto record = OSTRecord::newRecordWithType(GetParam());
+  ASSERT_EQ(record->recordType(), GetParam());
   fillEveryProperty(*record);
   const std::string json = OSTRecordCoder::JSONFromRecord(*record);
   auto decoded = OSTRecordCoder::recordFromJSON(json);

@@ -47,6 +47,15 @@ class RawDatabase {
   bool run(const std::string& sql) {
     return sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
   }
+  // Moves whenever another connection commits a change to the file.
+  std::int64_t dataVersion() {
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db_, "PRAGMA data_version", -1, &statement, nullptr);
+    sqlite3_step(statement);
+    const std::int64_t version = sqlite3_column_int64(statement, 0);
+    sqlite3_finalize(statement);
+    return version;
+  }
 
  private:
   sqlite3* db_ = nullptr;
@@ -109,16 +118,6 @@ TEST_F(SessionTest, SessionDataAndOutboxSurviveARestart) {
   EXPECT_TRUE(records[0]->isEqual(*record));
 }
 
-// PRAGMA data_version of another connection moves whenever this store commits a change.
-std::int64_t dataVersion(sqlite3* db) {
-  sqlite3_stmt* statement = nullptr;
-  sqlite3_prepare_v2(db, "PRAGMA data_version", -1, &statement, nullptr);
-  sqlite3_step(statement);
-  const std::int64_t version = sqlite3_column_int64(statement, 0);
-  sqlite3_finalize(statement);
-  return version;
-}
-
 TEST_F(SessionTest, SavesWriteWhatChangedAndAnUnchangedSaveWritesNothing) {
   OSTStoredSessionData first;
   first.anchors = {{"steps", std::string("archived:5")}, {"sleep", std::uint64_t{9}}};
@@ -133,19 +132,17 @@ TEST_F(SessionTest, SavesWriteWhatChangedAndAnUnchangedSaveWritesNothing) {
   second.routineQueryTimestamp.reset();
   second.intradayStepsFetchTimestamp = kStart;
 
-  sqlite3* observer = nullptr;
   {
     OSTSQLiteStore store(path_);
     ASSERT_EQ(store.open(), nullptr);
     ASSERT_EQ(store.saveSessionData(first), nullptr);
-    sqlite3_open(path_.c_str(), &observer);
-    const std::int64_t before = dataVersion(observer);
+    RawDatabase observer(path_);
+    const std::int64_t before = observer.dataVersion();
     ASSERT_EQ(store.saveSessionData(first), nullptr);
-    EXPECT_EQ(dataVersion(observer), before);
+    EXPECT_EQ(observer.dataVersion(), before);
     ASSERT_EQ(store.saveSessionData(second), nullptr);
-    EXPECT_NE(dataVersion(observer), before);
+    EXPECT_NE(observer.dataVersion(), before);
   }
-  sqlite3_close(observer);
   OSTSQLiteStore reopened(path_);
   ASSERT_EQ(reopened.open(), nullptr);
   const auto loaded = reopened.loadSessionData();
@@ -165,13 +162,14 @@ TEST_F(SessionTest, SameKindAndActivityIDUpdatesMemberByMemberAndUploadedRecords
     fill(*record);
     return record;
   };
-  auto fullDay = heartRateDay([](OSTBiometrics& r) {
+  const auto fillWholeDay = [](OSTBiometrics& r) {
     r.setMinHeartRate(48.0);
     r.setMaxHeartRate(151.0);
     r.setAverageHeartRate(72.5);
     r.setExtraValue(101.0, "apple_walking_heartrate_average");
     r.setExtraValue("watch", "device");
-  });
+  };
+  auto fullDay = heartRateDay(fillWholeDay);
   auto restingOnly = heartRateDay([](OSTBiometrics& r) { r.setRestingHeartrate(55.0); });
   auto walkingOnly = heartRateDay(
       [](OSTBiometrics& r) { r.setExtraValue(99.0, "apple_walking_heartrate_average"); });
@@ -189,13 +187,10 @@ TEST_F(SessionTest, SameKindAndActivityIDUpdatesMemberByMemberAndUploadedRecords
 
   auto records = outbox(session);
   ASSERT_EQ(records.size(), 3u);  // the two without an identifier, and the updated day
-  auto expected = heartRateDay([](OSTBiometrics& r) {
-    r.setMinHeartRate(48.0);
-    r.setMaxHeartRate(151.0);
-    r.setAverageHeartRate(72.5);
+  auto expected = heartRateDay([&](OSTBiometrics& r) {
+    fillWholeDay(r);
     r.setRestingHeartrate(55.0);
     r.setExtraValue(99.0, "apple_walking_heartrate_average");
-    r.setExtraValue("watch", "device");
   });
   EXPECT_TRUE(records.back()->isEqual(*expected)) << records.back()->description();
 
@@ -422,7 +417,6 @@ TEST_F(SessionTest, WithoutASessionNothingIsStored) {
   OSTStatus error = session.submitRecords({weightRecord("A", 1)});
   ASSERT_NE(error, nullptr);
   EXPECT_EQ(error->code(), OSTCoreErrorNoSession);
-  EXPECT_EQ(OSTSession::sharedInstance(), OSTSession::sharedInstance());
 }
 
 }  // namespace

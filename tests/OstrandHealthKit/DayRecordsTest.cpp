@@ -4,10 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
-#include <set>
-
-#include "Foundation/Dispatch.h"
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/Models/OSTBiometrics+HealthKit.h"
 #include "OstrandHealthKit/Models/OSTRoutine+HealthKit.h"
@@ -140,23 +136,6 @@ TEST_F(DayRecordsTest, OneHeartRateRecordPerSourceAndDay) {
   const auto& nextDay = *records.at("heart-rate-user-1-com.apple.health.W1-2024-3-8");
   EXPECT_EQ(valueAt(nextDay, "extras.apple_walking_heartrate_average"), 98);
   EXPECT_EQ(nextDay.timestamp(), minutesInto(day(1), 8 * 60));
-}
-
-TEST_F(DayRecordsTest, TablesBuiltFromSeveralThreadsAtOnceAreOneTable) {
-  OSTResetCachedValuesForTesting();
-  std::mutex mutex;  // guards seen
-  std::set<const void*> seen;
-  for (int i = 0; i < 8; ++i) {
-    dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0), [&] {
-      for (auto kind : {OSTRecordTypeBiometrics, OSTRecordTypeRoutine, OSTRecordTypeFitness}) {
-        const auto table = healthKitKeyPaths(kind);
-        std::lock_guard lock(mutex);
-        seen.insert(table.get());
-      }
-    });
-  }
-  runUntilIdle();
-  EXPECT_EQ(seen.size(), 3U);
 }
 
 }  // namespace

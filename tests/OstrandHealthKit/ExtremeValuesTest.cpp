@@ -19,7 +19,6 @@
 #include "HealthKit/HKMetadata.h"
 #include "HealthKit/HKWorkout.h"
 #include "OstrandCore/OSTIntraDay.h"
-#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "RecordTestSupport.h"
 #include "SyncEndToEndSupport.h"
 
@@ -37,12 +36,7 @@ class ExtremeValuesTest : public SyncEndToEndFixture {
     SyncEndToEndFixture::SetUp();
     clock().set(at(-4, 17));
     engine->setProcessIntraday(true);
-    OSTSampleTypeArray types;
-    for (NSInteger set = 0; set <= 7; ++set) {
-      const auto members = OSTHealthKitSubscription::sampleTypesForSubscriptionSet(set);
-      types.insert(types.end(), members->begin(), members->end());
-    }
-    ASSERT_TRUE(subscribe(types));
+    ASSERT_TRUE(subscribeToEverySet());
   }
 
   void saveAllAndFetch(const std::shared_ptr<HKHealthStore>& source,

@@ -38,12 +38,7 @@ OSTRecordType recordType(const std::string& identifier) {
 
 using testing_support::PlatformVersion;
 
-TEST(SubscriptionCatalog, TypesTheLibraryDoesNotConvertFeedNoRecordKind) {
-  EXPECT_EQ(recordType(HKCategoryTypeIdentifierHighHeartRateEvent), OSTRecordTypeNone);
-  EXPECT_EQ(recordType(HKQuantityTypeIdentifierHeadphoneAudioExposure), OSTRecordTypeNone);
-}
-
-TEST(SubscriptionCatalog, EveryTypeOfEverySetFeedsARecordKind) {
+TEST(SubscriptionCatalog, EveryTypeOfEverySetFeedsARecordKindAndUnconvertedTypesNone) {
   for (NSInteger set = OSTHealthKitSubscriptionSetRoutine;
        set <= OSTHealthKitSubscriptionSetBiometrics; ++set) {
     for (const auto& entry : *OSTHealthKitSubscription::sampleTypesForSubscriptionSet(set)) {
@@ -51,6 +46,9 @@ TEST(SubscriptionCatalog, EveryTypeOfEverySetFeedsARecordKind) {
           << entry->identifier() << " of set " << set;
     }
   }
+  // Types the library does not convert feed none.
+  EXPECT_EQ(recordType(HKCategoryTypeIdentifierHighHeartRateEvent), OSTRecordTypeNone);
+  EXPECT_EQ(recordType(HKQuantityTypeIdentifierHeadphoneAudioExposure), OSTRecordTypeNone);
 }
 
 TEST(SubscriptionCatalog, HistoricalSetsAreSharedExceptIntradaySteps) {

@@ -4,10 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <stdexcept>
 
-#include "Foundation/Dispatch.h"
 #include "HealthKit/HKTypeIdentifiers.h"
 #include "HealthKit/Simulator/SimulatedHealthDevice.h"
 #include "HealthKit/UIKit/UIApplication.h"
@@ -194,21 +192,6 @@ TEST_F(SubscriptionControlTest, EndingTheSessionStopsEverythingAndKeepsIntradayT
   EXPECT_EQ(intradayStepsQueryTimestamp(current()), intradayQuery);
   EXPECT_EQ(intradayStepsFetchTimestamp(current()), intradayQuery);
   EXPECT_EQ(device->backgroundDeliveryFrequency(*sampleType(kWeight)), std::nullopt);
-}
-
-TEST_F(SubscriptionControlTest, ConcurrentFirstCallsShareOneEngine) {
-  std::mutex mutex;
-  std::vector<std::shared_ptr<OSTHealthKitManager>> seen;
-  for (int i = 0; i < 8; ++i) {
-    dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0), [&] {
-      auto instance = OSTHealthKitManager::sharedInstance();
-      std::lock_guard lock(mutex);
-      seen.push_back(std::move(instance));
-    });
-  }
-  runUntilIdle();
-  ASSERT_EQ(seen.size(), 8U);
-  for (const auto& instance : seen) EXPECT_EQ(instance, OSTHealthKitManager::sharedInstance());
 }
 
 }  // namespace

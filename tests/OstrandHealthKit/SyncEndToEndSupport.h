@@ -18,6 +18,7 @@
 #include "OstrandCore/OSTRoutine.h"
 #include "OstrandHealthKit/Categories/NSCalendar+Ostrand.h"
 #include "OstrandHealthKit/Categories/OSTSession+HealthKit.h"
+#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "support/SyncFixture.h"
 
 namespace end_to_end {
@@ -64,6 +65,15 @@ class SyncEndToEndFixture : public testing_support::SyncFixture {
     return measured(HKQuantityTypeIdentifierHeartRate, "count/min", bpm, when, when);
   }
 
+  // Subscribes to every type of every subscription set.
+  bool subscribeToEverySet() {
+    OSTSampleTypeArray types;
+    for (NSInteger set = 0; set <= 7; ++set) {
+      const auto members = OSTHealthKitSubscription::sampleTypesForSubscriptionSet(set);
+      types.insert(types.end(), members->begin(), members->end());
+    }
+    return subscribe(types);
+  }
   // The outbox's records of one kind, oldest first.
   std::vector<std::shared_ptr<OSTRecord>> outboxOf(OSTRecordType kind) const {
     std::vector<std::shared_ptr<OSTRecord>> records;

@@ -17,7 +17,6 @@
 #include "HealthKit/HKWorkout.h"
 #include "HealthKit/HKWorkoutEvent.h"
 #include "HealthKit/UIKit/UIApplication.h"
-#include "OstrandHealthKit/OSTHealthKitSubscription.h"
 #include "SyncEndToEndSupport.h"
 
 namespace end_to_end {
@@ -42,12 +41,7 @@ class SyncEndToEndTest : public SyncEndToEndFixture {
   // write until this morning; at noon the app comes to the foreground and fetches.
   void liveThroughTwoDays() {
     clock().set(at(-1, 17));
-    OSTSampleTypeArray types;
-    for (NSInteger set = 0; set <= 7; ++set) {
-      const auto members = OSTHealthKitSubscription::sampleTypesForSubscriptionSet(set);
-      types.insert(types.end(), members->begin(), members->end());
-    }
-    ASSERT_TRUE(subscribe(types));
+    ASSERT_TRUE(subscribeToEverySet());
     UIApplication::sharedApplication()->setApplicationState(UIApplicationStateBackground);
     runUntilIdle();
 

@@ -73,6 +73,7 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
   result.storeSeconds = stopwatch.seconds();
   result.peakGrowthBytes =
       static_cast<double>(BenchProcessUsage::peakResidentBytes()) - residentBefore;
+  BenchProcessUsage::returnFreedMemory();
   result.heldBytes = static_cast<double>(BenchProcessUsage::residentBytes()) - residentBefore;
   if (!stored.succeeded()) {
     err << "error: " << stored.error->description() << "\n";

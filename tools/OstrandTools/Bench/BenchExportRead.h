@@ -7,7 +7,9 @@
 //   checking and building HealthKit objects;
 // - the export reader saving every object into a fresh simulated device: peak memory growth
 //   (VmHWM reset just before) over the objects stored, and the same process's resident growth
-//   while it holds them.
+//   while the device holds them once the reader is gone (freed memory given back first). The
+//   peak includes what the reader keeps while it reads: the UUIDs it has seen, to drop a record
+//   the export repeats.
 //
 // Main thread only; the caller writes the file and removes it.
 //
@@ -31,7 +33,7 @@ struct BenchExportReadResult {
   double readSeconds = 0;      // into a sink that drops every object
   double storeSeconds = 0;     // into a simulated device
   double peakGrowthBytes = 0;  // VmHWM after storing minus VmRSS before
-  double heldBytes = 0;        // VmRSS while the device holds the export, minus before
+  double heldBytes = 0;  // VmRSS while the device holds the export (freed memory given back)
   bool peakWasReset = false;
 };
 

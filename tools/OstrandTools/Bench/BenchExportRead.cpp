@@ -66,6 +66,7 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
 
   BenchProcessUsage::returnFreedMemory();
   const auto residentBefore = static_cast<double>(BenchProcessUsage::residentBytes());
+  const auto heapBefore = static_cast<double>(BenchProcessUsage::heapInUseBytes());
   result.peakWasReset = BenchProcessUsage::resetPeakResident();
   auto device = platform::SimulatedHealthDevice::create();
   stopwatch = BenchStopwatch();
@@ -73,8 +74,7 @@ std::optional<BenchExportReadResult> BenchExportRead::measure(std::ostream& err)
   result.storeSeconds = stopwatch.seconds();
   result.peakGrowthBytes =
       static_cast<double>(BenchProcessUsage::peakResidentBytes()) - residentBefore;
-  BenchProcessUsage::returnFreedMemory();
-  result.heldBytes = static_cast<double>(BenchProcessUsage::residentBytes()) - residentBefore;
+  result.heldBytes = static_cast<double>(BenchProcessUsage::heapInUseBytes()) - heapBefore;
   if (!stored.succeeded()) {
     err << "error: " << stored.error->description() << "\n";
     return std::nullopt;

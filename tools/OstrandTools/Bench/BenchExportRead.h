@@ -6,10 +6,9 @@
 // - the export reader over the same file, handing every object to a sink that drops it: parsing,
 //   checking and building HealthKit objects;
 // - the export reader saving every object into a fresh simulated device: peak memory growth
-//   (VmHWM reset just before) over the objects stored, and the same process's resident growth
-//   while the device holds them once the reader is gone (freed memory given back first). The
-//   peak includes what the reader keeps while it reads: the UUIDs it has seen, to drop a record
-//   the export repeats.
+//   (VmHWM reset just before) over the objects stored, and the heap the device holds for them
+//   once the reader is gone. The peak includes what the reader keeps while it reads: the UUIDs
+//   it has seen, to drop a record the export repeats.
 //
 // Main thread only; the caller writes the file and removes it.
 //
@@ -33,7 +32,7 @@ struct BenchExportReadResult {
   double readSeconds = 0;      // into a sink that drops every object
   double storeSeconds = 0;     // into a simulated device
   double peakGrowthBytes = 0;  // VmHWM after storing minus VmRSS before
-  double heldBytes = 0;  // VmRSS while the device holds the export (freed memory given back)
+  double heldBytes = 0;        // heap in use while the device holds the export, minus before
   bool peakWasReset = false;
 };
 

@@ -65,6 +65,15 @@ void BenchProcessUsage::returnFreedMemory() {
 #endif
 }
 
+std::uint64_t BenchProcessUsage::heapInUseBytes() {
+#ifdef __GLIBC__
+  const struct mallinfo2 heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+#else
+  return 0;
+#endif
+}
+
 std::uint64_t BenchProcessUsage::runPeakResidentBytes() {
   return std::max(peakBeforeResets.load(), peakResidentBytes());
 }

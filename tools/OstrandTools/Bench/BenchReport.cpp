@@ -132,7 +132,7 @@ void BenchReport::addExportRead(const BenchExportReadResult& result) {
   table_.add({"export read, " + mebibytesText(bytes), durationText(result.readSeconds),
               "plain expat pass", durationText(result.expatSeconds),
               ratio(result.readSeconds, result.expatSeconds)});
-  table_.add({"export stored, held per object", countText(result.heldBytes / objects) + " B",
+  table_.add({"export stored, heap held per object", countText(result.heldBytes / objects) + " B",
               "its XML per object", countText(bytes / objects) + " B",
               ratio(result.heldBytes, bytes)});
   table_.add({"export stored, peak while reading per object",
@@ -150,8 +150,9 @@ void BenchReport::addExportRead(const BenchExportReadResult& result) {
       durationText(result.storeSeconds) + "; peak RSS growth " +
       mebibytesText(result.peakGrowthBytes) +
       (result.peakWasReset ? "" : " (VmHWM could not be reset: the peak since the start)") +
-      " (with the reader's set of the UUIDs it has seen), resident while held " +
-      mebibytesText(result.heldBytes) + " (the reader gone, freed memory given back).");
+      " (with the reader's set of the UUIDs it has seen); heap held by the device once the "
+      "reader is gone " +
+      mebibytesText(result.heldBytes) + ".");
 }
 
 void BenchReport::addReplayYear(const BenchReplayYearResult& result,

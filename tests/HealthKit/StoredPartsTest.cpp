@@ -172,10 +172,18 @@ TEST_F(StoredPartsTest, PackedObjectsComeBackAsTheyWerePacked) {
   EXPECT_TRUE(again->metadata()->isEqual(*metadata));
   EXPECT_EQ(HKQuantityAccess::unit(*again->quantity())->unitString(), "count/s");
   EXPECT_EQ(again->quantity()->doubleValueForUnit(*perSecond), 1.0 / 3);
+  EXPECT_TRUE(again->sourceRevision()->isEqual(*pulse->sourceRevision()));
   const auto whole = packed.unpack(readingRow);
   ASSERT_NE(whole, nullptr);
   EXPECT_EQ(whole->UUID(), reading->UUID());
   EXPECT_EQ(packed.unpack(readingRow), nullptr);
+
+  // Every new sample carries a revision object of its own; equal ones are one part, or a
+  // million samples would be a million combinations of parts.
+  const auto nextPulse = HKQuantitySample::quantitySampleWithType(
+      heartRateType(), HKQuantity::quantityWithUnit(perSecond, 1.5), at(2), at(2), band, metadata);
+  ASSERT_NE(nextPulse->sourceRevision(), pulse->sourceRevision());
+  EXPECT_EQ(packed.pack(*nextPulse).parts, pulseRow.parts);
 }
 
 }  // namespace

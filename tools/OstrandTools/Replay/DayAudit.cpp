@@ -16,8 +16,12 @@ DayAudit::DayAudit(const OutboxMissesInput& input)
       calendar_(input.device.calendar()),
       healthKit_(input.device),
       to_(dayOf(input.until.dateByAddingTimeInterval(-kHour))) {
+  // What arrived before the install arrived before any record was written, as every object
+  // not kept here is taken to have: years of them need not be kept.
   for (const auto& object : input.released) {
-    if (input.types.summed.contains(*object.type)) arrivals_.emplace(object.uuid, object.arrival);
+    if (!(object.arrival < input.since) && input.types.summed.contains(*object.type)) {
+      arrivals_.emplace(object.uuid, object.arrival);
+    }
   }
 }
 

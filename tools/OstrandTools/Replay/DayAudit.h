@@ -39,7 +39,8 @@ class DayAudit {
   std::vector<NSDate> daysCovered(const HKSample& sample) const;
   // The earlier of the install day and `first`, the first day the outbox holds of a kind.
   NSDate startingAt(std::optional<NSDate> first) const;
-  // When the sample reached HealthKit (a sample of a summed type the replay saved).
+  // When the sample reached HealthKit (a sample of a summed type the replay saved); the distant
+  // past for one that was there at the install, before any record was written.
   NSDate arrivalOf(const HKObject& object) const;
   // A day whose record differs from HealthKit: its samples that arrived at or after the
   // record's last write are missing (also as the amount when `amountIsObjects`).
@@ -76,7 +77,8 @@ class DayAudit {
   std::shared_ptr<NSCalendar> calendar_;
   HealthKitAudit healthKit_;
   NSDate to_;
-  std::unordered_map<NSUUID, NSDate> arrivals_;  // of the summed types' samples
+  // Of the summed types' samples saved after the install.
+  std::unordered_map<NSUUID, NSDate> arrivals_;
 };
 
 }  // namespace ostrand_tools

@@ -87,6 +87,7 @@ class ReplayTimeline final : public AppleHealthExportSink {
     std::uint32_t readingOrder;           // orders equal arrivals
     bool hasCreationDate;
   };
+  static_assert(sizeof(Entry) == 72, "millions of entries wait for their arrival");
   struct Refusal {
     std::size_t source;
     std::shared_ptr<const NSError> failure;
